@@ -1,0 +1,105 @@
+#include "app/OcrCommandLine.h"
+
+#include <cstdio>
+
+#include <QElapsedTimer>
+#include <QGuiApplication>
+
+#include "app/GraphemeCount.h"
+#include "app/recognition/TextRecognizer.h"
+#include "platform/clipboard/Clipboard.h"
+#include "platform/session/PlatformSession.h"
+
+using namespace Qt::StringLiterals;
+
+namespace Tessary::OcrCommandLine {
+
+namespace {
+
+void write(std::FILE *stream, const QString &text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+QString seconds(qint64 nanoseconds)
+{
+    return QString::number(double(nanoseconds) / 1e9, 'f', 3);
+}
+
+/** Modes without a window paint and decode off screen, whatever display there is. */
+void useOffscreenPlatform()
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+}
+
+int benchmarkFile(int &argc, char **argv, const QString &path)
+{
+    useOffscreenPlatform();
+    QGuiApplication application(argc, argv);
+    QElapsedTimer timer;
+    timer.start();
+    const auto text = TextRecognizer::recognize(path);
+    if (!text) {
+        write(stderr, u"OCR benchmark failed: "_s + text.error().description + u'\n');
+        return 1;
+    }
+    const qint64 elapsed = timer.nsecsElapsed();
+    write(stdout, u"ocr_seconds="_s + seconds(elapsed) + u" output_characters="_s + QString::number(graphemeCount(*text)) + u'\n');
+    return 0;
+}
+
+int benchmarkWarmup(int &argc, char **argv)
+{
+    useOffscreenPlatform();
+    QGuiApplication application(argc, argv);
+    QElapsedTimer timer;
+    timer.start();
+    const bool recognized = TextRecognizer::prewarm();
+    const qint64 elapsed = timer.nsecsElapsed();
+    write(stdout, u"warmup_seconds="_s + seconds(elapsed) + u" recognized="_s + (recognized ? u"true"_s : u"false"_s) + u'\n');
+    return 0;
+}
+
+int recognizeAndCopy(int &argc, char **argv, const QString &path)
+{
+    const SessionType session = detectSessionType();
+    selectQtPlatformPlugin(session);
+    QGuiApplication application(argc, argv);
+
+    const auto text = TextRecognizer::recognize(path);
+    if (!text) {
+        write(stderr, u"识别失败："_s + text.error().description + u'\n');
+        return 1;
+    }
+    if (text->isEmpty()) {
+        write(stderr, u"未识别到文字\n"_s);
+        return 2;
+    }
+    const std::unique_ptr<Clipboard> clipboard = createClipboard(session);
+    if (!clipboard->setText(*text) || !clipboard->keepAfterExit(*text)) {
+        write(stderr, u"复制到剪贴板失败\n"_s);
+        return 1;
+    }
+    write(stdout, *text + u'\n');
+    return 0;
+}
+
+} // namespace
+
+std::optional<int> runIfRequested(int &argc, char **argv, const QStringList &arguments)
+{
+    if (arguments.size() == 3 && arguments[1] == u"--benchmark-ocr-file") {
+        return benchmarkFile(argc, argv, arguments[2]);
+    }
+    if (arguments.size() == 2 && arguments[1] == u"--benchmark-ocr-warmup") {
+        return benchmarkWarmup(argc, argv);
+    }
+    if (arguments.size() == 3 && arguments[1] == u"--ocr-file") {
+        return recognizeAndCopy(argc, argv, arguments[2]);
+    }
+    return std::nullopt;
+}
+
+} // namespace Tessary::OcrCommandLine

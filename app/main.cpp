@@ -1,0 +1,23 @@
+#include <QFile>
+#include <QStringList>
+
+#include "app/TessaryApp.h"
+#include "updater/NativeUpdateArchiveVerification.h"
+#include "updater/NativeUpdateHelper.h"
+
+int main(int argc, char **argv)
+{
+    QStringList arguments;
+    arguments.reserve(argc);
+    for (int i = 0; i < argc; ++i) {
+        arguments.append(QFile::decodeName(argv[i]));
+    }
+
+    if (Tessary::NativeUpdateHelper::runIfRequested(arguments)) {
+        return 0;
+    }
+    if (const std::optional<int> status = Tessary::NativeUpdateArchiveVerification::runIfRequested(arguments)) {
+        return *status;
+    }
+    return Tessary::TessaryApp::main(argc, argv, arguments);
+}

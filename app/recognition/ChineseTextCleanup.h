@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+
+namespace Tessary {
+
+/**
+ * Corrections for recognised text lines in which Chinese occurs. The models put a space between every two Chinese
+ * characters and often read full-width punctuation as its ASCII look-alike; on screen, Chinese text has neither.
+ */
+namespace ChineseTextCleanup {
+
+/** True for Han ideographs (also outside the BMP). */
+bool isHan(char32_t c);
+
+/** True for characters that sit in Chinese text without spaces: Han, CJK punctuation, full-width forms. */
+bool isCjk(char32_t c);
+
+/** Removes white space between two CJK characters. Runs of other spaces are kept as they are. */
+QString removeSpacesBetweenCjk(const QString &line);
+
+/**
+ * Turns ASCII , . : ; ? ! ( ) that stand between two Han characters (spaces aside) into their full-width forms.
+ */
+QString restoreFullWidthPunctuation(const QString &line);
+
+/** Trims the line's trailing white space, then restores punctuation and removes the spaces. */
+QString cleanLine(const QString &line);
+
+} // namespace ChineseTextCleanup
+
+} // namespace Tessary

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QString>
+
+namespace Tessary {
+
+/** Why a recognition failed. The description is shown to the user after "识别失败：". */
+struct RecognitionError
+{
+    enum class Code {
+        FileNotFound = 1,
+        NotAFile,
+        Unreadable,
+        NotAnImage,
+        EmptyImage,
+        ImageTooLarge,
+        EngineUnavailable,
+        EngineFailed,
+    };
+
+    static constexpr auto domain = "Tessary.OCR";
+
+    Code code;
+    QString description;
+};
+
+} // namespace Tessary

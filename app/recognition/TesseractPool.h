@@ -1,0 +1,77 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include <QByteArray>
+#include <QString>
+
+namespace tesseract {
+class TessBaseAPI;
+}
+
+namespace Tessary {
+
+/**
+ * Initialised Tesseract engines kept for reuse, one stack per language list. An engine is not thread-safe, so
+ * each recognition borrows one for its own use; overlapping recognitions get separate engines. Loading a model set
+ * takes far longer than a recognition, which is why engines are never thrown away.
+ */
+class TesseractPool
+{
+public:
+    struct Deleter
+    {
+        void operator()(tesseract::TessBaseAPI *api) const;
+    };
+    using Engine = std::unique_ptr<tesseract::TessBaseAPI, Deleter>;
+
+    /** An engine on loan; it goes back to the pool when the lease ends. */
+    class Lease
+    {
+    public:
+        Lease(TesseractPool *pool, QByteArray languages, Engine engine);
+        Lease(Lease &&) noexcept = default;
+        Lease &operator=(Lease &&) noexcept = default;
+        ~Lease();
+
+        tesseract::TessBaseAPI *get() const { return m_engine.get(); }
+        tesseract::TessBaseAPI *operator->() const { return m_engine.get(); }
+        explicit operator bool() const { return m_engine != nullptr; }
+
+    private:
+        TesseractPool *m_pool = nullptr;
+        QByteArray m_languages;
+        Engine m_engine;
+    };
+
+    /** The folder holding the .traineddata files: $TESSDATA_PREFIX when set, else Debian's folder. */
+    static QString dataPath();
+
+    /** True when every language of a "+"-separated list has its model file. */
+    static bool hasModels(const QByteArray &languages);
+
+    /** The process-wide pool. */
+    static TesseractPool &shared();
+
+    /**
+     * Returns an idle engine for the languages or initialises a new one; an empty lease when the models cannot be
+     * loaded. Safe to call from any thread.
+     */
+    Lease borrow(const QByteArray &languages);
+
+private:
+    struct Stack
+    {
+        QByteArray languages;
+        std::vector<Engine> idle;
+    };
+
+    void giveBack(const QByteArray &languages, Engine engine);
+
+    std::mutex m_mutex;
+    std::vector<Stack> m_stacks;
+};
+
+} // namespace Tessary

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QImage>
+#include <QString>
+
+#include "app/recognition/RecognitionError.h"
+#include "core/Result.h"
+
+namespace Tessary {
+
+/**
+ * On-device recognition of screen text. Every operation is synchronous and may run on any thread; calls may overlap.
+ * The engine looks for Simplified and Traditional Chinese and English text at once and keeps the reading that it is
+ * most confident of. The result has one line per text line, joined with "\n", trimmed at both ends; an image
+ * without text gives an empty string, which is not an error.
+ */
+namespace TextRecognizer {
+
+/** Recognises the image file at path (any format Qt reads; relative paths against the working directory). */
+Result<QString, RecognitionError> recognize(const QString &path);
+
+/** Recognises an image that is already in memory. */
+Result<QString, RecognitionError> recognizeImage(const QImage &image);
+
+/**
+ * Runs one recognition of a small generated image so that the models are loaded before the first real one.
+ * Returns true when it recognised anything; false on every failure. Needs a QGuiApplication (for the font).
+ */
+bool prewarm();
+
+/** The 320 × 90 warm-up image: "截图识字 Tessary" in black on white. */
+QImage warmupImage();
+
+} // namespace TextRecognizer
+
+} // namespace Tessary

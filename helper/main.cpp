@@ -1,0 +1,15 @@
+// tessary-helper: small tools that the application runs as child processes. The first argument names the tool.
+
+#include <cstdio>
+#include <cstring>
+
+#include "helper/ClipboardServe.h"
+
+int main(int argc, char **argv)
+{
+    if (argc >= 2 && std::strcmp(argv[1], "clipboard-serve") == 0) {
+        return Tessary::ClipboardServe::run(argc, argv);
+    }
+    std::fputs("usage: tessary-helper clipboard-serve\n", stderr);
+    return 1;
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/clipboard/Clipboard.h"
+
+namespace Tessary {
+
+/** No display, no clipboard: every operation fails. */
+class ClipboardNull final : public Clipboard
+{
+public:
+    bool setText(const QString &text) override;
+    bool keepAfterExit(const QString &text) override;
+};
+
+} // namespace Tessary

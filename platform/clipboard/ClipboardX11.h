@@ -1,0 +1,22 @@
+#pragma once
+
+#include "platform/clipboard/Clipboard.h"
+
+namespace Tessary {
+
+/**
+ * The X11 CLIPBOARD selection through Qt's xcb plugin. On Wayland sessions our GUI runs on XWayland and the
+ * compositor bridges this selection to native clients.
+ */
+class ClipboardX11 final : public Clipboard
+{
+public:
+    bool setText(const QString &text) override;
+    bool keepAfterExit(const QString &text) override;
+
+private:
+    bool hasClipboardManager() const;
+    bool handToHelper(const QString &text) const;
+};
+
+} // namespace Tessary
