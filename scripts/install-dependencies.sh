@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Installs every Debian 12 package needed to build, run and test Tessary. Run as root (or through sudo).
+set -euo pipefail
+
+packages=(
+    # build
+    build-essential cmake ninja-build pkg-config
+    qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libqt6svg6-dev libgl-dev
+    libxcb1-dev libxcb-keysyms1-dev
+    libtesseract-dev libleptonica-dev
+    libsecret-1-dev libarchive-dev libssl-dev
+    libgtest-dev libgmock-dev
+    # run
+    tesseract-ocr-eng tesseract-ocr-chi-sim tesseract-ocr-chi-tra fonts-noto-cjk
+    # virtual display, clipboard and desktop services for the sample run and the tests
+    xvfb xauth xdotool xclip x11-utils dbus dbus-x11 gnome-keyring libsecret-tools
+    openssl python3 zip unzip
+)
+
+if [ "$(id -u)" -ne 0 ]; then
+    exec sudo "$0" "$@"
+fi
+export DEBIAN_FRONTEND=noninteractive
+apt-get update
+apt-get install -y --no-install-recommends "${packages[@]}"
