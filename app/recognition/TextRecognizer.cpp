@@ -1,18 +1,11 @@
 #include "app/recognition/TextRecognizer.h"
 
-#include <memory>
-
-#include <dlfcn.h>
-
-#include <tesseract/baseapi.h>
-#include <tesseract/resultiterator.h>
-
 #include <QFont>
 #include <QPainter>
 #include <QStringList>
 #include <QtConcurrent/QtConcurrentRun>
 
-#include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/RecognitionPass.h"
 #include "app/recognition/ScreenImageLoader.h"
 #include "app/recognition/TesseractPool.h"
 
@@ -23,37 +16,9 @@ namespace Tessary::TextRecognizer {
 namespace {
 
 // Simplified and Traditional Chinese are read in separate passes: a model set holding both turns one script into
-// the other, while each set alone is confident on its own script and unsure on the other.
+// the other. The pass with the higher mean word confidence wins.
 constexpr auto simplifiedLanguages = "chi_sim+eng";
 constexpr auto traditionalLanguages = "chi_tra+eng";
-
-struct PassResult
-{
-    QStringList lines;
-    int meanConfidence = -1;
-};
-
-/**
- * Debian's Tesseract is built with OpenMP and spreads each recognition over every core; on small screenshots that
- * is several times slower than one thread, and we get our parallelism from overlapping recognitions instead.
- * OMP_THREAD_LIMIT would do, but the OpenMP runtime reads it while it is loaded, before main() runs, and Tesseract
- * asks for its thread counts explicitly. Allowing no active parallel level makes every region run on the calling
- * thread alone. The setting belongs to the calling thread, so every thread that recognises makes it once. A limit
- * the user set in the environment is left to the runtime.
- */
-void limitEngineThreads()
-{
-    using SetMaxActiveLevels = void (*)(int);
-    static const auto setLevels = [] {
-        const bool userChose = qEnvironmentVariableIsSet("OMP_THREAD_LIMIT") || qEnvironmentVariableIsSet("OMP_MAX_ACTIVE_LEVELS");
-        return userChose ? nullptr : reinterpret_cast<SetMaxActiveLevels>(dlsym(RTLD_DEFAULT, "omp_set_max_active_levels"));
-    }();
-    thread_local bool limited = false;
-    if (setLevels != nullptr && !limited) {
-        setLevels(0);
-        limited = true;
-    }
-}
 
 /** Tesseract reads dark text on a light ground best; screens in dark mode are inverted first. */
 QImage preparedForEngine(const QImage &source)
@@ -71,36 +36,6 @@ QImage preparedForEngine(const QImage &source)
         image.invertPixels();
     }
     return image;
-}
-
-Result<PassResult, RecognitionError> runPass(const QByteArray &languages, const QImage &image)
-{
-    limitEngineThreads();
-    TesseractPool::Lease engine = TesseractPool::shared().borrow(languages);
-    if (!engine) {
-        return unexpected(RecognitionError {RecognitionError::Code::EngineUnavailable,
-                                            u"无法加载文字识别模型（%1）。"_s.arg(QString::fromLatin1(languages))});
-    }
-    engine->SetImage(image.constBits(), image.width(), image.height(), 3, int(image.bytesPerLine()));
-    if (engine->Recognize(nullptr) != 0) {
-        return unexpected(RecognitionError {RecognitionError::Code::EngineFailed, u"文字识别引擎未能处理这张图像。"_s});
-    }
-    PassResult result;
-    result.meanConfidence = engine->MeanTextConf();
-    std::unique_ptr<tesseract::ResultIterator> it(engine->GetIterator());
-    if (it != nullptr && !it->Empty(tesseract::RIL_TEXTLINE)) {
-        do {
-            std::unique_ptr<char[]> text(it->GetUTF8Text(tesseract::RIL_TEXTLINE));
-            if (text == nullptr) {
-                continue;
-            }
-            const QString line = ChineseTextCleanup::cleanLine(QString::fromUtf8(text.get()));
-            if (!line.trimmed().isEmpty()) {
-                result.lines.append(line);
-            }
-        } while (it->Next(tesseract::RIL_TEXTLINE));
-    }
-    return result;
 }
 
 QByteArrayList availablePasses()
@@ -138,13 +73,14 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     const QImage image = preparedForEngine(source);
 
     // The passes are independent; run the second one beside the first so that a capture waits for one pass only.
-    QList<QFuture<Result<PassResult, RecognitionError>>> others;
+    QList<QFuture<Result<RecognitionPass, RecognitionError>>> others;
     for (qsizetype i = 1; i < passes.size(); ++i) {
-        others.append(QtConcurrent::run([languages = passes[i], image] { return runPass(languages, image); }));
+        others.append(QtConcurrent::run([languages = passes[i], image] { return runRecognitionPass(languages, image); }));
     }
-    Result<PassResult, RecognitionError> best = runPass(passes.first(), image);
+    Result<RecognitionPass, RecognitionError> best = runRecognitionPass(passes.first(), image);
     for (auto &other : others) {
-        Result<PassResult, RecognitionError> candidate = other.result();
+        Result<RecognitionPass, RecognitionError> candidate = other.result();
+        // Each model set is confident on its own script and unsure on the other; ties go to the first.
         if (!best || (candidate && candidate->meanConfidence > best->meanConfidence)) {
             best = std::move(candidate);
         }
