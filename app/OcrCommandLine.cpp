@@ -5,6 +5,7 @@
 #include <QElapsedTimer>
 #include <QGuiApplication>
 
+#include "app/CommandLineOutput.h"
 #include "app/GraphemeCount.h"
 #include "app/recognition/TextRecognizer.h"
 #include "platform/clipboard/Clipboard.h"
@@ -16,12 +17,7 @@ namespace Tessary::OcrCommandLine {
 
 namespace {
 
-void write(std::FILE *stream, const QString &text)
-{
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
-    std::fflush(stream);
-}
+using CommandLineOutput::write;
 
 QString seconds(qint64 nanoseconds)
 {
@@ -90,6 +86,12 @@ int recognizeAndCopy(int &argc, char **argv, const QString &path)
 
 std::optional<int> runIfRequested(int &argc, char **argv, const QStringList &arguments)
 {
+    const bool isMode = (arguments.size() == 3 && (arguments[1] == u"--benchmark-ocr-file" || arguments[1] == u"--ocr-file"))
+        || (arguments.size() == 2 && arguments[1] == u"--benchmark-ocr-warmup");
+    if (!isMode) {
+        return std::nullopt;
+    }
+    CommandLineOutput::silenceQtMessages();
     if (arguments.size() == 3 && arguments[1] == u"--benchmark-ocr-file") {
         return benchmarkFile(argc, argv, arguments[2]);
     }

@@ -17,9 +17,16 @@ packages=(
     openssl python3 zip unzip
 )
 
+missing=()
+for package in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+    exit 0
+fi
 if [ "$(id -u)" -ne 0 ]; then
     exec sudo "$0" "$@"
 fi
 export DEBIAN_FRONTEND=noninteractive
 apt-get update
-apt-get install -y --no-install-recommends "${packages[@]}"
+apt-get install -y --no-install-recommends "${missing[@]}"

@@ -1,0 +1,8 @@
+#!/usr/bin/env bash
+# Sets up a fresh Debian 12 machine, builds Tessary and runs every test (unit, Xvfb, keyring, HTTPS loopback).
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+"$root/scripts/install-dependencies.sh"
+"$root/scripts/build.sh"
+cd "${BUILD_DIR:-$root/build}"
+ctest --output-on-failure -j 2 --timeout 600
