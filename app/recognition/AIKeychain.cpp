@@ -1,0 +1,149 @@
+#include "app/recognition/AIKeychain.h"
+
+#include <cstring>
+#include <memory>
+
+#include <libsecret/secret.h>
+
+#include <QByteArray>
+
+using namespace Qt::StringLiterals;
+
+namespace Tessary {
+
+KeychainError KeychainError::fromStatus(int status)
+{
+    return {status, u"The operation couldn’t be completed. (OSStatus error %1.)"_s.arg(status)};
+}
+
+namespace AIKeychain {
+
+namespace {
+
+constexpr auto serviceAttribute = "service";
+constexpr auto serviceValue = "md.velmor.tessary.ai";
+constexpr auto accountAttribute = "account";
+constexpr auto accountValue = "openai-compatible-key";
+constexpr auto itemLabel = "Tessary AI key";
+
+// The schema secret-tool uses, so that the item can be looked up and removed from a terminal.
+const SecretSchema *schema()
+{
+    static const SecretSchema generic = {
+        "org.freedesktop.Secret.Generic",
+        SECRET_SCHEMA_NONE,
+        {
+            {serviceAttribute, SECRET_SCHEMA_ATTRIBUTE_STRING},
+            {accountAttribute, SECRET_SCHEMA_ATTRIBUTE_STRING},
+            {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING},
+        },
+    };
+    return &generic;
+}
+
+struct ErrorDeleter
+{
+    void operator()(GError *error) const { g_error_free(error); }
+};
+using ErrorPointer = std::unique_ptr<GError, ErrorDeleter>;
+
+/** Without a session bus libsecret fails with plain I/O errors that would otherwise look like internal ones. */
+bool hasSessionBus()
+{
+    GError *error = nullptr;
+    GDBusConnection *connection = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error);
+    if (connection == nullptr) {
+        g_clear_error(&error);
+        return false;
+    }
+    g_object_unref(connection);
+    return true;
+}
+
+KeychainError failure(const GError *error)
+{
+    if (error->domain == G_DBUS_ERROR
+        && (error->code == G_DBUS_ERROR_SERVICE_UNKNOWN || error->code == G_DBUS_ERROR_NAME_HAS_NO_OWNER)) {
+        return KeychainError::fromStatus(KeychainError::NotAvailable);
+    }
+    if ((error->domain == SECRET_ERROR && error->code == SECRET_ERROR_IS_LOCKED)
+        || (error->domain == G_IO_ERROR && error->code == G_IO_ERROR_CANCELLED)) {
+        return KeychainError::fromStatus(KeychainError::UserCanceled);
+    }
+    if (error->domain == SECRET_ERROR && error->code == SECRET_ERROR_NO_SUCH_OBJECT) {
+        return KeychainError::fromStatus(KeychainError::NoSuchKeychain);
+    }
+    if (!hasSessionBus()) {
+        return KeychainError::fromStatus(KeychainError::NotAvailable);
+    }
+    return KeychainError::fromStatus(KeychainError::InternalComponent);
+}
+
+} // namespace
+
+Result<QString, KeychainError> read()
+{
+    if (!hasSessionBus()) {
+        return unexpected(KeychainError::fromStatus(KeychainError::NotAvailable));
+    }
+    GError *rawError = nullptr;
+    SecretValue *value = secret_password_lookup_binary_sync(schema(), nullptr, &rawError, serviceAttribute,
+                                                            serviceValue, accountAttribute, accountValue, nullptr);
+    const ErrorPointer error(rawError);
+    if (error) {
+        return unexpected(failure(error.get()));
+    }
+    if (value == nullptr) {
+        return unexpected(KeychainError::fromStatus(KeychainError::ItemNotFound));
+    }
+    gsize length = 0;
+    const gchar *bytes = secret_value_get(value, &length);
+    const bool isText = g_utf8_validate(bytes, gssize(length), nullptr);
+    const QString key = isText ? QString::fromUtf8(bytes, qsizetype(length)) : QString();
+    secret_value_unref(value);
+    if (!isText) {
+        return unexpected(KeychainError::fromStatus(KeychainError::NotText));
+    }
+    return key;
+}
+
+Result<void, KeychainError> write(const QString &key)
+{
+    if (!hasSessionBus()) {
+        return unexpected(KeychainError::fromStatus(KeychainError::NotAvailable));
+    }
+    QByteArray bytes = key.toUtf8();
+    // Stored with its length, so a key is kept exactly as given, whatever it contains.
+    SecretValue *value = secret_value_new(bytes.constData(), bytes.size(), "text/plain");
+    std::memset(bytes.data(), 0, size_t(bytes.size()));
+    GError *rawError = nullptr;
+    const bool stored = secret_password_store_binary_sync(schema(), SECRET_COLLECTION_DEFAULT, itemLabel, value, nullptr,
+                                                          &rawError, serviceAttribute, serviceValue, accountAttribute,
+                                                          accountValue, nullptr);
+    secret_value_unref(value);
+    const ErrorPointer error(rawError);
+    if (!stored || error) {
+        return unexpected(error ? failure(error.get()) : KeychainError::fromStatus(KeychainError::InternalComponent));
+    }
+    return {};
+}
+
+Result<void, KeychainError> remove()
+{
+    if (!hasSessionBus()) {
+        return unexpected(KeychainError::fromStatus(KeychainError::NotAvailable));
+    }
+    GError *rawError = nullptr;
+    // FALSE without an error means there was nothing to delete, which is what the caller wanted.
+    secret_password_clear_sync(schema(), nullptr, &rawError, serviceAttribute, serviceValue, accountAttribute,
+                               accountValue, nullptr);
+    const ErrorPointer error(rawError);
+    if (error) {
+        return unexpected(failure(error.get()));
+    }
+    return {};
+}
+
+} // namespace AIKeychain
+
+} // namespace Tessary
