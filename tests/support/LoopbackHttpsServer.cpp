@@ -56,7 +56,11 @@ bool LoopbackHttpsServer::start(QString *error)
     if (!extensions.open(QIODevice::WriteOnly)) {
         return false;
     }
-    extensions.write("subjectAltName=IP:127.0.0.1,DNS:localhost\nbasicConstraints=CA:FALSE\n"
+    QByteArray alternativeNames = "IP:127.0.0.1,DNS:localhost";
+    for (const QString &name : std::as_const(m_additionalHostNames)) {
+        alternativeNames += ",DNS:" + name.toUtf8();
+    }
+    extensions.write("subjectAltName=" + alternativeNames + "\nbasicConstraints=CA:FALSE\n"
                      "keyUsage=digitalSignature\nextendedKeyUsage=serverAuth\n");
     extensions.close();
     if (!run(openssl, {u"x509"_s, u"-req"_s, u"-in"_s, u"server.csr"_s, u"-CA"_s, u"ca.pem"_s, u"-CAkey"_s, u"ca.key"_s,
@@ -85,6 +89,11 @@ bool LoopbackHttpsServer::start(QString *error)
     }
     m_port = quint16(m_process.readLine().trimmed().toUInt());
     return m_port != 0;
+}
+
+void LoopbackHttpsServer::setAdditionalHostNames(const QStringList &names)
+{
+    m_additionalHostNames = names;
 }
 
 QUrl LoopbackHttpsServer::baseUrl() const

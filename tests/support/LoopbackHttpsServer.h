@@ -23,6 +23,12 @@ public:
     /** Makes the CA and a certificate for 127.0.0.1/localhost, starts the server. False (with a reason) on failure. */
     bool start(QString *error = nullptr);
 
+    /**
+     * More DNS names for the server certificate (for example "api.deepseek.com", reached through a LoopbackTunnel).
+     * Call before start().
+     */
+    void setAdditionalHostNames(const QStringList &names);
+
     /** https://127.0.0.1:PORT */
     QUrl baseUrl() const;
     quint16 port() const { return m_port; }
@@ -51,6 +57,7 @@ private:
     QTemporaryDir m_dir;
     QProcess m_process;
     QJsonObject m_routes;
+    QStringList m_additionalHostNames;
     quint16 m_port = 0;
 };
 

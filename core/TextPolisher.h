@@ -1,0 +1,45 @@
+#pragma once
+
+#include <chrono>
+
+#include <QString>
+
+#include "core/PolishReply.h"
+
+class QNetworkAccessManager;
+
+namespace Tessary {
+
+/**
+ * The client of an OpenAI-compatible chat-completions service that corrects recognised text. It knows nothing of
+ * preferences or the keyring: the caller passes the text, the service settings and the key. One POST per call,
+ * without streaming, retries or caching; thinking is switched off where PolishingReasoningPolicy knows how.
+ */
+namespace TextPolisher {
+
+/** How long a request may go without any progress before it fails. */
+inline constexpr std::chrono::milliseconds defaultTimeout = std::chrono::seconds(60);
+
+/**
+ * The largest answer read. A chat completion for a screenful of text is a few kilobytes; anything near this is not
+ * an answer worth waiting for, and reading it all would only cost memory.
+ */
+inline constexpr qint64 maximumAnswerBytes = 8 * 1024 * 1024;
+
+/**
+ * Sends text with the prompt to the chat-completions endpoint under baseURL (an HTTPS API root such as
+ * "https://api.deepseek.com/v1"; blanks around it are ignored) and returns the reply that reports the polished
+ * text, trimmed and never empty. The key goes into the Authorization header exactly as given; a key with line
+ * breaks or other control characters cannot be sent and is refused.
+ *
+ * Call on a thread with an event loop; session must live on that thread. Never blocks. Invalid arguments are
+ * reported through the reply too, with the same guarantee that finished() follows the return of this call.
+ * The time-out is the idle time-out of the request; it is a parameter only so that tests need not wait a minute.
+ */
+PolishReply *polish(const QString &text, const QString &baseURL, const QString &model, const QString &prompt,
+                    const QString &key, QNetworkAccessManager &session,
+                    std::chrono::milliseconds timeout = defaultTimeout);
+
+} // namespace TextPolisher
+
+} // namespace Tessary
