@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include <libsecret/secret.h>
 
@@ -26,12 +27,15 @@ constexpr auto accountAttribute = "account";
 constexpr auto accountValue = "openai-compatible-key";
 constexpr auto itemLabel = "Tessary AI key";
 
-// The schema secret-tool uses, so that the item can be looked up and removed from a terminal.
+constexpr auto schemaName = "org.freedesktop.Secret.Generic";
+
+// Items are written with the generic schema and found by their attributes alone, whatever schema they carry: one
+// stored with "secret-tool store" has none, and is the same key to the user.
 const SecretSchema *schema()
 {
     static const SecretSchema generic = {
-        "org.freedesktop.Secret.Generic",
-        SECRET_SCHEMA_NONE,
+        schemaName,
+        SECRET_SCHEMA_DONT_MATCH_NAME,
         {
             {serviceAttribute, SECRET_SCHEMA_ATTRIBUTE_STRING},
             {accountAttribute, SECRET_SCHEMA_ATTRIBUTE_STRING},
@@ -79,6 +83,37 @@ KeychainError failure(const GError *error)
     return KeychainError::fromStatus(KeychainError::InternalComponent);
 }
 
+/**
+ * Storing replaces only an item of our own schema; one made by another client (secret-tool) under the same
+ * attributes would survive beside it and might be read instead. There is one key, so those copies go.
+ */
+std::optional<KeychainError> removeForeignCopies()
+{
+    GHashTable *attributes = secret_attributes_build(schema(), serviceAttribute, serviceValue, accountAttribute,
+                                                     accountValue, nullptr);
+    GError *rawError = nullptr;
+    GList *items = secret_service_search_sync(nullptr, schema(), attributes, SECRET_SEARCH_ALL, nullptr, &rawError);
+    g_hash_table_unref(attributes);
+    std::optional<KeychainError> result;
+    if (rawError != nullptr) {
+        result = failure(rawError);
+        g_error_free(rawError);
+    }
+    for (GList *entry = items; entry != nullptr && !result; entry = entry->next) {
+        auto *item = static_cast<SecretItem *>(entry->data);
+        GHashTable *itemAttributes = secret_item_get_attributes(item);
+        const auto *itemSchema = static_cast<const char *>(g_hash_table_lookup(itemAttributes, "xdg:schema"));
+        const bool ours = itemSchema != nullptr && std::strcmp(itemSchema, schemaName) == 0;
+        g_hash_table_unref(itemAttributes);
+        if (!ours && !secret_item_delete_sync(item, nullptr, &rawError)) {
+            result = rawError != nullptr ? failure(rawError) : KeychainError::fromStatus(KeychainError::InternalComponent);
+            g_clear_error(&rawError);
+        }
+    }
+    g_list_free_full(items, g_object_unref);
+    return result;
+}
+
 } // namespace
 
 Result<QString, KeychainError> read()
@@ -124,6 +159,9 @@ Result<void, KeychainError> write(const QString &key)
     const ErrorPointer error(rawError);
     if (!stored || error) {
         return unexpected(error ? failure(error.get()) : KeychainError::fromStatus(KeychainError::InternalComponent));
+    }
+    if (const std::optional<KeychainError> failed = removeForeignCopies()) {
+        return unexpected(*failed);
     }
     return {};
 }

@@ -1,0 +1,160 @@
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QtConcurrent>
+
+#include "app/recognition/AIKeychain.h"
+#include "tests/support/TestEnvironment.h"
+
+using namespace Qt::StringLiterals;
+using namespace Tessary;
+using Tessary::Test::ProcessResult;
+using Tessary::Test::runProcess;
+
+namespace {
+
+const QStringList itemAttributes {u"service"_s, u"md.velmor.tessary.ai"_s, u"account"_s, u"openai-compatible-key"_s};
+
+/** What secret-tool, a client that knows nothing of ours, finds in the keyring. */
+ProcessResult secretTool(const QString &command, const QStringList &extra = {}, const QByteArray &input = {})
+{
+    return runProcess(u"secret-tool"_s, QStringList {command} + extra + itemAttributes,
+                      QProcessEnvironment::systemEnvironment(), input, 20000);
+}
+
+QString description(int status)
+{
+    return u"The operation couldn’t be completed. (OSStatus error %1.)"_s.arg(status);
+}
+
+// Runs inside the keyring that tests/support/with-keyring starts.
+class AIKeychainTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (qEnvironmentVariableIsSet("TESSARY_KEYCHAIN_PROBE")) {
+            GTEST_SKIP() << "the probe process tests only the keyring's absence";
+        }
+        ASSERT_TRUE(AIKeychain::remove());
+    }
+};
+
+TEST_F(AIKeychainTest, WriteStoresOneItemThatOtherClientsFind)
+{
+    ASSERT_TRUE(AIKeychain::write(u"sk-first"_s));
+    ASSERT_TRUE(AIKeychain::write(u"sk-second"_s));
+
+    const auto key = AIKeychain::read();
+    ASSERT_TRUE(key) << key.error().description.toStdString();
+    EXPECT_EQ(*key, u"sk-second"_s);
+    EXPECT_EQ(secretTool(u"lookup"_s).standardOutput, "sk-second");
+
+    // Replacing the key leaves one item, with our label, in the generic schema secret-tool uses.
+    const ProcessResult search = secretTool(u"search"_s, {u"--all"_s});
+    const QString listing = QString::fromUtf8(search.standardOutput + search.standardError);
+    EXPECT_EQ(listing.count(u"label = "_s), 1) << listing.toStdString();
+    EXPECT_TRUE(listing.contains(u"label = Tessary AI key"_s)) << listing.toStdString();
+    EXPECT_TRUE(listing.contains(u"schema = org.freedesktop.Secret.Generic"_s)) << listing.toStdString();
+}
+
+TEST_F(AIKeychainTest, KeyIsStoredExactlyAsGiven)
+{
+    // Trimming is the callers' business; the keyring keeps every character.
+    const QString key = u"  sk-ünï €\t"_s;
+    ASSERT_TRUE(AIKeychain::write(key));
+    EXPECT_EQ(AIKeychain::read().valueOr(QString()), key);
+    EXPECT_EQ(secretTool(u"lookup"_s).standardOutput, key.toUtf8());
+}
+
+TEST_F(AIKeychainTest, KeyStoredBySecretToolIsTheSameKey)
+{
+    // secret-tool stores no schema name; the item is still ours to read, replace and delete.
+    ASSERT_EQ(secretTool(u"store"_s, {u"--label=typed in a terminal"_s}, "sk-from-terminal").exitCode, 0);
+    EXPECT_EQ(AIKeychain::read().valueOr(QString()), u"sk-from-terminal"_s);
+
+    ASSERT_TRUE(AIKeychain::write(u"sk-from-tessary"_s));
+    const ProcessResult search = secretTool(u"search"_s, {u"--all"_s});
+    EXPECT_EQ(QString::fromUtf8(search.standardOutput).count(u"label = "_s), 1) << search.standardOutput.toStdString();
+    EXPECT_EQ(secretTool(u"lookup"_s).standardOutput, "sk-from-tessary");
+    EXPECT_EQ(AIKeychain::read().valueOr(QString()), u"sk-from-tessary"_s);
+
+    ASSERT_EQ(secretTool(u"store"_s, {u"--label=again"_s}, "sk-again").exitCode, 0);
+    EXPECT_TRUE(AIKeychain::remove());
+    EXPECT_NE(secretTool(u"lookup"_s).exitCode, 0);
+}
+
+TEST_F(AIKeychainTest, MissingItemIsItemNotFoundAndRemovingItSucceeds)
+{
+    const auto key = AIKeychain::read();
+    ASSERT_FALSE(key);
+    EXPECT_EQ(key.error().status, -25300);
+    EXPECT_EQ(key.error().description, description(-25300));
+
+    ASSERT_TRUE(AIKeychain::write(u"sk-gone"_s));
+    EXPECT_TRUE(AIKeychain::remove());
+    EXPECT_EQ(AIKeychain::read().error().status, -25300);
+    EXPECT_NE(secretTool(u"lookup"_s).exitCode, 0);
+    EXPECT_TRUE(AIKeychain::remove());
+}
+
+TEST_F(AIKeychainTest, SecretThatIsNotTextIsStatusZero)
+{
+    ASSERT_EQ(secretTool(u"store"_s, {u"--label=binary"_s}, QByteArray("\xff\xfe\x00\x01", 4)).exitCode, 0);
+    const auto key = AIKeychain::read();
+    ASSERT_FALSE(key);
+    EXPECT_EQ(key.error().status, 0);
+    EXPECT_EQ(key.error().description, description(0));
+}
+
+TEST_F(AIKeychainTest, WorksFromAnyThread)
+{
+    ASSERT_TRUE(AIKeychain::write(u"sk-threads"_s));
+    QFuture<QString> read = QtConcurrent::run([] { return AIKeychain::read().valueOr(QString()); });
+    read.waitForFinished();
+    EXPECT_EQ(read.result(), u"sk-threads"_s);
+}
+
+TEST_F(AIKeychainTest, WithoutSecretServiceEveryCallIsNotAvailable)
+{
+    const QString self = QCoreApplication::applicationFilePath();
+    const QStringList probe {u"--gtest_filter=AIKeychainProbe.*"_s};
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"TESSARY_KEYCHAIN_PROBE"_s, u"1"_s);
+
+    // A session bus on which nothing provides the Secret Service.
+    const ProcessResult noService = runProcess(
+        u"dbus-run-session"_s,
+        QStringList {u"--config-file="_s + Tessary::Test::sourcePath(u"tests/support/session-bus-without-services.conf"_s),
+                     u"--"_s, self} + probe,
+        environment, {}, 60000);
+    EXPECT_EQ(noService.exitCode, 0) << noService.standardOutput.toStdString();
+    EXPECT_TRUE(noService.standardOutput.contains("[  PASSED  ] 1 test")) << noService.standardOutput.toStdString();
+
+    // No session bus at all.
+    environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent/tessary-bus"_s);
+    environment.remove(u"DISPLAY"_s);
+    const ProcessResult noBus = runProcess(self, probe, environment, {}, 60000);
+    EXPECT_EQ(noBus.exitCode, 0) << noBus.standardOutput.toStdString();
+    EXPECT_TRUE(noBus.standardOutput.contains("[  PASSED  ] 1 test")) << noBus.standardOutput.toStdString();
+}
+
+// Runs only as the child process of the test above.
+TEST(AIKeychainProbe, EveryCallIsNotAvailable)
+{
+    if (!qEnvironmentVariableIsSet("TESSARY_KEYCHAIN_PROBE")) {
+        GTEST_SKIP() << "runs as a child of WithoutSecretServiceEveryCallIsNotAvailable";
+    }
+    const auto read = AIKeychain::read();
+    ASSERT_FALSE(read);
+    EXPECT_EQ(read.error().status, -25291);
+    EXPECT_EQ(read.error().description, description(-25291));
+    const auto written = AIKeychain::write(u"sk-nowhere"_s);
+    ASSERT_FALSE(written);
+    EXPECT_EQ(written.error().status, -25291);
+    const auto removed = AIKeychain::remove();
+    ASSERT_FALSE(removed);
+    EXPECT_EQ(removed.error().status, -25291);
+}
+
+} // namespace
