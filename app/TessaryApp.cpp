@@ -4,8 +4,10 @@
 #include <QThreadPool>
 #include <QTimer>
 
+#include "app/AICommandLine.h"
 #include "app/OcrCommandLine.h"
 #include "app/recognition/TextRecognizer.h"
+#include "core/TlsTrust.h"
 #include "platform/session/PlatformSession.h"
 #include "platform/signals/TerminationSignals.h"
 
@@ -15,6 +17,9 @@ namespace Tessary {
 
 int TessaryApp::main(int &argc, char **argv, const QStringList &arguments)
 {
+    if (const std::optional<int> status = AICommandLine::runIfRequested(argc, argv, arguments)) {
+        return *status;
+    }
     if (const std::optional<int> status = OcrCommandLine::runIfRequested(argc, argv, arguments)) {
         return *status;
     }
@@ -24,6 +29,7 @@ int TessaryApp::main(int &argc, char **argv, const QStringList &arguments)
     QApplication::setApplicationName(u"Tessary"_s);
     QApplication::setOrganizationDomain(u"velmor.md"_s);
     QGuiApplication::setDesktopFileName(u"md.velmor.tessary"_s);
+    TlsTrust::addRootsFromEnvironment();
     // The settings window closes to hide; only Quit ends the application.
     QApplication::setQuitOnLastWindowClosed(false);
 

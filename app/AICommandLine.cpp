@@ -1,0 +1,141 @@
+#include "app/AICommandLine.h"
+
+#include <cstdio>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QNetworkAccessManager>
+#include <QNetworkProxyFactory>
+
+#include "app/CommandLineOutput.h"
+#include "app/GraphemeCount.h"
+#include "app/recognition/AIKeychain.h"
+#include "core/TextPolisher.h"
+#include "core/TlsTrust.h"
+#include "platform/defaults/UserDefaults.h"
+
+using namespace Qt::StringLiterals;
+
+namespace Tessary::AICommandLine {
+
+namespace {
+
+using CommandLineOutput::write;
+
+// The DeepSeek API's OpenAI-compatible root and model, the same defaults the preferences start with.
+constexpr QStringView defaultBaseURL = u"https://api.deepseek.com/v1";
+constexpr QStringView defaultModel = u"deepseek-v4-flash";
+
+constexpr QStringView benchmarkText = u"这是一段用于测试 OCR 润色速度的示例文字，请修正错别字和标点。";
+constexpr QStringView benchmarkPrompt = u"只修正错别字和标点，保留原意，只输出修正后的文字。";
+
+/** One line of standard input without its terminator ("\n" or "\r\n"); none at the end of input. */
+std::optional<QByteArray> readLine()
+{
+    QByteArray line;
+    int c = 0;
+    bool readAnything = false;
+    while ((c = std::getchar()) != EOF) {
+        readAnything = true;
+        if (c == '\n') {
+            break;
+        }
+        line.append(char(c));
+    }
+    if (!readAnything) {
+        return std::nullopt;
+    }
+    if (line.endsWith('\r')) {
+        line.chop(1);
+    }
+    return line;
+}
+
+int setKeyFromStandardInput()
+{
+    const std::optional<QByteArray> line = readLine();
+    const QString key = line ? QString::fromUtf8(*line).trimmed() : QString();
+    if (key.isEmpty()) {
+        write(stderr, u"Missing API key on standard input.\n"_s);
+        return 1;
+    }
+    const auto stored = AIKeychain::write(key);
+    if (!stored) {
+        write(stderr, u"Could not save API key to Keychain (code %1).\n"_s.arg(stored.error().status));
+        return 1;
+    }
+    write(stdout, u"API key saved in Keychain.\n"_s);
+    return 0;
+}
+
+/** Runs the benchmark once the event loop is up and ends the loop with the exit status. */
+class AIBenchmark final : public QObject
+{
+public:
+    void start()
+    {
+        const auto key = AIKeychain::read();
+        if (!key) {
+            // No key is the generic error of the application's own domain; anything else is the keyring's.
+            fail(key.error().status == KeychainError::ItemNotFound
+                     ? u"The operation couldn’t be completed. (Tessary error 1.)"_s
+                     : key.error().description);
+            return;
+        }
+        m_timer.start();
+        const UserDefaults defaults;
+        const QString baseURL = defaults.string(u"aiBaseURL"_s).value_or(defaultBaseURL.toString());
+        const QString model = defaults.string(u"aiModel"_s).value_or(defaultModel.toString());
+
+        PolishReply *reply = TextPolisher::polish(benchmarkText.toString(), baseURL, model, benchmarkPrompt.toString(),
+                                                  *key, m_session);
+        connect(reply, &PolishReply::finished, this, [this, reply](const PolishResult &result) {
+            reply->deleteLater();
+            if (!result) {
+                fail(result.error().description);
+                return;
+            }
+            const double seconds = double(m_timer.nsecsElapsed()) / 1e9;
+            write(stdout, u"ai_seconds="_s + QString::asprintf("%.3f", seconds) + u" output_characters="_s
+                              + QString::number(graphemeCount(*result)) + u'\n');
+            QCoreApplication::exit(0);
+        });
+    }
+
+private:
+    void fail(const QString &description)
+    {
+        write(stderr, u"AI benchmark failed: "_s + description + u'\n');
+        QCoreApplication::exit(1);
+    }
+
+    QNetworkAccessManager m_session;
+    QElapsedTimer m_timer;
+};
+
+int benchmark(int &argc, char **argv)
+{
+    QCoreApplication application(argc, argv);
+    // Environment and desktop proxy settings apply, as they do to the application.
+    QNetworkProxyFactory::setUseSystemConfiguration(true);
+    TlsTrust::addRootsFromEnvironment();
+    AIBenchmark benchmark;
+    QMetaObject::invokeMethod(&benchmark, &AIBenchmark::start, Qt::QueuedConnection);
+    return application.exec();
+}
+
+} // namespace
+
+std::optional<int> runIfRequested(int &argc, char **argv, const QStringList &arguments)
+{
+    if (arguments.size() != 2 || (arguments[1] != u"--set-ai-key-stdin" && arguments[1] != u"--benchmark-ai")) {
+        return std::nullopt;
+    }
+    CommandLineOutput::silenceQtMessages();
+    if (arguments[1] == u"--set-ai-key-stdin") {
+        return setKeyFromStandardInput();
+    }
+    return benchmark(argc, argv);
+}
+
+} // namespace Tessary::AICommandLine
