@@ -25,6 +25,8 @@ log_lock = threading.Lock()
 
 class Handler(http.server.BaseHTTPRequestHandler):
     protocol_version = "HTTP/1.1"
+    # Headers and body go out as separate writes; without this, delayed acknowledgements add 40 ms to each answer.
+    disable_nagle_algorithm = True
 
     def log_message(self, *args):
         pass
