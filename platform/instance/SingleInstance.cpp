@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <QFileInfo>
 #include <QLocalServer>
 #include <QLocalSocket>
 
@@ -24,7 +25,14 @@ SingleInstance::~SingleInstance() = default;
 
 QString SingleInstance::serverName()
 {
-    return u"md.velmor.tessary-%1"_s.arg(::getuid());
+    // The user's runtime folder belongs to the login session and only its owner may enter it; without one, a name
+    // in the temporary folder keyed by the user.
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    const QString name = u"md.velmor.tessary-%1"_s.arg(::getuid());
+    if (!runtime.isEmpty() && QFileInfo(runtime).isDir()) {
+        return runtime + u'/' + name;
+    }
+    return name;
 }
 
 bool SingleInstance::sendToRunningInstance(const QByteArray &message, int timeoutMs)

@@ -7,8 +7,9 @@ class QLocalServer;
 namespace Tessary {
 
 /**
- * Keeps one running application per user. The first instance listens on a local socket named
- * "md.velmor.tessary-<uid>"; a later launch hands its request ("reopen", "capture") to it and exits. GUI thread only.
+ * Keeps one running application per user session. The first instance listens on a local socket
+ * "md.velmor.tessary-<uid>" in the session's runtime folder; a later launch hands its request ("reopen", "capture")
+ * to it and exits. GUI thread only.
  */
 class SingleInstance final : public QObject
 {
