@@ -1,0 +1,117 @@
+#include "app/CapturedShortcut.h"
+
+#include <cmath>
+#include <limits>
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonValue>
+
+#include "app/KeyTables.h"
+
+using namespace Qt::StringLiterals;
+
+namespace Tessary {
+
+namespace {
+
+std::optional<quint32> unsigned32(const QJsonValue &value)
+{
+    if (!value.isDouble()) {
+        return std::nullopt;
+    }
+    // Qt parses JSON numbers as doubles, which hold every 32-bit integer exactly.
+    const double number = value.toDouble();
+    if (number < 0 || number > std::numeric_limits<quint32>::max() || std::floor(number) != number) {
+        return std::nullopt;
+    }
+    return static_cast<quint32>(number);
+}
+
+QByteArray jsonString(const QString &text)
+{
+    QByteArray out = "\"";
+    for (const char32_t c : text.toStdU32String()) {
+        switch (c) {
+        case U'"':
+            out += "\\\"";
+            break;
+        case U'\\':
+            out += "\\\\";
+            break;
+        case U'/':
+            out += "\\/";
+            break;
+        case U'\n':
+            out += "\\n";
+            break;
+        case U'\r':
+            out += "\\r";
+            break;
+        case U'\t':
+            out += "\\t";
+            break;
+        case U'\b':
+            out += "\\b";
+            break;
+        case U'\f':
+            out += "\\f";
+            break;
+        default:
+            if (c < 0x20) {
+                out += "\\u" + QByteArray::number(static_cast<uint>(c), 16).rightJustified(4, '0');
+            } else {
+                out += QString::fromUcs4(&c, 1).toUtf8();
+            }
+        }
+    }
+    out += '"';
+    return out;
+}
+
+} // namespace
+
+CapturedShortcut CapturedShortcut::defaultShortcut()
+{
+    return {};
+}
+
+QString CapturedShortcut::title() const
+{
+    QString result;
+    for (const ModifierRow &row : KeyTables::modifiers()) {
+        if (modifiers & row.carbonBit) {
+            result += QString::fromUtf16(row.symbol);
+        }
+    }
+    return result + label;
+}
+
+QByteArray CapturedShortcut::encodedJson() const
+{
+    return "{\"keyCode\":" + QByteArray::number(keyCode) + ",\"modifiers\":" + QByteArray::number(modifiers) +
+           ",\"label\":" + jsonString(label) + "}";
+}
+
+std::optional<CapturedShortcut> CapturedShortcut::decodeJson(const QByteArray &json)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject()) {
+        return std::nullopt;
+    }
+    return fromJsonObject(document.object());
+}
+
+std::optional<CapturedShortcut> CapturedShortcut::fromJsonObject(const QJsonObject &object)
+{
+    const std::optional<quint32> keyCode = unsigned32(object.value(u"keyCode"_s));
+    const std::optional<quint32> modifiers = unsigned32(object.value(u"modifiers"_s));
+    const QJsonValue label = object.value(u"label"_s);
+    if (!keyCode || !modifiers || (*modifiers & ~allModifiers) != 0 || !label.isString()) {
+        return std::nullopt;
+    }
+    return CapturedShortcut{.keyCode = *keyCode, .modifiers = *modifiers, .label = label.toString()};
+}
+
+} // namespace Tessary

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <span>
+
+#include <QString>
+#include <QtGlobal>
+
+namespace Tessary {
+
+/**
+ * A physical key in the three numbering schemes a shortcut meets. A shortcut is stored as the Mac's virtual key code
+ * (the "Carbon" code) so that a configuration shared with a Mac means the same keys; on Linux the key is the kernel's
+ * evdev code, and X11 key codes are evdev + 8 on every XKB system.
+ */
+struct KeyRow
+{
+    quint32 carbonCode;
+    quint32 evdevCode;
+    /** The X11 keysym name of the key's first level on a US layout ("a", "minus", "Return", "KP_1"). */
+    const char *keysym;
+    /** The key's display label; null for keys without characters (they are shown by number). */
+    const char16_t *label;
+};
+
+/** One modifier in the four schemes, in the order shortcut titles list them: ⌃ ⌥ ⇧ ⌘. */
+struct ModifierRow
+{
+    /** The Mac's classic event-modifier bit as stored in a shortcut. */
+    quint32 carbonBit;
+    /** The X11 modifier mask (Control, Mod1, Shift, Mod4). */
+    quint16 x11Mask;
+    Qt::KeyboardModifier qtModifier;
+    /** The trigger token of the desktop portal's GlobalShortcuts interface. */
+    const char *portalToken;
+    /** The symbol in shortcut titles. */
+    const char16_t *symbol;
+};
+
+/**
+ * The fixed translation tables between stored shortcuts and the keyboard on Linux. Command is the Super key, Option
+ * is Alt. Pure data; any thread.
+ */
+namespace KeyTables {
+
+/** X11 key code = evdev code + this. */
+inline constexpr quint32 x11KeycodeOffset = 8;
+/** The evdev code of Escape, which cancels a recording. */
+inline constexpr quint32 evdevEscape = 1;
+
+std::span<const KeyRow> keys();
+std::span<const ModifierRow> modifiers();
+
+const KeyRow *byCarbonCode(quint32 carbonCode);
+const KeyRow *byEvdevCode(quint32 evdevCode);
+
+/** The stored modifier bits for Qt modifiers (Keypad and GroupSwitch carry no bit). */
+quint32 carbonModifiers(Qt::KeyboardModifiers modifiers);
+/** The Qt modifiers for stored bits; unknown bits are dropped. */
+Qt::KeyboardModifiers qtModifiers(quint32 carbonModifiers);
+/** The X11 modifier mask for stored bits; unknown bits are dropped. */
+quint16 x11Modifiers(quint32 carbonModifiers);
+
+/** The Qt key of a row (Qt::Key_K, Qt::Key_F1, Qt::Key_1 for keypad 1); isKeypad tells the keypad keys apart. */
+int qtKey(const KeyRow &row);
+bool isKeypad(const KeyRow &row);
+
+} // namespace KeyTables
+
+} // namespace Tessary

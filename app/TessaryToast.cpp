@@ -1,0 +1,132 @@
+#include "app/TessaryToast.h"
+
+#include <QCoreApplication>
+#include <QCursor>
+#include <QGuiApplication>
+#include <QScreen>
+
+#include "app/localization/TessaryLocalized.h"
+#include "app/toast/ToastCompositing.h"
+#include "app/toast/ToastNotification.h"
+#include "app/toast/ToastPanel.h"
+#include "app/toast/ToastPlacement.h"
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace Tessary {
+
+namespace {
+
+bool isNativeWayland()
+{
+    return QGuiApplication::platformName().startsWith(u"wayland");
+}
+
+QList<ToastScreen> currentScreens(qsizetype *primaryIndex)
+{
+    QList<ToastScreen> screens;
+    const QList<QScreen *> all = QGuiApplication::screens();
+    *primaryIndex = all.indexOf(QGuiApplication::primaryScreen());
+    for (const QScreen *screen : all) {
+        screens.append({.geometry = screen->geometry(), .availableGeometry = screen->availableGeometry()});
+    }
+    return screens;
+}
+
+} // namespace
+
+TessaryToast::TessaryToast(const UserDefaults &defaults, QObject *parent)
+    : QObject(parent)
+    , m_defaults(defaults)
+{
+    m_dismissTimer.setSingleShot(true);
+    // A coarse timer may fire up to 5 % early.
+    m_dismissTimer.setTimerType(Qt::PreciseTimer);
+    connect(&m_dismissTimer, &QTimer::timeout, this, &TessaryToast::dismiss);
+}
+
+TessaryToast::~TessaryToast() = default;
+
+QColor TessaryToast::systemGreen()
+{
+    return QColor(0x34, 0xC7, 0x59);
+}
+
+QColor TessaryToast::systemOrange()
+{
+    return QColor(0xFF, 0x95, 0x00);
+}
+
+void TessaryToast::showCopied(qsizetype characterCount, bool polished)
+{
+    const QString language = tessaryStoredLanguage(m_defaults);
+    const QString title = polished ? tessaryLocalized(u"润色完成，已复制到剪贴板"_s, language)
+                                   : tessaryLocalized(u"识别成功，已复制到剪贴板"_s, language);
+    const QString detail = tessaryFormat(tessaryLocalized(u"%d 个字 · 按 ⌘V 粘贴"_s, language), characterCount);
+    show(title, detail, u"checkmark.circle.fill"_s, systemGreen());
+}
+
+void TessaryToast::show(const QString &title, const std::optional<QString> &detail, const QString &symbol,
+                        const QColor &color)
+{
+    m_dismissTimer.stop();
+
+    if (isNativeWayland()) {
+        if (!m_notification) {
+            m_notification = std::make_unique<ToastNotification>();
+        }
+        m_notification->show(title, detail, dismissDelay());
+        return;
+    }
+
+    if (!m_panel) {
+        m_panel = std::make_unique<ToastPanel>(isCompositingManagerRunning());
+    }
+    m_panel->setContent({.title = title, .detail = detail, .symbol = symbol, .color = color});
+
+    qsizetype primaryIndex = -1;
+    const QList<ToastScreen> screens = currentScreens(&primaryIndex);
+    if (const std::optional<QRect> geometry = toastGeometry(screens, primaryIndex, QCursor::pos())) {
+        m_panel->setGeometry(*geometry);
+    }
+    m_panel->show();
+    m_panel->raise();
+    m_panel->repaint();
+
+    m_dismissTimer.start(dismissDelay());
+}
+
+std::chrono::milliseconds TessaryToast::dismissDelay() const
+{
+    if (m_testDelay) {
+        return *m_testDelay;
+    }
+    // The launch preview stays long enough to be looked at.
+    return QCoreApplication::arguments().contains(u"--preview-toast"_s) ? 60000ms : 1500ms;
+}
+
+void TessaryToast::setDismissDelayForTesting(std::optional<std::chrono::milliseconds> delay)
+{
+    m_testDelay = delay;
+}
+
+QWidget *TessaryToast::panel() const
+{
+    return m_panel.get();
+}
+
+bool TessaryToast::isShowing() const
+{
+    return m_panel && m_panel->isVisible();
+}
+
+void TessaryToast::dismiss()
+{
+    if (m_panel) {
+        m_panel->hide();
+    }
+    Q_EMIT dismissed();
+}
+
+} // namespace Tessary

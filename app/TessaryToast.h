@@ -1,0 +1,76 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+
+#include <QColor>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+class QWidget;
+
+namespace Tessary {
+
+class ToastNotification;
+class ToastPanel;
+class UserDefaults;
+
+/**
+ * The small panel that announces the outcome of a capture near the top of the screen under the pointer. It never
+ * takes the focus, lets clicks through to the window below, and hides itself 1.5 seconds after the last show
+ * (60 seconds when the process was started with "--preview-toast"). A show while a toast is visible replaces its
+ * content and restarts the period.
+ *
+ * On X11 (and XWayland, where the application normally runs) it is a window of its own; with the native Wayland
+ * platform, which cannot place windows, it falls back to a transient desktop notification.
+ *
+ * GUI thread only. The panel is created on the first show and kept for the object's life.
+ */
+class TessaryToast final : public QObject
+{
+    Q_OBJECT
+public:
+    /** defaults gives the interface language (key "language"); it must outlive the toast. */
+    explicit TessaryToast(const UserDefaults &defaults, QObject *parent = nullptr);
+    ~TessaryToast() override;
+
+    /** The success toast: "recognised" or "polished" and copied, with the character count and how to paste. */
+    void showCopied(qsizetype characterCount, bool polished);
+
+    /**
+     * The general toast. title and detail are already localised; detail absent gives a one-line toast. symbol names a
+     * bundled symbol ("checkmark.circle.fill", "exclamationmark.triangle.fill"), tinted with color.
+     */
+    void show(const QString &title, const std::optional<QString> &detail, const QString &symbol, const QColor &color);
+
+    /** The tints of the success and failure symbols. */
+    static QColor systemGreen();
+    static QColor systemOrange();
+
+    /** The panel window once it has been created (first show on X11), else null. */
+    QWidget *panel() const;
+    bool isShowing() const;
+
+    /** How long the next toast stays. */
+    std::chrono::milliseconds dismissDelay() const;
+
+    /** Tests only: replaces the dismiss delay (nullopt restores the product's). */
+    void setDismissDelayForTesting(std::optional<std::chrono::milliseconds> delay);
+
+Q_SIGNALS:
+    /** The toast was taken off the screen after its period. */
+    void dismissed();
+
+private:
+    void dismiss();
+
+    const UserDefaults &m_defaults;
+    std::unique_ptr<ToastPanel> m_panel;
+    std::unique_ptr<ToastNotification> m_notification;
+    QTimer m_dismissTimer;
+    std::optional<std::chrono::milliseconds> m_testDelay;
+};
+
+} // namespace Tessary

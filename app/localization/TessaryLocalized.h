@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace Tessary {
+
+class UserDefaults;
+
+/**
+ * User-visible text of the application is written in the code in Simplified Chinese, and that text is the key into
+ * the string tables of the three interface languages (Qt resources ":/i18n/<lang>.lproj/Localizable.json", one JSON
+ * object of key -> text per language).
+ *
+ * language is a language preference value: "zh-Hans", "zh-Hant" or "en" pick that table; "system" and any other
+ * value pick the table that matches the user's preferred system languages. A key missing from the chosen table shows
+ * as itself. Formatted messages are looked up first and filled afterwards (tessaryFormat), so the format is what
+ * gets translated.
+ *
+ * Pure functions; the tables are loaded once and may be read from any thread.
+ */
+QString tessaryLocalized(const QString &key, const QString &language);
+
+/** The language preference stored under the user-defaults key "language", or "system" when absent or not a string. */
+QString tessaryStoredLanguage(const UserDefaults &defaults);
+
+/** Fills every "%@" of a (localised) format with argument. */
+QString tessaryFormat(const QString &format, const QString &argument);
+
+/** Fills every "%d" of a (localised) format with number, written in the current locale (digit grouping included). */
+QString tessaryFormat(const QString &format, qint64 number);
+
+/** The languages that have a string table, in the order zh-Hans, zh-Hant, en. */
+QStringList tessaryLocalizations();
+
+/**
+ * The table a language preference value resolves to, given the user's preferred system languages (most preferred
+ * first, "-" separated tags). An explicit table name is taken as is; otherwise the first preferred language that one
+ * of the tables serves wins (zh-Hant, zh-TW, zh-HK and zh-MO: Traditional Chinese; other zh: Simplified Chinese;
+ * en: English). A non-empty list without a match gives English; an empty list (LANG=C) gives Simplified Chinese, the
+ * language the keys are written in.
+ */
+QString tessaryTableLanguage(const QString &language, const QStringList &preferredLanguages);
+
+} // namespace Tessary

@@ -1,0 +1,222 @@
+#include <gtest/gtest.h>
+
+#include <iostream>
+
+#include <QCoreApplication>
+#include <QDirIterator>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocale>
+#include <QRegularExpression>
+#include <QSet>
+#include <QTemporaryDir>
+
+#include "app/localization/TessaryLocalized.h"
+#include "platform/defaults/UserDefaults.h"
+#include "tests/support/TestEnvironment.h"
+
+using namespace Qt::StringLiterals;
+using namespace Tessary;
+
+namespace {
+
+QJsonObject table(const QString &language)
+{
+    QFile file(u":/i18n/"_s + language + u".lproj/Localizable.json"_s);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << language.toStdString();
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    EXPECT_EQ(error.error, QJsonParseError::NoError)
+        << language.toStdString() << ": " << error.errorString().toStdString();
+    return document.object();
+}
+
+/** "%@" and "%d" in order of appearance. */
+QStringList placeholders(const QString &text)
+{
+    static const QRegularExpression placeholder(u"%[@d]"_s);
+    QStringList found;
+    for (const QRegularExpressionMatch &match : placeholder.globalMatch(text)) {
+        found.append(match.captured());
+    }
+    return found;
+}
+
+/**
+ * Every key the code hands to the lookup as a literal: calls of tessaryLocalized and of the shell's wrappers
+ * named like it (localized(...)), with u"..."_s, u"..." or QStringLiteral("...").
+ */
+QSet<QString> keysUsedInCode()
+{
+    static const QRegularExpression call(
+        uR"re(\b\w*[Ll]ocalized\(\s*(?:u|QStringLiteral\(\s*u?)"((?:[^"\\]|\\.)*)")re"_s);
+    QSet<QString> keys;
+    QDirIterator files(Tessary::Test::sourcePath(u"app"_s), {u"*.cpp"_s, u"*.h"_s}, QDir::Files,
+                       QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        const QString source = QString::fromUtf8(file.readAll());
+        for (const QRegularExpressionMatch &match : call.globalMatch(source)) {
+            QString key = match.captured(1);
+            key.replace(u"\\\""_s, u"\""_s).replace(u"\\\\"_s, u"\\"_s);
+            keys.insert(key);
+        }
+    }
+    return keys;
+}
+
+class StringTablesTest : public ::testing::TestWithParam<const char *>
+{
+};
+
+TEST_P(StringTablesTest, HoldEveryKeyTheCodeLooksUp)
+{
+    const QJsonObject strings = table(QString::fromLatin1(GetParam()));
+    const QSet<QString> used = keysUsedInCode();
+    // The scan itself must work, or this test would pass on nothing.
+    ASSERT_TRUE(used.contains(u"%d 个字 · 按 ⌘V 粘贴"_s));
+    ASSERT_TRUE(used.contains(u"保存密钥失败：%@"_s));
+    for (const QString &key : used) {
+        EXPECT_TRUE(strings.contains(key)) << GetParam() << " lacks \"" << key.toStdString() << '"';
+    }
+}
+
+TEST_P(StringTablesTest, KeepThePlaceholdersOfTheirKeys)
+{
+    const QJsonObject strings = table(QString::fromLatin1(GetParam()));
+    for (auto it = strings.constBegin(); it != strings.constEnd(); ++it) {
+        ASSERT_TRUE(it.value().isString()) << it.key().toStdString();
+        const QString text = it.value().toString();
+        EXPECT_FALSE(text.trimmed().isEmpty()) << it.key().toStdString();
+        QStringList expected = placeholders(it.key());
+        QStringList actual = placeholders(text);
+        // A translation may move the value, not add, drop or change one.
+        expected.sort();
+        actual.sort();
+        EXPECT_EQ(actual, expected) << GetParam() << ": \"" << it.key().toStdString() << "\" -> \""
+                                    << text.toStdString() << '"';
+    }
+}
+
+TEST_P(StringTablesTest, HaveTheSameKeysAsTheOtherTablesAndSpeakLinux)
+{
+    const QJsonObject strings = table(QString::fromLatin1(GetParam()));
+    EXPECT_EQ(strings.keys(), table(u"zh-Hans"_s).keys());
+    for (auto it = strings.constBegin(); it != strings.constEnd(); ++it) {
+        const QString text = it.value().toString();
+        // Keys are written for a Mac; what the user reads names the keys, places and things of a Linux desktop.
+        for (const QString &macOnly :
+             {u"⌘V"_s, u"访达"_s, u"Finder"_s, u"Dock"_s, u"iCloud"_s, u"Mac"_s, u"钥匙串"_s}) {
+            EXPECT_FALSE(text.contains(macOnly)) << GetParam() << ": \"" << text.toStdString() << '"';
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Languages, StringTablesTest, ::testing::Values("zh-Hans", "zh-Hant", "en"),
+                         [](const auto &info) { return std::string(info.param).erase(2, 1); });
+
+TEST(LocalizationTest, LooksKeysUpInTheChosenTableAndFallsBackToTheKey)
+{
+    EXPECT_EQ(tessaryLocalized(u"未识别到文字"_s, u"en"_s), u"No text recognized"_s);
+    EXPECT_EQ(tessaryLocalized(u"未识别到文字"_s, u"zh-Hant"_s), u"未辨識到文字"_s);
+    EXPECT_EQ(tessaryLocalized(u"未识别到文字"_s, u"zh-Hans"_s), u"未识别到文字"_s);
+    EXPECT_EQ(tessaryLocalized(u"一句没有翻译的话"_s, u"en"_s), u"一句没有翻译的话"_s);
+    // The Linux build says Ctrl where the keys say ⌘, also in the language the keys are written in.
+    EXPECT_EQ(tessaryLocalized(u"%d 个字 · 按 ⌘V 粘贴"_s, u"zh-Hans"_s), u"%d 个字 · 按 Ctrl+V 粘贴"_s);
+    // A message built from a format is not a key; looking it up again keeps it.
+    EXPECT_EQ(tessaryLocalized(u"识别失败：磁盘已满"_s, u"en"_s), u"识别失败：磁盘已满"_s);
+}
+
+TEST(LocalizationTest, UnknownLanguagesBehaveLikeSystem)
+{
+    for (const QString &language : {u"fr"_s, u"EN"_s, u""_s, u"zh"_s}) {
+        EXPECT_EQ(tessaryLocalized(u"就绪"_s, language), tessaryLocalized(u"就绪"_s, u"system"_s))
+            << language.toStdString();
+    }
+}
+
+TEST(LocalizationTest, FormatsAreFilledAfterTheLookup)
+{
+    const QString format = tessaryLocalized(u"保存密钥失败：%@"_s, u"en"_s);
+    EXPECT_EQ(tessaryFormat(format, u"locked"_s), u"Could not save the key: locked"_s);
+    // An argument that looks like a placeholder is taken as text.
+    EXPECT_EQ(tessaryFormat(u"%@ / %@"_s, u"%@"_s), u"%@ / %@"_s);
+
+    const QLocale previous;
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    EXPECT_EQ(tessaryFormat(tessaryLocalized(u"%d 个字 · 按 ⌘V 粘贴"_s, u"en"_s), 24),
+              u"Characters: 24 · Paste with Ctrl+V"_s);
+    // Like the Mac's formatter, large counts are grouped in the user's locale.
+    EXPECT_EQ(tessaryFormat(u"%d 个字"_s, 12345), u"12,345 个字"_s);
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    EXPECT_EQ(tessaryFormat(u"%d 个字"_s, 12345), u"12.345 个字"_s);
+    QLocale::setDefault(previous);
+}
+
+TEST(LocalizationTest, StoredLanguageIsSystemWhenAbsentOrNotAString)
+{
+    QTemporaryDir dir;
+    UserDefaults defaults(dir.filePath(u"defaults.ini"_s));
+    EXPECT_EQ(tessaryStoredLanguage(defaults), u"system"_s);
+    defaults.setString(u"language"_s, u"zh-Hant"_s);
+    EXPECT_EQ(tessaryStoredLanguage(defaults), u"zh-Hant"_s);
+    defaults.setData(u"language"_s, "en");
+    EXPECT_EQ(tessaryStoredLanguage(defaults), u"system"_s);
+}
+
+struct TableLanguageCase
+{
+    const char *name;
+    QString language;
+    QStringList preferred;
+    QString table;
+};
+
+class TableLanguageTest : public ::testing::TestWithParam<TableLanguageCase>
+{
+};
+
+TEST_P(TableLanguageTest, PicksTheTable)
+{
+    EXPECT_EQ(tessaryTableLanguage(GetParam().language, GetParam().preferred), GetParam().table);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Resolution, TableLanguageTest,
+    ::testing::Values(TableLanguageCase{"explicitTableWinsOverSystem", u"en"_s, {u"zh-Hant-TW"_s}, u"en"_s},
+                      TableLanguageCase{"systemTraditionalTaiwan", u"system"_s, {u"zh-TW"_s, u"en-US"_s}, u"zh-Hant"_s},
+                      TableLanguageCase{"systemTraditionalScript", u"system"_s, {u"zh-Hant-HK"_s}, u"zh-Hant"_s},
+                      TableLanguageCase{"systemHongKong", u"system"_s, {u"zh-HK"_s}, u"zh-Hant"_s},
+                      TableLanguageCase{"systemSimplified", u"system"_s, {u"zh-CN"_s}, u"zh-Hans"_s},
+                      TableLanguageCase{"systemPlainChinese", u"system"_s, {u"zh"_s}, u"zh-Hans"_s},
+                      TableLanguageCase{"systemEnglish", u"system"_s, {u"en-GB"_s}, u"en"_s},
+                      TableLanguageCase{
+                          "laterPreferenceServed", u"system"_s, {u"de-DE"_s, u"zh-Hant-TW"_s}, u"zh-Hant"_s},
+                      TableLanguageCase{"nothingServedGivesEnglish", u"system"_s, {u"fr-FR"_s, u"ja"_s}, u"en"_s},
+                      TableLanguageCase{"noLanguagesGivesTheKeysLanguage", u"system"_s, {}, u"zh-Hans"_s},
+                      TableLanguageCase{"unknownValueIsSystem", u"fr"_s, {u"zh-TW"_s}, u"zh-Hant"_s}),
+    [](const auto &info) { return std::string(info.param.name); });
+
+TEST(LocalizationTest, SystemLanguageComesFromTheEnvironment)
+{
+    // The process's own locale is fixed at start, so ask a child whose environment prefers Traditional Chinese.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"LANGUAGE"_s, u"zh_TW:en"_s);
+    environment.insert(u"LC_ALL"_s, u"zh_TW.UTF-8"_s);
+    environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+    const Tessary::Test::ProcessResult result =
+        Tessary::Test::runProcess(QCoreApplication::applicationFilePath(),
+                                  {u"--gtest_filter=LocalizationTest.PrintsTheSystemLookup"_s}, environment);
+    ASSERT_EQ(result.exitCode, 0) << result.standardOutput.toStdString();
+    EXPECT_TRUE(result.standardOutput.contains("lookup=[未辨識到文字]")) << result.standardOutput.toStdString();
+}
+
+TEST(LocalizationTest, PrintsTheSystemLookup)
+{
+    // Helper for the test above; harmless on its own.
+    std::cout << "lookup=[" << tessaryLocalized(u"未识别到文字"_s, u"system"_s).toStdString() << "]" << std::endl;
+}
+
+} // namespace

@@ -1,0 +1,371 @@
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QFile>
+#include <QStyle>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
+#include "app/ColorModePalettes.h"
+#include "app/TessaryPreferences.h"
+#include "app/recognition/AIKeychain.h"
+#include "app/recognition/TessaryDefaultPrompt.h"
+#include "platform/defaults/UserDefaults.h"
+#include "tests/support/TestEnvironment.h"
+
+using namespace Qt::StringLiterals;
+using namespace Tessary;
+
+namespace {
+
+// Built-in prompts, in the order Simplified Chinese, Traditional Chinese, English.
+QString current(int index)
+{
+    return TessaryDefaultPrompt::currentPrompts().at(index);
+}
+
+QString legacy(int index)
+{
+    return TessaryDefaultPrompt::legacyPrompts().at(index);
+}
+
+class TessaryPreferencesTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(AIKeychain::remove().hasValue()) << "runs under with-keyring";
+        m_defaults = std::make_unique<UserDefaults>(path());
+    }
+
+    void TearDown() override { (void)AIKeychain::remove(); }
+
+    QString path() const { return m_dir.filePath(u"md.velmor.tessary/defaults.ini"_s); }
+
+    /** A second view of the file, as another process would read it. */
+    std::unique_ptr<UserDefaults> reread() const { return std::make_unique<UserDefaults>(path()); }
+
+    void writeFile(const QByteArray &contents) const
+    {
+        QDir().mkpath(m_dir.filePath(u"md.velmor.tessary"_s));
+        QFile file(path());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(contents);
+    }
+
+    /** Records the callbacks in the order they run. */
+    void listen(TessaryPreferences &preferences)
+    {
+        preferences.onConfigurationChange = [this] { m_calls.append(u"configuration"_s); };
+        preferences.onLanguageChange = [this] { m_calls.append(u"language"_s); };
+        preferences.onVisibilityChange = [this] { m_calls.append(u"visibility"_s); };
+        preferences.onShortcutChange = [this] { m_calls.append(u"shortcut"_s); };
+    }
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<UserDefaults> m_defaults;
+    QStringList m_calls;
+};
+
+TEST_F(TessaryPreferencesTest, FreshInstallationUsesTheDefaultsAndWritesNothing)
+{
+    TessaryPreferences preferences(*m_defaults);
+    EXPECT_EQ(preferences.language(), u"system"_s);
+    EXPECT_EQ(preferences.colorMode(), u"system"_s);
+    EXPECT_EQ(preferences.aiBaseURL(), u"https://api.deepseek.com/v1"_s);
+    EXPECT_EQ(preferences.aiModel(), u"deepseek-v4-flash"_s);
+    EXPECT_EQ(preferences.polishPrompt(), TessaryDefaultPrompt::forLanguage(u"system"_s));
+    EXPECT_FALSE(preferences.hideMenuBarIcon());
+    EXPECT_EQ(preferences.shortcut(), CapturedShortcut::defaultShortcut());
+    EXPECT_EQ(preferences.shortcutTitle(), u"⌃⇧⌘2"_s);
+    EXPECT_FALSE(preferences.keySaved());
+    EXPECT_TRUE(preferences.keyError().isEmpty());
+    EXPECT_TRUE(preferences.shortcutError().isEmpty());
+    EXPECT_TRUE(preferences.saveError().isEmpty());
+    EXPECT_FALSE(QFile::exists(path()));
+}
+
+struct MigrationCase
+{
+    const char *name;
+    std::optional<QString> storedLanguage;
+    std::optional<QString> storedPrompt;
+    QString expectedPrompt;
+    bool writtenBack;
+};
+
+class PromptMigrationTest : public TessaryPreferencesTest, public ::testing::WithParamInterface<MigrationCase>
+{
+};
+
+TEST_P(PromptMigrationTest, LoadsThePrompt)
+{
+    const MigrationCase &row = GetParam();
+    if (row.storedLanguage) {
+        m_defaults->setString(u"language"_s, *row.storedLanguage);
+    }
+    if (row.storedPrompt) {
+        m_defaults->setString(u"polishPrompt"_s, *row.storedPrompt);
+    }
+    TessaryPreferences preferences(*m_defaults);
+    EXPECT_EQ(preferences.polishPrompt(), row.expectedPrompt);
+    const std::optional<QString> onDisk = reread()->string(u"polishPrompt"_s);
+    EXPECT_EQ(onDisk, row.writtenBack ? std::optional(row.expectedPrompt) : row.storedPrompt);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Prompts, PromptMigrationTest,
+    ::testing::Values(
+        MigrationCase{"absentTakesTheBuiltInOfTheLanguage", u"en"_s, std::nullopt, current(2), false},
+        MigrationCase{"absentWithTraditionalChinese", u"zh-Hant"_s, std::nullopt, current(1), false},
+        MigrationCase{"legacySimplifiedUnderEnglish", u"en"_s, legacy(0), current(2), true},
+        MigrationCase{"legacyEnglishUnderTraditional", u"zh-Hant"_s, legacy(2), current(1), true},
+        MigrationCase{"legacyTraditionalUnderSimplified", u"zh-Hans"_s, legacy(1), current(0), true},
+        MigrationCase{"legacyWithUnknownLanguageGivesEnglish", u"fr"_s, legacy(0), current(2), true},
+        MigrationCase{"legacyUnderSystem", std::nullopt, legacy(0), TessaryDefaultPrompt::forLanguage(u"system"_s),
+                      true},
+        MigrationCase{"currentPromptOfAnotherLanguageIsKept", u"en"_s, current(0), current(0), false},
+        MigrationCase{"legacyWithATrailingSpaceIsKept", u"en"_s, legacy(2) + u' ', legacy(2) + u' ', false},
+        MigrationCase{"legacyWithoutItsFullStopIsKept", u"en"_s, legacy(2).chopped(1), legacy(2).chopped(1), false},
+        MigrationCase{"editedPromptIsKept", u"zh-Hans"_s, u"只修正标点。"_s, u"只修正标点。"_s, false},
+        MigrationCase{"emptyPromptIsKept", u"en"_s, u""_s, u""_s, false}),
+    [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(TessaryPreferencesTest, WrongTypesAndGarbageFallBackWithoutLosingTheStoredValues)
+{
+    writeFile("[General]\n"
+              "language=@ByteArray(en)\n"
+              "hideMenuBarIcon=yes\n"
+              "shortcut=\"{\\\"keyCode\\\":40,\\\"modifiers\\\":768,\\\"label\\\":\\\"K\\\"}\"\n"
+              "colorMode=@Variant(\\0\\0\\0\\x7f\\0\\0\\0\\x6QPoint\\0\\0\\0\\0\\x1\\0\\0\\0\\x2)\n"
+              "aiModel=\n"
+              "this line means nothing\n"
+              "\x01\x02\xff\xfe\n");
+    TessaryPreferences preferences(*m_defaults);
+    EXPECT_EQ(preferences.language(), u"system"_s);
+    EXPECT_FALSE(preferences.hideMenuBarIcon());
+    // The shortcut is data; the same JSON as text is the wrong type.
+    EXPECT_EQ(preferences.shortcut(), CapturedShortcut::defaultShortcut());
+    EXPECT_EQ(preferences.colorMode(), u"system"_s);
+    EXPECT_EQ(preferences.aiModel(), u""_s);
+    EXPECT_EQ(preferences.aiBaseURL(), TessaryPreferences::defaultBaseURL());
+
+    QFile file(path());
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const QByteArray untouched = file.readAll();
+    EXPECT_TRUE(untouched.contains("hideMenuBarIcon=yes"));
+    EXPECT_TRUE(untouched.contains("language=@ByteArray(en)"));
+}
+
+TEST_F(TessaryPreferencesTest, BinaryGarbageFileGivesTheDefaults)
+{
+    QByteArray garbage;
+    for (int i = 0; i < 4096; ++i) {
+        garbage.append(static_cast<char>((i * 7919) % 256));
+    }
+    writeFile(garbage);
+    TessaryPreferences preferences(*m_defaults);
+    EXPECT_EQ(preferences.language(), u"system"_s);
+    EXPECT_EQ(preferences.shortcut(), CapturedShortcut::defaultShortcut());
+    EXPECT_EQ(preferences.aiModel(), TessaryPreferences::defaultModel());
+}
+
+class BadShortcutTest : public TessaryPreferencesTest, public ::testing::WithParamInterface<const char *>
+{
+};
+
+TEST_P(BadShortcutTest, FallsBackToTheDefaultAndKeepsTheValueUntilTheNextAssignment)
+{
+    const QByteArray stored = GetParam();
+    m_defaults->setData(u"shortcut"_s, stored);
+    {
+        TessaryPreferences preferences(*m_defaults);
+        EXPECT_EQ(preferences.shortcut(), CapturedShortcut::defaultShortcut());
+        EXPECT_TRUE(preferences.shortcutError().isEmpty());
+    }
+    EXPECT_EQ(reread()->data(u"shortcut"_s), stored);
+
+    TessaryPreferences preferences(*m_defaults);
+    preferences.setShortcut({40, 0x300, u"K"_s});
+    EXPECT_EQ(reread()->data(u"shortcut"_s), QByteArray(R"({"keyCode":40,"modifiers":768,"label":"K"})"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, BadShortcutTest,
+                         ::testing::Values(R"({"keyCode":40,"modifiers":768})",
+                                           R"({"keyCode":-3,"modifiers":768,"label":"K"})",
+                                           R"({"keyCode":40,"modifiers":99999999999,"label":"K"})", "not json", ""));
+
+struct HookCase
+{
+    const char *name;
+    std::function<void(TessaryPreferences &)> assign;
+    QString key;
+    QStringList calls;
+};
+
+class PreferenceHookTest : public TessaryPreferencesTest, public ::testing::WithParamInterface<HookCase>
+{
+};
+
+TEST_P(PreferenceHookTest, PersistsThenCallsBackEveryTimeEvenWithTheSameValue)
+{
+    TessaryPreferences preferences(*m_defaults);
+    listen(preferences);
+    GetParam().assign(preferences);
+    EXPECT_TRUE(reread()->contains(GetParam().key));
+    EXPECT_EQ(m_calls, GetParam().calls);
+
+    m_calls.clear();
+    m_defaults->remove(GetParam().key);
+    GetParam().assign(preferences);
+    EXPECT_TRUE(reread()->contains(GetParam().key)) << "a second, equal assignment is written too";
+    EXPECT_EQ(m_calls, GetParam().calls);
+    EXPECT_TRUE(preferences.saveError().isEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Properties, PreferenceHookTest,
+    ::testing::Values(
+        HookCase{"aiBaseURL",
+                 [](TessaryPreferences &p) { p.setAiBaseURL(u" http://example.invalid "_s); },
+                 u"aiBaseURL"_s,
+                 {u"configuration"_s}},
+        HookCase{"aiModel", [](TessaryPreferences &p) { p.setAiModel(u"m"_s); }, u"aiModel"_s, {u"configuration"_s}},
+        HookCase{"polishPrompt",
+                 [](TessaryPreferences &p) { p.setPolishPrompt(u"p"_s); },
+                 u"polishPrompt"_s,
+                 {u"configuration"_s}},
+        HookCase{"hideMenuBarIcon",
+                 [](TessaryPreferences &p) { p.setHideMenuBarIcon(true); },
+                 u"hideMenuBarIcon"_s,
+                 {u"visibility"_s, u"configuration"_s}},
+        HookCase{"shortcut",
+                 [](TessaryPreferences &p) { p.setShortcut(CapturedShortcut::defaultShortcut()); },
+                 u"shortcut"_s,
+                 {u"shortcut"_s, u"configuration"_s}},
+        HookCase{"colorMode",
+                 [](TessaryPreferences &p) { p.setColorMode(u"dark"_s); },
+                 u"colorMode"_s,
+                 {u"configuration"_s}},
+        HookCase{"languageWithTheBuiltInPrompt",
+                 [](TessaryPreferences &p) { p.setLanguage(u"en"_s); },
+                 u"language"_s,
+                 {u"configuration"_s, u"language"_s, u"configuration"_s}}),
+    [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(TessaryPreferencesTest, NonPersistedPropertiesCallNothing)
+{
+    TessaryPreferences preferences(*m_defaults);
+    listen(preferences);
+    QSignalSpy errors(&preferences, &TessaryPreferences::shortcutErrorChanged);
+    preferences.setShortcutError(u"快捷键已被占用，请重新录制。"_s);
+    EXPECT_EQ(errors.count(), 1);
+    EXPECT_TRUE(m_calls.isEmpty());
+    EXPECT_FALSE(QFile::exists(path()));
+}
+
+TEST_F(TessaryPreferencesTest, BuiltInPromptFollowsTheLanguageAndAnEditedOneStays)
+{
+    m_defaults->setString(u"language"_s, u"zh-Hans"_s);
+    TessaryPreferences preferences(*m_defaults);
+    ASSERT_EQ(preferences.polishPrompt(), current(0));
+    listen(preferences);
+
+    preferences.setLanguage(u"en"_s);
+    EXPECT_EQ(preferences.polishPrompt(), current(2));
+    EXPECT_EQ(reread()->string(u"polishPrompt"_s), current(2));
+    EXPECT_EQ(m_calls, (QStringList{u"configuration"_s, u"language"_s, u"configuration"_s}));
+
+    // A legacy prompt that reached the preference (from a synchronised file) follows too.
+    preferences.setPolishPrompt(legacy(1));
+    m_calls.clear();
+    preferences.setLanguage(u"zh-Hant"_s);
+    EXPECT_EQ(preferences.polishPrompt(), current(1));
+
+    preferences.setPolishPrompt(current(1) + u"\n不要翻译。"_s);
+    m_calls.clear();
+    preferences.setLanguage(u"zh-Hans"_s);
+    EXPECT_EQ(preferences.polishPrompt(), current(1) + u"\n不要翻译。"_s);
+    EXPECT_EQ(m_calls, (QStringList{u"language"_s, u"configuration"_s}));
+    EXPECT_EQ(reread()->string(u"language"_s), u"zh-Hans"_s);
+}
+
+TEST_F(TessaryPreferencesTest, ColorModeAppliesBeforeTheConfigurationCallback)
+{
+    TessaryPreferences preferences(*m_defaults);
+    std::optional<bool> darkWhenCalledBack;
+    preferences.onConfigurationChange = [&] { darkWhenCalledBack = ColorModePalettes::isDarkApplied(); };
+    preferences.setColorMode(u"dark"_s);
+    EXPECT_EQ(darkWhenCalledBack, true);
+    EXPECT_EQ(QApplication::style()->name(), u"fusion"_s);
+
+    preferences.setColorMode(u"light"_s);
+    EXPECT_FALSE(ColorModePalettes::isDarkApplied());
+
+    // Anything but the two exact values follows the desktop, and this session has no portal: light.
+    for (const QString &mode : {u"dark"_s, u"Dark"_s, u"dark"_s, u"system"_s, u"sepia"_s}) {
+        preferences.setColorMode(mode);
+        EXPECT_EQ(ColorModePalettes::isDarkApplied(), mode == u"dark") << mode.toStdString();
+        EXPECT_EQ(reread()->string(u"colorMode"_s), mode) << "stored as given";
+    }
+}
+
+TEST_F(TessaryPreferencesTest, UnwritableSettingsFolderKeepsTheApplicationWorkingAndSaysSo)
+{
+    // A regular file where the settings folder should be: no process can write there, root included.
+    QFile blocker(m_dir.filePath(u"blocked"_s));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    const QString unwritable = m_dir.filePath(u"blocked/defaults.ini"_s);
+    UserDefaults defaults(unwritable);
+    defaults.registerDefaults({{u"language"_s, u"en"_s}});
+    TessaryPreferences preferences(defaults);
+    listen(preferences);
+    QSignalSpy saveErrors(&preferences, &TessaryPreferences::saveErrorChanged);
+
+    preferences.setAiModel(u"other-model"_s);
+    EXPECT_EQ(preferences.aiModel(), u"other-model"_s);
+    EXPECT_EQ(m_calls, QStringList{u"configuration"_s});
+    EXPECT_EQ(saveErrors.count(), 1);
+    EXPECT_EQ(preferences.saveError(),
+              u"Settings could not be saved to "_s + unwritable + u". Changes last only until Tessary quits."_s);
+
+    preferences.setShortcut({40, 0x300, u"K"_s});
+    EXPECT_EQ(preferences.shortcutTitle(), u"⇧⌘K"_s);
+    EXPECT_EQ(saveErrors.count(), 1) << "the message is only announced when it changes";
+}
+
+TEST_F(TessaryPreferencesTest, SaveKeyStoresTheTrimmedKeyAndAnEmptyOneDeletesIt)
+{
+    TessaryPreferences preferences(*m_defaults);
+    listen(preferences);
+    QSignalSpy saved(&preferences, &TessaryPreferences::keySavedChanged);
+
+    preferences.saveKey(u"  \n sk-test-123\t\n"_s);
+    EXPECT_TRUE(preferences.keySaved());
+    EXPECT_TRUE(preferences.keyError().isEmpty());
+    EXPECT_EQ(AIKeychain::read().valueOr(QString()), u"sk-test-123"_s);
+    // Where a user would look: the same item through secret-tool.
+    const Tessary::Test::ProcessResult lookup =
+        Tessary::Test::runProcess(u"secret-tool"_s, {u"lookup"_s, u"service"_s, u"md.velmor.tessary.ai"_s, u"account"_s,
+                                                     u"openai-compatible-key"_s});
+    EXPECT_EQ(lookup.standardOutput, "sk-test-123");
+    EXPECT_FALSE(QFile::exists(path())) << "the key never goes to the settings file";
+
+    // A new start finds the key.
+    EXPECT_TRUE(TessaryPreferences(*m_defaults).keySaved());
+
+    preferences.saveKey(u"  \n"_s);
+    EXPECT_FALSE(preferences.keySaved());
+    EXPECT_TRUE(preferences.keyError().isEmpty());
+    EXPECT_FALSE(AIKeychain::read().hasValue());
+
+    // Deleting when nothing is stored is no failure.
+    preferences.saveKey(QString());
+    EXPECT_FALSE(preferences.keySaved());
+    EXPECT_TRUE(preferences.keyError().isEmpty());
+    EXPECT_GE(saved.count(), 3);
+    EXPECT_TRUE(m_calls.isEmpty()) << "the key is not part of the synchronised configuration";
+}
+
+} // namespace
