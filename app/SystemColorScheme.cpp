@@ -40,7 +40,11 @@ void SystemColorScheme::start()
     if (!bus.isConnected()) {
         return;
     }
-    bus.connect(portalService, portalPath, settingsInterface, u"SettingChanged"_s, this,
+    // Any sender: matching the portal's name would miss the changes when the portal is only being started by the
+    // Read below (QtDBus resolves the name's owner when connecting).
+    // The slot is found by its signature, which needs QDBusVariant known by name before QtDBus first uses it.
+    qRegisterMetaType<QDBusVariant>();
+    bus.connect(QString(), portalPath, settingsInterface, u"SettingChanged"_s, this,
                 SLOT(portalSettingChanged(QString, QString, QDBusVariant)));
 
     QDBusMessage read = QDBusMessage::createMethodCall(portalService, portalPath, settingsInterface, u"Read"_s);

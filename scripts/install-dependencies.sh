@@ -6,7 +6,7 @@ packages=(
     # build
     build-essential cmake ninja-build pkg-config
     qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools libqt6svg6-dev libgl-dev
-    libxcb1-dev libxcb-keysyms1-dev
+    libxcb1-dev libxcb-keysyms1-dev libx11-dev
     libtesseract-dev libleptonica-dev
     libsecret-1-dev libarchive-dev libssl-dev
     libgtest-dev libgmock-dev
@@ -15,6 +15,9 @@ packages=(
     # virtual display, clipboard and desktop services for the sample run and the tests
     xvfb xauth xdotool xclip x11-utils dbus dbus-x11 gnome-keyring libsecret-tools
     openssl python3 zip unzip
+    # the desktop portal's colour-scheme setting, read from GNOME's settings in dconf
+    xdg-desktop-portal xdg-desktop-portal-gtk dconf-service dconf-gsettings-backend gsettings-desktop-schemas
+    libglib2.0-bin
 )
 
 missing=()
