@@ -44,13 +44,14 @@ QStringList placeholders(const QString &text)
 }
 
 /**
- * Every key the code hands to the lookup as a literal: calls of tessaryLocalized and of the shell's wrappers
- * named like it (localized(...)), with u"..."_s, u"..." or QStringLiteral("...").
+ * Every key the code hands to the lookup as a literal: calls of tessaryLocalized, of the wrappers named like it
+ * (localized(...)) and of the settings' text bindings (text(key), bind(widget, key)), with u"..."_s, u"..." or
+ * QStringLiteral("...").
  */
 QSet<QString> keysUsedInCode()
 {
     static const QRegularExpression call(
-        uR"re(\b\w*[Ll]ocalized\(\s*(?:u|QStringLiteral\(\s*u?)"((?:[^"\\]|\\.)*)")re"_s);
+        uR"re(\b(?:\w*[Ll]ocalized|text|bind)\(\s*(?:[\w.>-]+,\s*)?(?:u|QStringLiteral\(\s*u?)"((?:[^"\\]|\\.)*)")re"_s);
     QSet<QString> keys;
     QDirIterator files(Tessary::Test::sourcePath(u"app"_s), {u"*.cpp"_s, u"*.h"_s}, QDir::Files,
                        QDirIterator::Subdirectories);
