@@ -7,6 +7,7 @@
 #include <libsecret/secret.h>
 
 #include <QByteArray>
+#include <QFileInfo>
 
 using namespace Qt::StringLiterals;
 
@@ -51,9 +52,20 @@ struct ErrorDeleter
 };
 using ErrorPointer = std::unique_ptr<GError, ErrorDeleter>;
 
-/** Without a session bus libsecret fails with plain I/O errors that would otherwise look like internal ones. */
+/**
+ * Without a session bus libsecret fails with plain I/O errors that would otherwise look like internal ones.
+ * A bus is only used when the session names one: with neither an address nor $XDG_RUNTIME_DIR/bus, GIO would
+ * autolaunch a private bus on the X display, start a keyring daemon there and leave both running, its password
+ * prompt waiting for an answer nobody will give.
+ */
 bool hasSessionBus()
 {
+    if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")) {
+        const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+        if (runtime.isEmpty() || !QFileInfo::exists(runtime + u"/bus"_s)) {
+            return false;
+        }
+    }
     GError *error = nullptr;
     GDBusConnection *connection = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, &error);
     if (connection == nullptr) {

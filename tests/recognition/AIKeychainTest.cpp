@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QFileInfo>
+#include <QTemporaryDir>
 #include <QtConcurrent>
 
 #include "app/recognition/AIKeychain.h"
@@ -27,7 +29,7 @@ QString description(int status)
     return u"The operation couldn’t be completed. (OSStatus error %1.)"_s.arg(status);
 }
 
-// Runs inside the keyring that tests/support/with-keyring starts.
+// Runs inside the keyring that tests/support/with-keyring starts, on the display of tests/support/with-xvfb.
 class AIKeychainTest : public ::testing::Test
 {
 protected:
@@ -131,12 +133,26 @@ TEST_F(AIKeychainTest, WithoutSecretServiceEveryCallIsNotAvailable)
     EXPECT_EQ(noService.exitCode, 0) << noService.standardOutput.toStdString();
     EXPECT_TRUE(noService.standardOutput.contains("[  PASSED  ] 1 test")) << noService.standardOutput.toStdString();
 
-    // No session bus at all.
-    environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent/tessary-bus"_s);
-    environment.remove(u"DISPLAY"_s);
-    const ProcessResult noBus = runProcess(self, probe, environment, {}, 60000);
+    // A bus address where no bus listens.
+    QProcessEnvironment deadBus = environment;
+    deadBus.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent/tessary-bus"_s);
+    const ProcessResult noBus = runProcess(self, probe, deadBus, {}, 60000);
     EXPECT_EQ(noBus.exitCode, 0) << noBus.standardOutput.toStdString();
     EXPECT_TRUE(noBus.standardOutput.contains("[  PASSED  ] 1 test")) << noBus.standardOutput.toStdString();
+
+    // No bus named at all, but an X display: no private bus may be autolaunched on it (it would start a keyring
+    // daemon whose password prompt waits forever). dbus-launch would leave its address under $HOME/.dbus.
+    ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY")) << "runs under with-xvfb";
+    QTemporaryDir home;
+    QTemporaryDir runtime;
+    QProcessEnvironment unnamed = environment;
+    unnamed.remove(u"DBUS_SESSION_BUS_ADDRESS"_s);
+    unnamed.insert(u"HOME"_s, home.path());
+    unnamed.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
+    const ProcessResult unnamedBus = runProcess(self, probe, unnamed, {}, 60000);
+    EXPECT_EQ(unnamedBus.exitCode, 0) << unnamedBus.standardOutput.toStdString();
+    EXPECT_TRUE(unnamedBus.standardOutput.contains("[  PASSED  ] 1 test")) << unnamedBus.standardOutput.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(home.filePath(u".dbus"_s)));
 }
 
 // Runs only as the child process of the test above.
