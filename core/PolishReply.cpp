@@ -80,7 +80,6 @@ void PolishReply::checkHeaders()
     // An error status decides the outcome whatever the body says, so the body need not arrive. Redirects (3xx) are
     // left alone: a same-origin one is still being followed.
     if (const std::optional<int> status = httpStatus(*m_reply); status && *status >= 400) {
-        m_stoppedOnStatus = true;
         stopSoon();
         return;
     }
@@ -121,7 +120,7 @@ PolishResult PolishReply::outcome()
     if (m_tooLarge) {
         return unexpected(TextPolisher::detail::answerTooLargeError());
     }
-    if (m_reply->error() == QNetworkReply::OperationCanceledError && !m_stoppedOnStatus) {
+    if (m_reply->error() == QNetworkReply::OperationCanceledError) {
         // Qt ends a request whose transfer time-out fired as if it had been cancelled; say what happened.
         return unexpected(PolishError {QString::fromLatin1(PolishError::networkDomain), int(QNetworkReply::TimeoutError),
                                        u"The request timed out: no response for %1 seconds."_s.arg(

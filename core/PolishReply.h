@@ -56,7 +56,6 @@ private:
     std::chrono::milliseconds m_timeout {0};
     qint64 m_maximumAnswerBytes = 0;
     bool m_tooLarge = false;
-    bool m_stoppedOnStatus = false;
 };
 
 } // namespace Tessary
