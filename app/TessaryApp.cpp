@@ -1,19 +1,37 @@
 #include "app/TessaryApp.h"
 
 #include <QApplication>
+#include <QIcon>
+#include <QMenuBar>
+#include <QNetworkAccessManager>
+#include <QNetworkProxyFactory>
+#include <QSystemTrayIcon>
 #include <QThreadPool>
 #include <QTimer>
 
 #include "app/AICommandLine.h"
 #include "app/OcrCommandLine.h"
+#include "app/TessaryPreferences.h"
+#include "app/TessaryToast.h"
+#include "app/localization/TessaryLocalized.h"
 #include "app/recognition/TextRecognizer.h"
 #include "core/TlsTrust.h"
+#include "app/settings/TessarySettingsWindow.h"
+#include "platform/defaults/UserDefaults.h"
+#include "platform/clipboard/Clipboard.h"
+#include "platform/instance/SingleInstance.h"
 #include "platform/session/PlatformSession.h"
 #include "platform/signals/TerminationSignals.h"
 
 using namespace Qt::StringLiterals;
 
 namespace Tessary {
+
+namespace {
+
+constexpr auto automaticUpdateChecksKey = "NativeUpdater.tessary.automaticallyChecksForUpdates";
+
+} // namespace
 
 int TessaryApp::main(int &argc, char **argv, const QStringList &arguments)
 {
@@ -28,37 +46,250 @@ int TessaryApp::main(int &argc, char **argv, const QStringList &arguments)
     QApplication application(argc, argv);
     QApplication::setApplicationName(u"Tessary"_s);
     QApplication::setOrganizationDomain(u"velmor.md"_s);
+    QApplication::setApplicationVersion(QStringLiteral(TESSARY_VERSION));
     QGuiApplication::setDesktopFileName(u"md.velmor.tessary"_s);
+    // Desktop and environment proxy settings apply to the AI service and the updater.
+    QNetworkProxyFactory::setUseSystemConfiguration(true);
     TlsTrust::addRootsFromEnvironment();
     // The settings window closes to hide; only Quit ends the application.
     QApplication::setQuitOnLastWindowClosed(false);
 
+    // A second launch is how a user reaches an application without a visible tray icon: the running instance
+    // shows its settings window (or starts a capture for "--capture") and this process ends. The updater's
+    // relaunch asks for a new instance explicitly.
+    if (qEnvironmentVariable("TESSARY_NEW_INSTANCE") != u"1") {
+        const QByteArray request = arguments.contains(u"--capture"_s) ? "capture" : "reopen";
+        if (SingleInstance::sendToRunningInstance(request)) {
+            return 0;
+        }
+    }
+    SingleInstance instance;
+    instance.listen();
+
     TerminationSignals signals;
-    TessaryApp delegate(arguments);
+    UserDefaults defaults;
+    TessaryApp delegate(arguments, defaults);
+    QObject::connect(&instance, &SingleInstance::messageReceived, &delegate, &TessaryApp::handleInstanceMessage);
     QObject::connect(&application, &QCoreApplication::aboutToQuit, &delegate, &TessaryApp::applicationWillTerminate);
     QTimer::singleShot(0, &delegate, &TessaryApp::applicationDidFinishLaunching);
     application.exec();
     return 0;
 }
 
-TessaryApp::TessaryApp(QStringList arguments, QObject *parent)
+TessaryApp::TessaryApp(QStringList arguments, UserDefaults &defaults, QObject *parent)
     : QObject(parent)
     , m_arguments(std::move(arguments))
+    , m_defaults(defaults)
+    , m_currentStatus(u"就绪"_s)
+    , m_session(new QNetworkAccessManager(this))
+    , m_clipboard(createClipboard(detectSessionType()))
+    , m_toast(std::make_unique<TessaryToast>(defaults))
+    , m_preferences(std::make_unique<TessaryPreferences>(defaults))
 {
 }
 
+TessaryApp::~TessaryApp() = default;
+
 void TessaryApp::applicationDidFinishLaunching()
 {
-    // Loading the recognition models takes a moment; do it now, at low priority, so the first capture is quick.
+    // 1. Loading the recognition models takes a moment; do it now, at low priority, so the first capture is quick.
     QThreadPool::globalInstance()->start([] {
-        QThread::currentThread()->setPriority(QThread::LowPriority);
+        QThread *thread = QThread::currentThread();
+        thread->setPriority(QThread::LowPriority);
         TextRecognizer::prewarm();
-        QThread::currentThread()->setPriority(QThread::InheritPriority);
+        thread->setPriority(QThread::NormalPriority);
     });
+    // 2. The updater's automatic checks are on unless the user turned them off.
+    m_defaults.registerDefaults({{QString::fromLatin1(automaticUpdateChecksKey), true}});
+    // 3.
+    applyApplicationIcon();
+    // 4. The configuration sync arrives with issue #9; until then a configuration change needs no follow-up.
+    // 5.
+    QPointer<TessaryApp> self(this);
+    m_preferences->onLanguageChange = [self] {
+        if (self) {
+            self->localizeMenus();
+        }
+    };
+    // 6. (configuration sync, issue #9)
+    // 7.
+    m_preferences->applyColorMode();
+    // 8.
+    m_settingsWindow = std::make_unique<TessarySettingsWindow>(initialSettingsTab(), *m_preferences, *m_session);
+    // 9.
+    m_preferences->onVisibilityChange = [self] {
+        if (self) {
+            self->applyVisibility();
+        }
+    };
+    m_preferences->onShortcutChange = [self] {
+        if (self) {
+            self->installHotKey();
+        }
+    };
+    // 10. to 15.
+    createStatusItem();
+    localizeMenus();
+    installHotKey();
+    installApplicationMenu();
+    localizeMenus();
+    applyVisibility();
+    // 16. The updater's automatic checks arrive with issue #10.
+
+    // 17.
+    for (const QString &argument : std::as_const(m_arguments)) {
+        if (argument.startsWith(u"--open-settings"_s)) {
+            m_settingsWindow->show();
+            break;
+        }
+    }
+    // Without a tray the user would be left with an invisible process: show the settings once per run.
+    if (!m_trayAvailable && !m_settingsWindow->isVisible()) {
+        m_settingsWindow->show();
+    }
+    // 18.
+    if (m_arguments.contains(u"--preview-toast"_s)) {
+        m_toast->showCopied(24, false);
+    }
+    if (m_arguments.contains(u"--capture"_s)) {
+        beginCapture(false);
+    }
 }
 
 void TessaryApp::applicationWillTerminate()
 {
+    // A pending configuration save is written here once the sync exists (issue #9); the hot key is released with
+    // its backend (issue #7).
+    abandonCapture();
+}
+
+bool TessaryApp::applicationShouldHandleReopen()
+{
+    if (m_settingsWindow) {
+        m_settingsWindow->show();
+    }
+    return true;
+}
+
+void TessaryApp::handleInstanceMessage(const QByteArray &message)
+{
+    if (message == "capture") {
+        beginCapture(false);
+    } else {
+        applicationShouldHandleReopen();
+    }
+}
+
+void TessaryApp::startCapture()
+{
+    beginCapture(false);
+}
+
+void TessaryApp::startPolishedCapture()
+{
+    beginCapture(true);
+}
+
+void TessaryApp::openSettings()
+{
+    m_settingsWindow->show();
+}
+
+void TessaryApp::checkUpdates()
+{
+    // The updater arrives with issue #10.
+}
+
+void TessaryApp::openCaptureSettings()
+{
+    // Linux desktops have no screen-capture privacy pane to open; what remains is to have the desktop ask again.
+    requestScreenCaptureAccess();
+}
+
+void TessaryApp::requestScreenCaptureAccess()
+{
+    // On Wayland the screenshot portal asks the user; forgetting its stored answer makes it ask again (issue #7).
+}
+
+void TessaryApp::quit()
+{
+    QCoreApplication::quit();
+}
+
+void TessaryApp::applyVisibility()
+{
+    const bool hidden = m_preferences->hideMenuBarIcon();
+    if (m_statusItem != nullptr) {
+        m_statusItem->setVisible(!hidden && m_trayAvailable);
+    }
+    // Without a tray icon the application can only be reached through its launcher; an open settings window is
+    // brought to the front, as a Dock icon would be.
+    if (hidden && m_settingsWindow && m_settingsWindow->isVisible()) {
+        m_settingsWindow->show();
+    }
+}
+
+void TessaryApp::installHotKey()
+{
+    // The global hot key arrives with issue #7; the menu shows the shortcut meanwhile.
+    if (m_shortcutItem != nullptr) {
+        m_shortcutItem->setText(tessaryFormat(localized(u"快捷键：%@"_s), m_preferences->shortcutTitle()));
+    }
+}
+
+void TessaryApp::applyApplicationIcon()
+{
+    // The palette-coloured icon arrives with the appearance module (issue #8); until then the theme icon.
+    QApplication::setWindowIcon(QIcon(u":/desktop/md.velmor.tessary.svg"_s));
+}
+
+int TessaryApp::initialSettingsTab() const
+{
+    if (m_arguments.contains(u"--open-settings-ai"_s)) {
+        return 1;
+    }
+    if (m_arguments.contains(u"--open-settings-appearance"_s)) {
+        return 2;
+    }
+    if (m_arguments.contains(u"--open-settings-updates"_s)) {
+        return 3;
+    }
+    return 0;
+}
+
+TessaryPreferences &TessaryApp::preferences() const
+{
+    return *m_preferences;
+}
+
+TessarySettingsWindow *TessaryApp::settingsWindow() const
+{
+    return m_settingsWindow.get();
+}
+
+QString TessaryApp::currentStatus() const
+{
+    return m_currentStatus;
+}
+
+QSystemTrayIcon *TessaryApp::statusItem() const
+{
+    return m_statusItem;
+}
+
+QMenu *TessaryApp::statusMenu() const
+{
+    return m_statusMenu;
+}
+
+QMenuBar *TessaryApp::applicationMenu() const
+{
+    return m_mainMenu;
+}
+
+QString TessaryApp::localized(const QString &key) const
+{
+    return tessaryLocalized(key, m_preferences->language());
 }
 
 } // namespace Tessary

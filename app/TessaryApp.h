@@ -1,33 +1,123 @@
 #pragma once
 
+#include <memory>
+#include <optional>
+
 #include <QObject>
+#include <QPointer>
 #include <QStringList>
+
+#include "app/CapturedShortcut.h"
+#include "app/recognition/RecognitionError.h"
+#include "core/Result.h"
+
+class QAction;
+class QMenu;
+class QMenuBar;
+class QNetworkAccessManager;
+class QProcess;
+class QSystemTrayIcon;
 
 namespace Tessary {
 
+class Clipboard;
+class TessaryPreferences;
+class TessarySettingsWindow;
+class TessaryToast;
+class UserDefaults;
+
 /**
- * The application delegate: owns everything that lives for the whole run of the tray application. Its static
- * main() is the application's entry once the updater's modes have declined the arguments.
+ * The application delegate: owns everything that lives for the whole run of the tray application (the status item
+ * and its menus, the capture state, the toast, the preferences, the settings window) and runs the launch and
+ * shutdown sequences. Its static main() is the application's entry once the updater's modes have declined the
+ * arguments. Everything here runs on the GUI thread.
  */
 class TessaryApp final : public QObject
 {
     Q_OBJECT
 public:
     /**
-     * Tests the command-line modes in their fixed order and runs the first that applies; otherwise starts the
-     * application and runs its event loop. Returns the process's exit status.
+     * Tests the command-line modes in their fixed order and runs the first that applies; otherwise hands the launch
+     * to a running instance or starts the application and runs its event loop. Returns the process's exit status.
      */
     static int main(int &argc, char **argv, const QStringList &arguments);
 
-    explicit TessaryApp(QStringList arguments, QObject *parent = nullptr);
+    /** arguments: the process's arguments; defaults: the user defaults, which must outlive the delegate. */
+    TessaryApp(QStringList arguments, UserDefaults &defaults, QObject *parent = nullptr);
+    ~TessaryApp() override;
 
     /** The launch sequence; queued to run once the event loop has started. */
     void applicationDidFinishLaunching();
     /** The shutdown sequence; runs when the event loop is about to end (Quit, SIGTERM, logout). */
     void applicationWillTerminate();
+    /** A second launch of the application: shows the settings window on its current pane. */
+    bool applicationShouldHandleReopen();
+    /** A request forwarded by a later launch: "reopen" or "capture". */
+    void handleInstanceMessage(const QByteArray &message);
+
+    // Menu actions.
+    void startCapture();
+    void startPolishedCapture();
+    void openSettings();
+    void checkUpdates();
+    void openCaptureSettings();
+    void quit();
+
+    /** Re-applies every menu title and the settings window title in the current language. */
+    void localizeMenus();
+    /** Builds the application menu (attached to the settings window: Linux desktops have no global menu bar). */
+    void installApplicationMenu();
+    /** Sets the status line (a message key, or a message already formatted) in the menu and the tooltip. */
+    void showStatus(const QString &key);
+    /** Shows or hides the tray icon after the "hide menu-bar icon" preference. */
+    void applyVisibility();
+    /** Starts a capture; ignored while one runs. */
+    void beginCapture(bool polish);
+
+    TessaryPreferences &preferences() const;
+    TessarySettingsWindow *settingsWindow() const;
+    QString currentStatus() const;
+    QSystemTrayIcon *statusItem() const;
+    QMenu *statusMenu() const;
+    QMenuBar *applicationMenu() const;
 
 private:
+    void createStatusItem();
+    void recognizeCapture(const QString &path);
+    void captureFailed(const QString &toolError);
+    void finishRecognition(const Result<QString, RecognitionError> &outcome);
+    void finishCopied(const QString &text, bool polished);
+    void endCapture();
+    void abandonCapture();
+    void requestScreenCaptureAccess();
+    QString localized(const QString &key) const;
+    int initialSettingsTab() const;
+    void applyApplicationIcon();
+    void installHotKey();
+
     QStringList m_arguments;
+    UserDefaults &m_defaults;
+
+    QSystemTrayIcon *m_statusItem = nullptr;
+    QMenu *m_statusMenu = nullptr;
+    QAction *m_captureItem = nullptr;
+    QAction *m_polishItem = nullptr;
+    QAction *m_messageItem = nullptr;
+    QAction *m_shortcutItem = nullptr;
+    QMenuBar *m_mainMenu = nullptr;
+    std::optional<CapturedShortcut> m_activeShortcut;
+    bool m_captureInProgress = false;
+    bool m_polishAfterCapture = false;
+    QString m_currentStatus;
+    QString m_capturePath;
+    QPointer<QProcess> m_captureTool;
+    bool m_trayAvailable = false;
+
+    QNetworkAccessManager *m_session = nullptr;
+    std::unique_ptr<Clipboard> m_clipboard;
+    std::unique_ptr<TessaryToast> m_toast;
+    std::unique_ptr<TessaryPreferences> m_preferences;
+    std::unique_ptr<TessarySettingsWindow> m_settingsWindow;
 };
 
 } // namespace Tessary

@@ -5,6 +5,8 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/install-dependencies.sh"
 "$root/scripts/build.sh" >/dev/null
+# The launcher entry and icon for the user's menus (the application itself runs from the build tree or this prefix).
+cmake --install "${BUILD_DIR:-$root/build}" --prefix "$HOME/.local" >/dev/null
 tessary=${BUILD_DIR:-$root/build}/bin/tessary
 sample=$root/samples/tessary-sample.png
 

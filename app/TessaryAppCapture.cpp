@@ -1,0 +1,201 @@
+// The capture pipeline of TessaryApp: select a region with the capture tool, recognise it off the GUI thread,
+// optionally polish it, copy it and announce it.
+
+#include "app/TessaryApp.h"
+
+#include <QAction>
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QStringDecoder>
+#include <QThreadPool>
+#include <QUuid>
+
+#include "app/GraphemeCount.h"
+#include "app/TessaryPreferences.h"
+#include "app/TessaryToast.h"
+#include "app/localization/TessaryLocalized.h"
+#include "app/recognition/AIKeychain.h"
+#include "app/recognition/TextRecognizer.h"
+#include "app/settings/TessarySettingsWindow.h"
+#include "core/TextPolisher.h"
+#include "platform/bundle/BundleLayout.h"
+#include "platform/clipboard/Clipboard.h"
+#include "platform/session/PlatformSession.h"
+
+using namespace Qt::StringLiterals;
+
+namespace Tessary {
+
+namespace {
+
+/** What the capture tool writes to standard error when it may not read the screen. */
+constexpr auto noScreenAccess = "could not create image from rect";
+
+QString temporaryCapturePath()
+{
+    return QDir::tempPath() + u"/tessary-"_s + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + u".png"_s;
+}
+
+QString decodedErrorOutput(const QByteArray &bytes)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    const QString text = decoder.decode(bytes);
+    return decoder.hasError() ? QString() : text.trimmed();
+}
+
+} // namespace
+
+void TessaryApp::beginCapture(bool polish)
+{
+    if (m_captureInProgress) {
+        return;
+    }
+    if (polish && !AIKeychain::read()) {
+        m_settingsWindow->show(TessarySettingsWindow::AIPolishing);
+        showStatus(u"请先在设置中保存 AI Key"_s);
+        return;
+    }
+    m_polishAfterCapture = polish;
+    m_captureInProgress = true;
+    m_captureItem->setEnabled(false);
+    m_polishItem->setEnabled(false);
+    showStatus(u"框选要识别的区域"_s);
+
+    m_capturePath = temporaryCapturePath();
+    auto *tool = new QProcess(this);
+    m_captureTool = tool;
+    tool->setProcessChannelMode(QProcess::ForwardedOutputChannel);
+    const QString path = m_capturePath;
+    connect(tool, &QProcess::finished, this, [this, tool, path](int exitCode, QProcess::ExitStatus exitStatus) {
+        tool->deleteLater();
+        m_captureTool = nullptr;
+        if (exitStatus == QProcess::NormalExit && exitCode == 0 && QFile::exists(path)) {
+            recognizeCapture(path);
+            return;
+        }
+        const QString error = decodedErrorOutput(tool->readAllStandardError());
+        QFile::remove(path);
+        captureFailed(error);
+    });
+    connect(tool, &QProcess::errorOccurred, this, [this, tool](QProcess::ProcessError error) {
+        if (error != QProcess::FailedToStart) {
+            return;
+        }
+        tool->deleteLater();
+        m_captureTool = nullptr;
+        endCapture();
+        showStatus(tessaryFormat(localized(u"截图启动失败：%@"_s), tool->errorString()));
+    });
+    tool->start(BundleLayout::helperExecutable(), {u"screencapture"_s, u"-i"_s, u"-x"_s, u"-t"_s, u"png"_s, path});
+}
+
+void TessaryApp::recognizeCapture(const QString &path)
+{
+    QPointer<TessaryApp> self(this);
+    QThreadPool::globalInstance()->start([self, path] {
+        auto outcome = TextRecognizer::recognize(path);
+        QFile::remove(path);
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [self, outcome = std::move(outcome)] {
+                if (self) {
+                    self->finishRecognition(outcome);
+                }
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void TessaryApp::captureFailed(const QString &toolError)
+{
+    m_capturePath.clear();
+    if (toolError.contains(QLatin1String(noScreenAccess))) {
+        requestScreenCaptureAccess();
+        endCapture();
+        showStatus(u"请允许屏幕录制后重新打开应用"_s);
+        return;
+    }
+    endCapture();
+    showStatus(toolError.isEmpty() ? u"已取消截图"_s : toolError);
+}
+
+void TessaryApp::finishRecognition(const Result<QString, RecognitionError> &outcome)
+{
+    m_capturePath.clear();
+    if (!outcome) {
+        endCapture();
+        showStatus(tessaryFormat(localized(u"识别失败：%@"_s), outcome.error().description));
+        return;
+    }
+    const QString text = *outcome;
+    if (text.isEmpty()) {
+        endCapture();
+        showStatus(u"未识别到文字"_s);
+        return;
+    }
+    if (!m_polishAfterCapture) {
+        finishCopied(text, false);
+        return;
+    }
+
+    showStatus(u"正在 AI 润色…"_s);
+    const QString baseURL = m_preferences->aiBaseURL();
+    const QString model = m_preferences->aiModel();
+    const QString prompt = m_preferences->polishPrompt();
+    const auto key = AIKeychain::read();
+    if (!key) {
+        const QString description =
+            key.error().status == KeychainError::ItemNotFound ? u"请先保存 AI Key。"_s : key.error().description;
+        endCapture();
+        showStatus(tessaryFormat(localized(u"AI 润色失败：%@"_s), description));
+        return;
+    }
+    PolishReply *reply = TextPolisher::polish(text, baseURL, model, prompt, *key, *m_session);
+    connect(reply, &PolishReply::finished, this, [this, reply](const PolishResult &result) {
+        reply->deleteLater();
+        if (result) {
+            finishCopied(*result, true);
+            return;
+        }
+        endCapture();
+        showStatus(tessaryFormat(localized(u"AI 润色失败：%@"_s), result.error().description));
+    });
+}
+
+void TessaryApp::finishCopied(const QString &text, bool polished)
+{
+    const bool copied = m_clipboard->setText(text);
+    endCapture();
+    if (copied) {
+        showStatus(polished ? u"已复制润色文字"_s : u"已复制识别文字"_s);
+        m_toast->showCopied(graphemeCount(text), polished);
+        return;
+    }
+    showStatus(u"复制到剪贴板失败"_s);
+    m_toast->show(localized(u"复制到剪贴板失败"_s), std::nullopt, u"exclamationmark.triangle.fill"_s,
+                  TessaryToast::systemOrange());
+}
+
+void TessaryApp::endCapture()
+{
+    m_captureInProgress = false;
+    m_captureItem->setEnabled(true);
+    m_polishItem->setEnabled(true);
+}
+
+void TessaryApp::abandonCapture()
+{
+    // Quitting in the middle of a selection: the tool goes and so does its file. A recognition that is already
+    // running removes its own file when it ends.
+    if (m_captureTool == nullptr) {
+        return;
+    }
+    m_captureTool->disconnect(this);
+    m_captureTool->kill();
+    m_captureTool->waitForFinished(2000);
+    QFile::remove(m_capturePath);
+}
+
+} // namespace Tessary

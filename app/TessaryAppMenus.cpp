@@ -1,0 +1,140 @@
+// The status item, its menu and the application menu of TessaryApp.
+
+#include "app/TessaryApp.h"
+
+#include <QAction>
+#include <QKeySequence>
+#include <QMenu>
+#include <QMenuBar>
+#include <QSystemTrayIcon>
+
+#include "app/SymbolIcon.h"
+#include "app/TessaryPreferences.h"
+#include "app/localization/TessaryLocalized.h"
+#include "app/settings/TessarySettingsWindow.h"
+
+using namespace Qt::StringLiterals;
+
+namespace Tessary {
+
+namespace {
+
+const QString settingsTitle = u"设置…"_s;
+const QString checkUpdatesTitle = u"检查更新…"_s;
+const QString captureSettingsTitle = u"打开屏幕录制权限设置…"_s;
+const QString quitTitle = u"退出 Tessary"_s;
+
+/** The first action of the menu that triggers the given slot, found by the role we gave it. */
+QAction *actionWithRole(const QMenu *menu, const QString &role)
+{
+    if (menu == nullptr) {
+        return nullptr;
+    }
+    for (QAction *action : menu->actions()) {
+        if (action->property("tessaryRole").toString() == role) {
+            return action;
+        }
+    }
+    return nullptr;
+}
+
+QAction *addAction(QMenu *menu, const QString &title, const QString &role, TessaryApp *receiver, void (TessaryApp::*slot)(),
+                   const QKeySequence &shortcut = {})
+{
+    QAction *action = menu->addAction(title);
+    action->setProperty("tessaryRole", role);
+    action->setShortcut(shortcut);
+    QObject::connect(action, &QAction::triggered, receiver, slot);
+    return action;
+}
+
+} // namespace
+
+void TessaryApp::createStatusItem()
+{
+    m_trayAvailable = QSystemTrayIcon::isSystemTrayAvailable();
+    m_statusItem = new QSystemTrayIcon(symbolIcon(u"text.viewfinder"_s, QColor(0xf2, 0xf2, 0xf2)), this);
+    m_statusItem->setToolTip(u"Tessary"_s);
+
+    // The menu object is never replaced: tray hosts keep its path; only the titles change.
+    m_statusMenu = new QMenu;
+    m_statusMenu->setParent(nullptr);
+    connect(this, &QObject::destroyed, m_statusMenu, &QObject::deleteLater);
+    m_captureItem = addAction(m_statusMenu, u"选区识字并复制"_s, u"startCapture"_s, this, &TessaryApp::startCapture);
+    m_polishItem = addAction(m_statusMenu, u"选区识字并 AI 润色"_s, u"startPolishedCapture"_s, this, &TessaryApp::startPolishedCapture);
+    m_messageItem = m_statusMenu->addAction(u"就绪"_s);
+    m_messageItem->setEnabled(false);
+    m_shortcutItem = m_statusMenu->addAction(u"快捷键："_s + m_preferences->shortcutTitle());
+    m_shortcutItem->setEnabled(false);
+    m_statusMenu->addSeparator();
+    addAction(m_statusMenu, settingsTitle, u"openSettings"_s, this, &TessaryApp::openSettings, QKeySequence::Preferences);
+    addAction(m_statusMenu, checkUpdatesTitle, u"checkUpdates"_s, this, &TessaryApp::checkUpdates);
+    addAction(m_statusMenu, captureSettingsTitle, u"openCaptureSettings"_s, this, &TessaryApp::openCaptureSettings);
+    addAction(m_statusMenu, quitTitle, u"quit"_s, this, &TessaryApp::quit, QKeySequence::Quit);
+    m_statusItem->setContextMenu(m_statusMenu);
+    // A left click on the icon opens the same menu, as a menu-bar item does.
+    connect(m_statusItem, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
+        if (reason == QSystemTrayIcon::Trigger && !m_statusMenu->isVisible()) {
+            m_statusMenu->popup(QCursor::pos());
+        }
+    });
+}
+
+void TessaryApp::installApplicationMenu()
+{
+    m_mainMenu = new QMenuBar;
+    connect(this, &QObject::destroyed, m_mainMenu, &QObject::deleteLater);
+    QMenu *appMenu = m_mainMenu->addMenu(u"Tessary"_s);
+    addAction(appMenu, settingsTitle, u"openSettings"_s, this, &TessaryApp::openSettings, QKeySequence::Preferences);
+    addAction(appMenu, quitTitle, u"quit"_s, this, &TessaryApp::quit, QKeySequence::Quit);
+    // The Edit menu arrives with the appearance module (issue #8).
+    m_settingsWindow->setApplicationMenu(m_mainMenu);
+}
+
+void TessaryApp::localizeMenus()
+{
+    if (m_statusItem == nullptr) {
+        return;
+    }
+    showStatus(m_currentStatus);
+    m_captureItem->setText(localized(u"选区识字并复制"_s));
+    m_polishItem->setText(localized(u"选区识字并 AI 润色"_s));
+    m_shortcutItem->setText(tessaryFormat(localized(u"快捷键：%@"_s), m_preferences->shortcutTitle()));
+    const QList<std::pair<QString, QString>> titled {
+        {u"openSettings"_s, settingsTitle},
+        {u"checkUpdates"_s, checkUpdatesTitle},
+        {u"openCaptureSettings"_s, captureSettingsTitle},
+        {u"quit"_s, quitTitle},
+    };
+    for (const auto &[role, title] : titled) {
+        if (QAction *action = actionWithRole(m_statusMenu, role)) {
+            action->setText(localized(title));
+        }
+    }
+    if (m_mainMenu != nullptr && !m_mainMenu->actions().isEmpty()) {
+        QMenu *appMenu = m_mainMenu->actions().first()->menu();
+        if (QAction *action = actionWithRole(appMenu, u"openSettings"_s)) {
+            action->setText(localized(settingsTitle));
+        }
+        if (QAction *action = actionWithRole(appMenu, u"quit"_s)) {
+            action->setText(localized(quitTitle));
+        }
+    }
+    if (m_settingsWindow) {
+        m_settingsWindow->localizeTitle();
+    }
+}
+
+void TessaryApp::showStatus(const QString &key)
+{
+    m_currentStatus = key;
+    const QString text = localized(key);
+    if (m_statusItem != nullptr) {
+        m_statusItem->setToolTip(text);
+    }
+    if (m_messageItem != nullptr) {
+        m_messageItem->setText(text);
+    }
+}
+
+} // namespace Tessary

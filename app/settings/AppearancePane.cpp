@@ -1,0 +1,73 @@
+#include "app/settings/AppearancePane.h"
+
+#include <QButtonGroup>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "app/TessaryPreferences.h"
+#include "app/settings/SettingsTexts.h"
+
+using namespace Qt::StringLiterals;
+
+namespace Tessary {
+
+namespace {
+
+const QStringList colorModeValues {u"system"_s, u"light"_s, u"dark"_s};
+const QStringList colorModeTitles {u"跟随系统"_s, u"浅色"_s, u"深色"_s};
+
+} // namespace
+
+AppearancePane::AppearancePane(TessaryPreferences &preferences, SettingsTexts &texts, QWidget *parent)
+    : QWidget(parent)
+    , m_preferences(preferences)
+    , m_colorModes(new QButtonGroup(this))
+{
+    auto *layout = new QVBoxLayout(this);
+    layout->setSpacing(12);
+    auto *heading = new QLabel(this);
+    QFont headingFont = heading->font();
+    headingFont.setBold(true);
+    headingFont.setPointSizeF(headingFont.pointSizeF() * 1.25);
+    heading->setFont(headingFont);
+    texts.bind(heading, u"外观"_s);
+    layout->addWidget(heading);
+
+    // A segmented control: three buttons, one checked.
+    auto *row = new QHBoxLayout;
+    auto *label = new QLabel(this);
+    texts.bind(label, u"界面模式"_s);
+    row->addWidget(label);
+    auto *segments = new QHBoxLayout;
+    segments->setSpacing(0);
+    for (int i = 0; i < colorModeValues.size(); ++i) {
+        auto *button = new QPushButton(this);
+        button->setObjectName(u"colorMode-"_s + colorModeValues[i]);
+        button->setCheckable(true);
+        texts.bind(button, colorModeTitles[i]);
+        m_colorModes->addButton(button, i);
+        segments->addWidget(button);
+    }
+    row->addLayout(segments);
+    row->addStretch(1);
+    layout->addLayout(row);
+    // The accent palette picker arrives with the appearance module (issue #8).
+    layout->addStretch(1);
+
+    showColorMode();
+    connect(m_colorModes, &QButtonGroup::idClicked, this, [this](int id) {
+        m_preferences.setColorMode(colorModeValues[id]);
+    });
+    connect(&m_preferences, &TessaryPreferences::colorModeChanged, this, &AppearancePane::showColorMode);
+}
+
+void AppearancePane::showColorMode()
+{
+    const qsizetype index = colorModeValues.indexOf(m_preferences.colorMode());
+    // Anything unknown behaves as "system".
+    m_colorModes->button(index >= 0 ? int(index) : 0)->setChecked(true);
+}
+
+} // namespace Tessary

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QWidget>
+
+class QButtonGroup;
+
+namespace Tessary {
+
+class SettingsTexts;
+class TessaryPreferences;
+
+/** The appearance pane: the colour mode and the accent palette. */
+class AppearancePane final : public QWidget
+{
+    Q_OBJECT
+public:
+    AppearancePane(TessaryPreferences &preferences, SettingsTexts &texts, QWidget *parent = nullptr);
+
+private:
+    void showColorMode();
+
+    TessaryPreferences &m_preferences;
+    QButtonGroup *m_colorModes = nullptr;
+};
+
+} // namespace Tessary
