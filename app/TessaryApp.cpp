@@ -213,7 +213,8 @@ void TessaryApp::requestScreenCaptureAccess()
 
 void TessaryApp::quit()
 {
-    QCoreApplication::quit();
+    // exit(), not quit(): quit() lets windows veto it, and the settings window only hides when closed.
+    QCoreApplication::exit(0);
 }
 
 void TessaryApp::applyVisibility()

@@ -65,7 +65,8 @@ void TerminationSignals::readSignal()
     unsigned char byte = 0;
     while (::read(s_pipe[0], &byte, 1) == 1) {
         Q_EMIT terminationRequested(byte);
-        QCoreApplication::quit();
+        // exit(), not quit(): quit() lets windows veto it, and the settings window only hides when closed.
+        QCoreApplication::exit(0);
     }
 }
 

@@ -81,13 +81,13 @@ protected:
     QJsonObject waitForTrayItem()
     {
         QJsonObject item;
-        QTest::qWaitFor(
+        const bool registered = QTest::qWaitFor(
             [&] {
                 item = host({u"item"_s}).toObject();
                 return !item.isEmpty();
             },
             15000);
-        return item;
+        return registered ? item : QJsonObject();
     }
 
     bool waitForWindow(const QString &title)
@@ -153,6 +153,22 @@ TEST_F(TrayApplicationTest, SecondLaunchShowsTheSettingsWindowOfTheFirst)
     EXPECT_TRUE(waitForWindow(title));
     EXPECT_EQ(m_app.state(), QProcess::Running);
     EXPECT_EQ(host({u"items"_s}).toArray().size(), 1) << "still one tray item";
+
+    // An open settings window does not hold up Quit.
+    host({u"click"_s, translated(u"zh-Hans"_s, u"退出 Tessary"_s)});
+    ASSERT_TRUE(m_app.waitForFinished(5000));
+    EXPECT_EQ(m_app.exitCode(), 0);
+}
+
+TEST_F(TrayApplicationTest, TerminationSignalEndsTheApplicationWithItsWindowOpen)
+{
+    writeDefaults("language=en\n");
+    start(m_app, {u"--open-settings-ai"_s});
+    ASSERT_TRUE(waitForWindow(translated(u"en"_s, u"Tessary 设置"_s)));
+    m_app.terminate();
+    ASSERT_TRUE(m_app.waitForFinished(5000));
+    EXPECT_EQ(m_app.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(m_app.exitCode(), 0);
 }
 
 TEST_F(TrayApplicationTest, HiddenIconRegistersNoTrayItemAndRelaunchOpensSettings)
@@ -168,7 +184,12 @@ TEST_F(TrayApplicationTest, HiddenIconRegistersNoTrayItemAndRelaunchOpensSetting
         runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title}).standardOutput).trimmed();
     runProcess(u"xdotool"_s, {u"windowfocus"_s, u"--sync"_s, window});
     runProcess(u"xdotool"_s, {u"key"_s, u"ctrl+w"_s});
-    QTest::qWaitFor([&] { return runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title}).standardOutput.isEmpty(); }, 5000);
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            return runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title}).standardOutput.isEmpty();
+        },
+        5000))
+        << "Ctrl+W hides the settings window";
     start(m_second);
     ASSERT_TRUE(m_second.waitForFinished(10000));
     EXPECT_EQ(m_second.exitCode(), 0);
