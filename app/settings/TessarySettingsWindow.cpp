@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QLabel>
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QScreen>
@@ -16,6 +17,7 @@
 #include "app/settings/AIPane.h"
 #include "app/settings/AppearancePane.h"
 #include "app/settings/GeneralPane.h"
+#include "app/settings/SettingsSection.h"
 #include "app/settings/SettingsTexts.h"
 #include "app/settings/UpdatesPane.h"
 
@@ -171,6 +173,16 @@ void TessarySettingsWindow::build()
         setSelectedTab(index);
     });
     layout->addWidget(m_tabs);
+    // The settings file could not be written: the user must know that changes will not survive a restart.
+    auto *saveError = SettingsSection::errorLabel(central);
+    saveError->setObjectName(u"saveError"_s);
+    const auto showSaveError = [this, saveError] {
+        saveError->setText(m_preferences.saveError());
+        saveError->setVisible(!m_preferences.saveError().isEmpty());
+    };
+    showSaveError();
+    connect(&m_preferences, &TessaryPreferences::saveErrorChanged, saveError, showSaveError);
+    layout->addWidget(saveError);
     m_window->setCentralWidget(central);
     if (m_menuBar != nullptr) {
         m_window->setMenuBar(m_menuBar);

@@ -5,6 +5,7 @@
 #include <QComboBox>
 #include <QFile>
 #include <QJsonDocument>
+#include <QLabel>
 #include <QJsonObject>
 #include <QMainWindow>
 #include <QMenu>
@@ -165,6 +166,29 @@ TEST_F(TessaryAppTest, LanguagePickerInTheWindowChangesThePreference)
     EXPECT_EQ(m_defaults.string(u"language"_s), u"en"_s);
     EXPECT_EQ(app->settingsWindow()->window()->windowTitle(), translated(u"en"_s, u"Tessary 设置"_s));
     EXPECT_EQ(picker->itemText(0), translated(u"en"_s, u"跟随系统"_s));
+}
+
+} // namespace
+
+namespace {
+
+TEST(TessaryAppSaveErrorTest, SettingsWindowSaysWhenSettingsCannotBeSaved)
+{
+    QTemporaryDir dir;
+    // A plain file where the settings folder should be: nothing can be written below it, not even by root.
+    QFile blocker(dir.filePath(u"config"_s));
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    UserDefaults defaults(dir.filePath(u"config/md.velmor.tessary/defaults.ini"_s));
+    TessaryApp app({u"tessary"_s, u"--open-settings-ai"_s}, defaults);
+    app.applicationDidFinishLaunching();
+    auto *label = app.settingsWindow()->window()->findChild<QLabel *>(u"saveError"_s);
+    ASSERT_NE(label, nullptr);
+    app.preferences().setAiModel(u"another-model"_s);
+    EXPECT_TRUE(label->isVisible());
+    EXPECT_FALSE(label->text().isEmpty());
+    // The application goes on with the value it was given.
+    EXPECT_EQ(app.preferences().aiModel(), u"another-model"_s);
 }
 
 } // namespace
