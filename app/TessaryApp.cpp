@@ -10,6 +10,7 @@
 #include <QTimer>
 
 #include "app/AICommandLine.h"
+#include "app/KeyTables.h"
 #include "app/OcrCommandLine.h"
 #include "app/TessaryPreferences.h"
 #include "app/TessaryToast.h"
@@ -19,6 +20,7 @@
 #include "app/settings/TessarySettingsWindow.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/clipboard/Clipboard.h"
+#include "platform/hotkey/HotKeyBackend.h"
 #include "platform/instance/SingleInstance.h"
 #include "platform/session/PlatformSession.h"
 #include "platform/signals/TerminationSignals.h"
@@ -158,9 +160,13 @@ void TessaryApp::applicationDidFinishLaunching()
 
 void TessaryApp::applicationWillTerminate()
 {
-    // A pending configuration save is written here once the sync exists (issue #9); the hot key is released with
-    // its backend (issue #7).
+    // A pending configuration save is written here once the sync exists (issue #9).
     abandonCapture();
+    if (m_hotKey != nullptr && m_hotKeyRegistered) {
+        m_hotKey->unregisterShortcut();
+        m_hotKeyRegistered = false;
+    }
+    m_hotKey.reset();
 }
 
 bool TessaryApp::applicationShouldHandleReopen()
@@ -232,10 +238,46 @@ void TessaryApp::applyVisibility()
 
 void TessaryApp::installHotKey()
 {
-    // The global hot key arrives with issue #7; the menu shows the shortcut meanwhile.
+    const CapturedShortcut wanted = m_preferences->shortcut();
+    if (m_activeShortcut && *m_activeShortcut == wanted) {
+        return;
+    }
     if (m_shortcutItem != nullptr) {
         m_shortcutItem->setText(tessaryFormat(localized(u"快捷键：%@"_s), m_preferences->shortcutTitle()));
     }
+    if (m_hotKey == nullptr) {
+        m_hotKey = createHotKeyBackend(detectSessionType());
+        connect(m_hotKey.get(), &HotKeyBackend::pressed, this, [this] { beginCapture(false); }, Qt::QueuedConnection);
+    }
+    if (m_hotKeyRegistered) {
+        m_hotKey->unregisterShortcut();
+        m_hotKeyRegistered = false;
+    }
+    if (registerHotKey(wanted)) {
+        m_activeShortcut = wanted;
+        m_preferences->setShortcutError(QString());
+        return;
+    }
+    m_preferences->setShortcutError(u"快捷键已被占用，请重新录制。"_s);
+    if (m_activeShortcut) {
+        // Keep the shortcut that worked; putting it back into the preferences runs installHotKey() again, which
+        // stops at once because it is the active one.
+        registerHotKey(*m_activeShortcut);
+        m_preferences->setShortcut(*m_activeShortcut);
+    } else if (m_statusItem != nullptr) {
+        m_statusItem->setToolTip(u"Tessary 快捷键注册失败，可从菜单启动"_s);
+    }
+}
+
+bool TessaryApp::registerHotKey(const CapturedShortcut &shortcut)
+{
+    const KeyRow *key = KeyTables::byCarbonCode(shortcut.keyCode);
+    if (key == nullptr) {
+        return false;
+    }
+    const HotKeyCombination combination {key->evdevCode + KeyTables::x11KeycodeOffset, KeyTables::x11Modifiers(shortcut.modifiers)};
+    m_hotKeyRegistered = m_hotKey->registerShortcut(combination);
+    return m_hotKeyRegistered;
 }
 
 void TessaryApp::applyApplicationIcon()

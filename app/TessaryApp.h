@@ -21,6 +21,7 @@ class QSystemTrayIcon;
 namespace Tessary {
 
 class Clipboard;
+class HotKeyBackend;
 class TessaryPreferences;
 class TessarySettingsWindow;
 class TessaryToast;
@@ -94,6 +95,7 @@ private:
     int initialSettingsTab() const;
     void applyApplicationIcon();
     void installHotKey();
+    bool registerHotKey(const CapturedShortcut &shortcut);
 
     QStringList m_arguments;
     UserDefaults &m_defaults;
@@ -105,6 +107,8 @@ private:
     QAction *m_messageItem = nullptr;
     QAction *m_shortcutItem = nullptr;
     QMenuBar *m_mainMenu = nullptr;
+    std::unique_ptr<HotKeyBackend> m_hotKey;
+    bool m_hotKeyRegistered = false;
     std::optional<CapturedShortcut> m_activeShortcut;
     bool m_captureInProgress = false;
     bool m_polishAfterCapture = false;

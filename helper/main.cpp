@@ -4,12 +4,16 @@
 #include <cstring>
 
 #include "helper/ClipboardServe.h"
+#include "helper/screencapture/ScreenCaptureTool.h"
 
 int main(int argc, char **argv)
 {
     if (argc >= 2 && std::strcmp(argv[1], "clipboard-serve") == 0) {
         return Tessary::ClipboardServe::run(argc, argv);
     }
-    std::fputs("usage: tessary-helper clipboard-serve\n", stderr);
+    if (argc >= 2 && std::strcmp(argv[1], "screencapture") == 0) {
+        return Tessary::ScreenCaptureTool::run(argc, argv);
+    }
+    std::fputs("usage: tessary-helper clipboard-serve | screencapture -i -x -t png PATH\n", stderr);
     return 1;
 }

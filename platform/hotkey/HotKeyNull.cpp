@@ -1,0 +1,32 @@
+#include "platform/hotkey/HotKeyNull.h"
+
+#include <QGuiApplication>
+
+#include "platform/hotkey/HotKeyX11.h"
+
+namespace Tessary {
+
+bool HotKeyNull::registerShortcut(const HotKeyCombination &)
+{
+    return false;
+}
+
+void HotKeyNull::unregisterShortcut()
+{
+}
+
+bool HotKeyNull::canRegister() const
+{
+    return false;
+}
+
+std::unique_ptr<HotKeyBackend> createHotKeyBackend(SessionType session)
+{
+    // Under XWayland a grab only sees keys typed into X11 windows, so Wayland sessions never use the X11 path.
+    if (session == SessionType::X11 && QGuiApplication::platformName() == u"xcb") {
+        return std::make_unique<HotKeyX11>();
+    }
+    return std::make_unique<HotKeyNull>();
+}
+
+} // namespace Tessary

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QAbstractNativeEventFilter>
+#include <QList>
+
+#include "platform/hotkey/HotKeyBackend.h"
+
+namespace Tessary {
+
+/**
+ * The capture shortcut as a passive key grab on the root window of every X screen, in all four Caps Lock /
+ * Num Lock variants so that the lock keys do not get in the way. A grab that another client holds already makes the
+ * registration fail and leaves nothing grabbed. Auto-repeat does not repeat the press.
+ */
+class HotKeyX11 final : public HotKeyBackend, public QAbstractNativeEventFilter
+{
+    Q_OBJECT
+public:
+    explicit HotKeyX11(QObject *parent = nullptr);
+    ~HotKeyX11() override;
+
+    bool registerShortcut(const HotKeyCombination &combination) override;
+    void unregisterShortcut() override;
+    bool canRegister() const override;
+
+    bool nativeEventFilter(const QByteArray &eventType, void *message, qintptr *result) override;
+
+private:
+    struct Grab
+    {
+        quint32 root;
+        quint16 modifiers;
+    };
+
+    quint16 numLockMask() const;
+    void ungrab(const QList<Grab> &grabs);
+
+    HotKeyCombination m_combination;
+    QList<Grab> m_grabs;
+    bool m_keyDown = false;
+};
+
+} // namespace Tessary
