@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <xcb/xcb.h>
+
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
@@ -189,6 +191,39 @@ TEST(TessaryAppSaveErrorTest, SettingsWindowSaysWhenSettingsCannotBeSaved)
     EXPECT_FALSE(label->text().isEmpty());
     // The application goes on with the value it was given.
     EXPECT_EQ(app.preferences().aiModel(), u"another-model"_s);
+}
+
+} // namespace
+
+namespace {
+
+TEST(TessaryAppHotKeyTest, TakenShortcutKeepsThePreviousOneAndSaysWhy)
+{
+    QTemporaryDir dir;
+    UserDefaults defaults(dir.filePath(u"defaults.ini"_s));
+    TessaryApp app({u"tessary"_s}, defaults);
+    app.applicationDidFinishLaunching();
+    TessaryPreferences &preferences = app.preferences();
+    EXPECT_TRUE(preferences.shortcutError().isEmpty());
+
+    // Another program holds Ctrl+Alt+K (evdev 37 + 8).
+    xcb_connection_t *other = xcb_connect(nullptr, nullptr);
+    ASSERT_EQ(xcb_connection_has_error(other), 0);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(other)).data->root;
+    xcb_generic_error_t *error = xcb_request_check(
+        other, xcb_grab_key_checked(other, 1, root, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1, 45, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    ASSERT_EQ(error, nullptr);
+
+    const CapturedShortcut previous = preferences.shortcut();
+    preferences.setShortcut(CapturedShortcut {40, CapturedShortcut::Control | CapturedShortcut::Option, u"K"_s});
+    EXPECT_EQ(preferences.shortcut(), previous);
+    EXPECT_EQ(preferences.shortcutError(), u"快捷键已被占用，请重新录制。"_s);
+    EXPECT_EQ(CapturedShortcut::decodeJson(*defaults.data(u"shortcut"_s)), previous) << "the stored value reverts too";
+
+    // A free shortcut clears the complaint.
+    preferences.setShortcut(CapturedShortcut {40, CapturedShortcut::Control | CapturedShortcut::Shift, u"K"_s});
+    EXPECT_TRUE(preferences.shortcutError().isEmpty());
+    xcb_disconnect(other);
 }
 
 } // namespace
