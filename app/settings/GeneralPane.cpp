@@ -2,6 +2,8 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QCoreApplication>
+#include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
@@ -12,6 +14,8 @@
 #include "app/TessaryPreferences.h"
 #include "app/settings/SettingsSection.h"
 #include "app/settings/SettingsTexts.h"
+#include "platform/hotkey/HotKeyBackend.h"
+#include "platform/session/PlatformSession.h"
 
 using namespace Qt::StringLiterals;
 
@@ -157,6 +161,15 @@ QWidget *GeneralPane::shortcutSection()
     auto *section = new SettingsSection(m_texts, u"截图快捷键"_s, this);
     m_shortcutRow = new ShortcutRecorderWidget(m_preferences, section);
     section->addWidget(m_shortcutRow);
+    if (!globalHotKeysAvailable(detectSessionType())) {
+        // This desktop lets no application register a global shortcut; its own keyboard settings can run a command.
+        section->addCaption(u"此桌面不允许应用注册全局快捷键。请在系统的键盘设置中为下面的命令指定快捷键："_s);
+        auto *command = new QLabel(QCoreApplication::applicationFilePath() + u" --capture"_s, section);
+        command->setObjectName(u"captureCommand"_s);
+        command->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        command->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+        section->addWidget(command);
+    }
     return section;
 }
 

@@ -39,4 +39,7 @@ Q_SIGNALS:
 /** X11 key grabs in an X11 session; a backend that always refuses elsewhere (use "tessary --capture" there). */
 std::unique_ptr<HotKeyBackend> createHotKeyBackend(SessionType session);
 
+/** Whether createHotKeyBackend() gives a backend that can register anything in this session. */
+bool globalHotKeysAvailable(SessionType session);
+
 } // namespace Tessary

@@ -20,10 +20,15 @@ bool HotKeyNull::canRegister() const
     return false;
 }
 
-std::unique_ptr<HotKeyBackend> createHotKeyBackend(SessionType session)
+bool globalHotKeysAvailable(SessionType session)
 {
     // Under XWayland a grab only sees keys typed into X11 windows, so Wayland sessions never use the X11 path.
-    if (session == SessionType::X11 && QGuiApplication::platformName() == u"xcb") {
+    return session == SessionType::X11 && QGuiApplication::platformName() == u"xcb";
+}
+
+std::unique_ptr<HotKeyBackend> createHotKeyBackend(SessionType session)
+{
+    if (globalHotKeysAvailable(session)) {
         return std::make_unique<HotKeyX11>();
     }
     return std::make_unique<HotKeyNull>();
