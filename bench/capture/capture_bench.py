@@ -1,0 +1,76 @@
+"""Capture latency: mouse release to text on the clipboard (run through bench/capture/run)."""
+import json
+import os
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+build = os.environ["TESSARY_BENCH_BUILD"]
+root = os.environ["TESSARY_BENCH_ROOT"]
+count = int(os.environ["TESSARY_BENCH_COUNT"])
+
+
+def run(*args, **kwargs):
+    return subprocess.run(args, capture_output=True, text=True, **kwargs)
+
+
+def clipboard():
+    return run("xclip", "-selection", "clipboard", "-o").stdout
+
+
+def wait_for(predicate, timeout):
+    end = time.monotonic() + timeout
+    while time.monotonic() < end:
+        if predicate():
+            return True
+        time.sleep(0.002)
+    return False
+
+
+config = tempfile.mkdtemp()
+os.makedirs(os.path.join(config, "md.velmor.tessary"))
+with open(os.path.join(config, "md.velmor.tessary", "defaults.ini"), "w") as f:
+    f.write("[General]\nlanguage=en\n")
+env = dict(os.environ, XDG_CONFIG_HOME=config)
+
+# Screen text: 800x200 of the sample, shown at the top left by ImageMagick's viewer.
+sample = os.path.join(root, "samples", "tessary-sample.png")
+region = os.path.join(config, "region.png")
+run("convert", sample, "-background", "white", "-gravity", "northwest", "-extent", "800x200", region)
+viewer = subprocess.Popen(["display", "-geometry", "+0+0", region])
+host = subprocess.Popen(["/usr/bin/python3", os.path.join(root, "tests", "support", "sni_host.py"), "serve"],
+                        stdout=subprocess.PIPE)
+host.stdout.readline()
+app = subprocess.Popen([os.path.join(build, "bin", "tessary")], env=env, stderr=subprocess.DEVNULL)
+time.sleep(3)  # models warm up at launch
+
+timings = []
+for i in range(count):
+    marker = f"bench-marker-{i}"
+    subprocess.run(["xclip", "-selection", "clipboard", "-i"], input=marker, text=True)
+    wait_for(lambda: clipboard() == marker, 5)
+    run("xdotool", "key", "ctrl+shift+super+2")
+    wait_for(lambda: run("xdotool", "search", "--onlyvisible", "--name", "^Tessary Capture$").stdout != "", 10)
+    run("xdotool", "mousemove", "0", "0", "mousedown", "1", "mousemove", "400", "100", "mousemove", "800", "200")
+    start = time.monotonic()
+    run("xdotool", "mouseup", "1")
+    if not wait_for(lambda: clipboard() not in ("", marker), 10):
+        print(f"capture {i}: no text", file=sys.stderr)
+        continue
+    timings.append(time.monotonic() - start)
+    time.sleep(1.7)  # the toast goes away
+
+app.terminate()
+host.terminate()
+viewer.terminate()
+timings.sort()
+result = {
+    "captures": len(timings),
+    "p50_ms": round(statistics.median(timings) * 1000, 1),
+    "p90_ms": round(timings[int(0.9 * (len(timings) - 1))] * 1000, 1),
+    "min_ms": round(timings[0] * 1000, 1),
+    "max_ms": round(timings[-1] * 1000, 1),
+}
+print(json.dumps(result))
