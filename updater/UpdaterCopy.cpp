@@ -1,0 +1,148 @@
+#include "updater/UpdaterCopy.h"
+
+#include <QLocale>
+
+#include "updater/NativeBundle.h"
+
+using namespace Qt::StringLiterals;
+
+namespace Tessary {
+
+namespace {
+
+struct Row
+{
+    QString key;
+    QString traditionalChinese;
+    QString english;
+};
+
+// One row per text the updater shows; the key is the Simplified Chinese text.
+const QList<Row> &rows()
+{
+    static const QList<Row> table {
+        {u"版本 %1（%2）"_s, u"版本 %1（%2）"_s, u"Version %1 (%2)"_s},
+        {u"开发版不自动更新"_s, u"開發版不會自動更新"_s, u"Development builds do not update automatically"_s},
+        {u"自动提示新版已开启"_s, u"已開啟自動提示新版本"_s, u"Automatic update checks are on"_s},
+        {u"自动提示新版已关闭"_s, u"已關閉自動提示新版本"_s, u"Automatic update checks are off"_s},
+        {u"正在检查更新…"_s, u"正在檢查更新…"_s, u"Checking for updates…"_s},
+        {u"已经是最新版本"_s, u"目前已是最新版本"_s, u"You're up to date"_s},
+        {u"发现新版本 %1"_s, u"發現新版本 %1"_s, u"Version %1 is available"_s},
+        {u"正在下载 %1…"_s, u"正在下載 %1…"_s, u"Downloading %1…"_s},
+        {u"%1 已下载，等待重启"_s, u"%1 已下載，等待重新啟動"_s, u"%1 downloaded; restart to install"_s},
+        {u"下载更新"_s, u"下載更新"_s, u"Download Update"_s},
+        {u"重启并更新"_s, u"重新啟動並更新"_s, u"Restart and Update"_s},
+        {u"检查更新"_s, u"檢查更新"_s, u"Check for Updates"_s},
+        {u"开发版不检查正式更新。"_s, u"開發版不檢查正式更新。"_s,
+         u"Development builds do not check for production updates."_s},
+        {u"%1 已经是最新版本。"_s, u"%1 已是最新版本。"_s, u"%1 is up to date."_s},
+        {u"检查更新失败：%1"_s, u"檢查更新失敗：%1"_s, u"Update check failed: %1"_s},
+        {u"%1 %2 可更新"_s, u"%1 %2 可更新"_s, u"%1 %2 is available"_s},
+        {u"可以现在下载。下载并校验完成后，应用会询问是否重启完成更新。"_s,
+         u"可以立即下載。完成下載與驗證後，App 會詢問是否重新啟動以完成更新。"_s,
+         u"You can download it now. After verification, the app will ask to restart and finish the update."_s},
+        {u"稍后"_s, u"稍後"_s, u"Later"_s},
+        {u"下载更新失败：%1"_s, u"下載更新失敗：%1"_s, u"Update download failed: %1"_s},
+        {u"%1 %2 已准备好"_s, u"%1 %2 已準備好"_s, u"%1 %2 is ready"_s},
+        {u"重启应用即可完成更新。"_s, u"重新啟動 App 即可完成更新。"_s, u"Restart the app to finish updating."_s},
+        {u"无法启动更新：%1"_s, u"無法啟動更新：%1"_s, u"Unable to start the update: %1"_s},
+        {u"好"_s, u"好"_s, u"OK"_s},
+        {u"更新包已损坏，请重新下载。"_s, u"更新套件已損毀，請重新下載。"_s,
+         u"The update archive is damaged. Download it again."_s},
+        {u"更新包未通过开发者签名或公证校验。"_s, u"更新套件未通過開發者簽章或公證驗證。"_s,
+         u"The update failed developer signature or notarization verification."_s},
+        // On Linux the application lives in its install folder (normally ~/.local/opt), not in "Applications".
+        {u"无法替换当前应用，请确认应用位于“应用程序”文件夹且当前用户有写入权限。"_s,
+         u"無法取代目前的 App，請確認 App 位於安裝資料夾，且目前使用者具有寫入權限。"_s,
+         u"The app could not be replaced. Make sure it is in its install folder and your account can write to it."_s},
+        {u"更新清单版本不受支持。"_s, u"不支援此更新清單版本。"_s, u"This update manifest version is not supported."_s},
+        {u"更新包不属于当前应用。"_s, u"更新套件不屬於目前的 App。"_s, u"This update does not belong to the current app."_s},
+        {u"更新版本信息无效。"_s, u"更新版本資訊無效。"_s, u"The update version is invalid."_s},
+        {u"更新下载地址无效。"_s, u"更新下載位址無效。"_s, u"The update download address is invalid."_s},
+        {u"更新包校验值无效。"_s, u"更新套件檢查碼無效。"_s, u"The update checksum is invalid."_s},
+    };
+    return table;
+}
+
+} // namespace
+
+const QHash<QString, QString> &updaterEnglish()
+{
+    // Function-local statics are built once, thread-safely, on first use.
+    static const QHash<QString, QString> table = [] {
+        QHash<QString, QString> result;
+        for (const Row &row : rows()) {
+            result.insert(row.key, row.english);
+        }
+        return result;
+    }();
+    return table;
+}
+
+const QHash<QString, QString> &updaterTraditionalChinese()
+{
+    static const QHash<QString, QString> table = [] {
+        QHash<QString, QString> result;
+        for (const Row &row : rows()) {
+            result.insert(row.key, row.traditionalChinese);
+        }
+        return result;
+    }();
+    return table;
+}
+
+UpdaterLanguage updaterLanguage(bool bundleHasLocalizations, const QStringList &preferredLanguages)
+{
+    if (!bundleHasLocalizations) {
+        return UpdaterLanguage::English;
+    }
+    const QString first = preferredLanguages.isEmpty() ? u"en"_s : preferredLanguages.first().toLower();
+    if (!first.startsWith(u"zh"_s)) {
+        return UpdaterLanguage::English;
+    }
+    for (const QString &marker : {u"hant"_s, u"-tw"_s, u"-hk"_s, u"-mo"_s}) {
+        if (first.contains(marker)) {
+            return UpdaterLanguage::TraditionalChinese;
+        }
+    }
+    return UpdaterLanguage::SimplifiedChinese;
+}
+
+QStringList preferredLanguages()
+{
+    QStringList languages;
+    const QStringList uiLanguages = QLocale::system().uiLanguages();
+    for (QString language : uiLanguages) {
+        if (language == u"C"_s || language == u"POSIX"_s) {
+            continue;
+        }
+        languages.append(language.replace(u'_', u'-'));
+    }
+    return languages;
+}
+
+UpdaterLanguage currentUpdaterLanguage()
+{
+    const std::optional<NativeBundle> &bundle = NativeBundle::main();
+    return updaterLanguage(bundle && bundle->hasLocalizations(), preferredLanguages());
+}
+
+QString updaterCopy(const QString &text, UpdaterLanguage language)
+{
+    switch (language) {
+    case UpdaterLanguage::SimplifiedChinese:
+        return text;
+    case UpdaterLanguage::English:
+        return updaterEnglish().value(text, text);
+    case UpdaterLanguage::TraditionalChinese:
+        return updaterTraditionalChinese().value(text, text);
+    }
+    return text;
+}
+
+QString updaterCopy(const QString &text)
+{
+    return updaterCopy(text, currentUpdaterLanguage());
+}
+
+} // namespace Tessary

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+#include <QStringList>
+
+namespace Tessary {
+
+/** The languages the updater speaks. Its texts are written in Simplified Chinese, which is also the lookup key. */
+enum class UpdaterLanguage {
+    English,
+    SimplifiedChinese,
+    TraditionalChinese,
+};
+
+/**
+ * The language for a process whose main bundle does (or does not) declare localizations, given the user's
+ * preferred languages, most preferred first ("zh-Hant-TW", "en-US", …). Without declared localizations the
+ * updater speaks English; otherwise the first preferred language decides ("en" when there is none).
+ */
+UpdaterLanguage updaterLanguage(bool bundleHasLocalizations, const QStringList &preferredLanguages);
+
+/** The updater's language now: the main bundle's localizations and the process's preferred languages. */
+UpdaterLanguage currentUpdaterLanguage();
+
+/** The user's preferred languages as BCP 47 tags, without the "C" and "POSIX" locales (so LANG=C gives none). */
+QStringList preferredLanguages();
+
+/** A Simplified Chinese text in the given language; a text that is not a key comes back unchanged. */
+QString updaterCopy(const QString &text, UpdaterLanguage language);
+
+/** A Simplified Chinese text in the updater's current language. Safe on any thread. */
+QString updaterCopy(const QString &text);
+
+/** The translation tables (Simplified Chinese key → text); both have the same keys. */
+const QHash<QString, QString> &updaterEnglish();
+const QHash<QString, QString> &updaterTraditionalChinese();
+
+} // namespace Tessary
