@@ -5,6 +5,7 @@
 
 #include "helper/ClipboardServe.h"
 #include "helper/screencapture/ScreenCaptureTool.h"
+#include "helper/update/UpdateTools.h"
 
 int main(int argc, char **argv)
 {
@@ -14,6 +15,10 @@ int main(int argc, char **argv)
     if (argc >= 2 && std::strcmp(argv[1], "screencapture") == 0) {
         return Tessary::ScreenCaptureTool::run(argc, argv);
     }
-    std::fputs("usage: tessary-helper clipboard-serve | screencapture -i -x -t png PATH\n", stderr);
+    if (const std::optional<int> status = Tessary::UpdateTools::runIfRequested(argc, argv)) {
+        return *status;
+    }
+    std::fputs("usage: tessary-helper clipboard-serve | screencapture -i -x -t png PATH | ditto | codesign | spctl | open\n",
+               stderr);
     return 1;
 }
