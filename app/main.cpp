@@ -3,6 +3,7 @@
 
 #include "app/TessaryApp.h"
 #include "updater/NativeUpdateArchiveVerification.h"
+#include "updater/NativeUpdateConfiguration.h"
 #include "updater/NativeUpdateHelper.h"
 
 int main(int argc, char **argv)
@@ -16,7 +17,8 @@ int main(int argc, char **argv)
     if (Tessary::NativeUpdateHelper::runIfRequested(arguments)) {
         return 0;
     }
-    if (const std::optional<int> status = Tessary::NativeUpdateArchiveVerification::runIfRequested(arguments)) {
+    if (const std::optional<int> status = Tessary::NativeUpdateArchiveVerification::runIfRequested(
+            Tessary::NativeUpdateConfiguration::tessary(), arguments)) {
         return *status;
     }
     return Tessary::TessaryApp::main(argc, argv, arguments);
