@@ -2,6 +2,11 @@
 # countersignatures, and the team identifier the application asks for. A trust set is a folder with
 # developer.pub.pem and one or more notary*.pub.pem. The release set is app/update-keys/; the tests build
 # their own executables against throwaway keys (tests/updater/), so no product binary ever trusts those.
+#
+# TESSARY_UPDATE_KEYS names the set the product is built with. Official releases use the default; a fork that
+# publishes its own updates, or a rehearsal of the release pipeline with throwaway keys, points it elsewhere.
+set(TESSARY_UPDATE_KEYS ${PROJECT_SOURCE_DIR}/app/update-keys CACHE PATH
+    "Trust set (developer.pub.pem, notary*.pub.pem) the product's updater is built with")
 
 # Fails the configure step unless path holds an Ed25519 public key in PEM form.
 function(_tessary_check_ed25519_key path)

@@ -1,0 +1,64 @@
+// The texts and keys of NativeUpdater: what the settings' update section shows, and where the updater stores.
+
+#include "updater/NativeUpdater.h"
+
+#include "updater/UpdaterCopy.h"
+
+using namespace Qt::StringLiterals;
+
+namespace Tessary {
+
+QString NativeUpdater::switchKey() const
+{
+    return u"NativeUpdater."_s + m_configuration.product + u".automaticallyChecksForUpdates"_s;
+}
+
+QString NativeUpdater::promptKey(std::int64_t build) const
+{
+    return u"NativeUpdater."_s + m_configuration.product + u".prompt."_s + QString::number(build);
+}
+
+QString NativeUpdater::statusText() const
+{
+    if (!m_configuration.isEnabled) {
+        return updaterCopy(u"开发版不自动更新"_s);
+    }
+    const QString automatic = m_automaticallyChecksForUpdates ? updaterCopy(u"自动提示新版已开启"_s)
+                                                              : updaterCopy(u"自动提示新版已关闭"_s);
+    switch (m_state.kind()) {
+    case NativeUpdateState::Kind::Available:
+        return updaterCopy(u"发现新版本 %1"_s).arg(m_state.text());
+    case NativeUpdateState::Kind::Downloading:
+        return updaterCopy(u"正在下载 %1…"_s).arg(m_state.text());
+    case NativeUpdateState::Kind::Ready:
+        return updaterCopy(u"%1 已下载，等待重启"_s).arg(m_state.text());
+    case NativeUpdateState::Kind::Failed:
+        return m_state.text();
+    case NativeUpdateState::Kind::Idle:
+        return automatic;
+    case NativeUpdateState::Kind::Checking:
+        return updaterCopy(u"正在检查更新…"_s);
+    case NativeUpdateState::Kind::Current:
+        return m_automaticallyChecksForUpdates ? updaterCopy(u"已经是最新版本"_s) : automatic;
+    }
+    return {};
+}
+
+QString NativeUpdater::actionTitle() const
+{
+    switch (m_state.kind()) {
+    case NativeUpdateState::Kind::Available:
+        return updaterCopy(u"下载更新"_s);
+    case NativeUpdateState::Kind::Ready:
+        return updaterCopy(u"重启并更新"_s);
+    default:
+        return updaterCopy(u"检查更新"_s);
+    }
+}
+
+bool NativeUpdater::isActionDisabled() const
+{
+    return m_state.kind() == NativeUpdateState::Kind::Checking || m_state.kind() == NativeUpdateState::Kind::Downloading;
+}
+
+} // namespace Tessary
