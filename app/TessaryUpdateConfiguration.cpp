@@ -16,7 +16,7 @@ NativeUpdateConfiguration NativeUpdateConfiguration::tessary()
     const QString bundleIdentifier = u"md.velmor.tessary"_s;
     // Only an installed bundle updates itself; a program run from the build tree has no bundle.
     const std::optional<NativeBundle> &bundle = NativeBundle::main();
-    return NativeUpdateConfiguration {
+    return NativeUpdateConfiguration{
         .product = u"tessary"_s,
         .appName = u"Tessary"_s,
         .bundleIdentifier = bundleIdentifier,

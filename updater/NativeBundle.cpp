@@ -26,8 +26,7 @@ QString runningExecutable()
 NativeBundle::NativeBundle(QString path, QJsonObject info)
     : m_path(std::move(path))
     , m_info(std::move(info))
-{
-}
+{}
 
 std::optional<NativeBundle> NativeBundle::open(const QString &path)
 {

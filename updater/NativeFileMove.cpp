@@ -54,8 +54,8 @@ Result<void, NativeUpdateError> moveItem(const QString &source, const QString &d
     }
 
     const QFileInfo target(destination);
-    const QString staging = target.path() + u"/."_s + target.fileName() + u".incoming-"_s
-        + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    const QString staging = target.path() + u"/."_s + target.fileName() + u".incoming-"_s +
+                            QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     fs::copy(toPath(source), toPath(staging), fs::copy_options::recursive | fs::copy_options::copy_symlinks, error);
     if (error) {
         removeItem(staging);

@@ -24,7 +24,7 @@ Result<QString, NativeUpdateError> verify(const NativeUpdateConfiguration &confi
         return unexpected(NativeUpdateError(NativeUpdateInstallerFailure::InvalidArchive));
     }
     // The manifest policy is not applied: the download address is not consulted by the checks.
-    const NativeUpdateManifest manifest {
+    const NativeUpdateManifest manifest{
         .schemaVersion = 1,
         .product = configuration.product,
         .version = arguments[3],

@@ -8,22 +8,19 @@ namespace Tessary {
 
 NativeUpdateError::NativeUpdateError(NativeUpdatePolicy::Failure failure)
     : m_value(failure)
-{
-}
+{}
 
 NativeUpdateError::NativeUpdateError(NativeUpdateInstallerFailure failure)
     : m_value(failure)
-{
-}
+{}
 
 NativeUpdateError::NativeUpdateError(SystemError error)
     : m_value(std::move(error))
-{
-}
+{}
 
 NativeUpdateError NativeUpdateError::system(QString description)
 {
-    return NativeUpdateError(SystemError {std::move(description)});
+    return NativeUpdateError(SystemError{std::move(description)});
 }
 
 std::optional<NativeUpdatePolicy::Failure> NativeUpdateError::policyFailure() const

@@ -12,8 +12,7 @@ NativeUpdateFetch::NativeUpdateFetch(QNetworkAccessManager &network, Options opt
     : QObject(parent)
     , m_network(network)
     , m_options(std::move(options))
-{
-}
+{}
 
 NativeUpdateFetch::~NativeUpdateFetch()
 {
@@ -44,17 +43,17 @@ void NativeUpdateFetch::start(Completion completion, Progress progress)
             fail(m_options.redirectRefused);
         }
     });
-    connect(m_reply, &QNetworkReply::downloadProgress, this,
-            [this, progress = std::move(progress)](qint64 received, qint64 total) {
-                if (m_options.maximumSize && std::max(received, total) > *m_options.maximumSize) {
-                    fail(NativeUpdateError::system(
-                        u"The server sent more than %1 bytes."_s.arg(*m_options.maximumSize)));
-                    return;
-                }
-                if (progress) {
-                    progress(received, total);
-                }
-            });
+    connect(
+        m_reply, &QNetworkReply::downloadProgress, this,
+        [this, progress = std::move(progress)](qint64 received, qint64 total) {
+            if (m_options.maximumSize && std::max(received, total) > *m_options.maximumSize) {
+                fail(NativeUpdateError::system(u"The server sent more than %1 bytes."_s.arg(*m_options.maximumSize)));
+                return;
+            }
+            if (progress) {
+                progress(received, total);
+            }
+        });
     connect(m_reply, &QNetworkReply::finished, this, &NativeUpdateFetch::finish);
 }
 
@@ -85,8 +84,8 @@ void NativeUpdateFetch::finish()
         return;
     }
     if (status < 200 || status > 299) {
-        completion(unexpected(NativeUpdateError::system(
-            u"The server returned an invalid response (HTTP status %1)."_s.arg(status))));
+        completion(unexpected(
+            NativeUpdateError::system(u"The server returned an invalid response (HTTP status %1)."_s.arg(status))));
         return;
     }
     if (reply->error() != QNetworkReply::NoError) {

@@ -32,7 +32,7 @@ public:
     {
         QUrl url;
         QSet<QString> allowedHosts;
-        std::chrono::milliseconds timeout {60000};
+        std::chrono::milliseconds timeout{60000};
         /** Ask for a fresh copy from the server, whatever any cache holds. */
         bool bypassCache = false;
         std::optional<qint64> maximumSize;

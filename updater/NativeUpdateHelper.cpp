@@ -27,7 +27,8 @@ const QString helperFlag = u"--native-update-helper"_s;
 std::optional<pid_t> parentProcess(const QString &text)
 {
     const std::optional<std::int64_t> value = parseDecimalInteger(text);
-    if (!value || *value < std::numeric_limits<std::int32_t>::min() || *value > std::numeric_limits<std::int32_t>::max()) {
+    if (!value || *value < std::numeric_limits<std::int32_t>::min() ||
+        *value > std::numeric_limits<std::int32_t>::max()) {
         return std::nullopt;
     }
     return pid_t(*value);
@@ -53,8 +54,8 @@ bool waitForExit(pid_t process)
 QString backupPath(const QString &current)
 {
     const QFileInfo bundle(current);
-    return bundle.absolutePath() + u"/."_s + bundle.fileName() + u".previous-"_s
-        + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    return bundle.absolutePath() + u"/."_s + bundle.fileName() + u".previous-"_s +
+           QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
 }
 
 void rollBack(const QString &backup, const QString &current)
@@ -93,8 +94,9 @@ bool runIfRequested(const QStringList &arguments)
     return true;
 }
 
-Result<void, NativeUpdateError> replaceApplication(const QString &source, const QString &current,
-                                                   const std::function<Result<void, NativeUpdateError>(const QString &)> &relaunch)
+Result<void, NativeUpdateError>
+replaceApplication(const QString &source, const QString &current,
+                   const std::function<Result<void, NativeUpdateError>(const QString &)> &relaunch)
 {
     const QString backup = backupPath(current);
     if (const auto movedAside = moveItem(current, backup); !movedAside) {

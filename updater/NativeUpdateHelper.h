@@ -19,15 +19,17 @@ namespace Tessary {
  */
 namespace NativeUpdateHelper {
 
-/** Returns false, doing nothing, unless the arguments form a helper command line; otherwise installs and returns true. */
+/** Returns false, doing nothing, unless the arguments form a helper command line; otherwise installs and returns true.
+ */
 bool runIfRequested(const QStringList &arguments);
 
 /**
  * Puts source in place of current with a backup beside current, and starts it with relaunch. Any failure after
  * current was moved aside restores it before the error is returned; the backup is gone after success.
  */
-Result<void, NativeUpdateError> replaceApplication(const QString &source, const QString &current,
-                                                   const std::function<Result<void, NativeUpdateError>(const QString &)> &relaunch);
+Result<void, NativeUpdateError>
+replaceApplication(const QString &source, const QString &current,
+                   const std::function<Result<void, NativeUpdateError>(const QString &)> &relaunch);
 
 /** Starts the bundle as a new instance through its own "tessary-helper open -n"; only the start is checked. */
 Result<void, NativeUpdateError> relaunch(const QString &bundle);

@@ -22,12 +22,11 @@ namespace {
 
 Result<QString, NativeUpdateError> makeWorkFolder(const NativeUpdateConfiguration &configuration)
 {
-    const QString name = configuration.product + u"-update-"_s
-        + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    const QString name =
+        configuration.product + u"-update-"_s + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     const QString path = QDir(QDir::tempPath()).filePath(name);
     // The temporary folder is shared with other users: keep ours to ourselves.
-    if (!QDir().mkpath(path)
-        || !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner)) {
+    if (!QDir().mkpath(path) || !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner)) {
         return unexpected(NativeUpdateError::system(u"Cannot create the folder “%1”."_s.arg(path)));
     }
     return path;
@@ -68,9 +67,9 @@ QString NativeUpdateInstaller::toolsExecutable()
 
 QString NativeUpdateInstaller::requirement(const NativeUpdateConfiguration &configuration)
 {
-    return u"=anchor apple generic and certificate leaf[subject.OU] = \""_s + configuration.teamIdentifier
-        + u"\" and identifier \""_s + configuration.bundleIdentifier
-        + u"\" and certificate leaf[field.1.2.840.113635.100.6.1.13] exists"_s;
+    return u"=anchor apple generic and certificate leaf[subject.OU] = \""_s + configuration.teamIdentifier +
+           u"\" and identifier \""_s + configuration.bundleIdentifier +
+           u"\" and certificate leaf[field.1.2.840.113635.100.6.1.13] exists"_s;
 }
 
 Result<void, NativeUpdateError> NativeUpdateInstaller::run(const QString &tool, const QStringList &arguments)
@@ -79,7 +78,7 @@ Result<void, NativeUpdateError> NativeUpdateInstaller::run(const QString &tool, 
     process.setStandardOutputFile(QProcess::nullDevice());
     process.setStandardErrorFile(QProcess::nullDevice());
     process.setInputChannelMode(QProcess::ForwardedInputChannel);
-    process.start(toolsExecutable(), QStringList {tool} + arguments);
+    process.start(toolsExecutable(), QStringList{tool} + arguments);
     if (!process.waitForStarted(-1)) {
         return unexpected(NativeUpdateError::system(process.errorString()));
     }
@@ -115,8 +114,8 @@ Result<QString, NativeUpdateError> NativeUpdateInstaller::prepare(const QByteArr
     if (!bundle || !matchesManifest(*bundle, manifest, configuration)) {
         return unexpected(NativeUpdateError(Failure::InvalidApplication));
     }
-    const auto signature = run(u"codesign"_s, {u"--verify"_s, u"--deep"_s, u"--strict"_s, u"-R"_s,
-                                               requirement(configuration), application});
+    const auto signature = run(
+        u"codesign"_s, {u"--verify"_s, u"--deep"_s, u"--strict"_s, u"-R"_s, requirement(configuration), application});
     if (!signature) {
         return unexpected(NativeUpdateError(Failure::InvalidApplication));
     }

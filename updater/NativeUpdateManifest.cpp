@@ -34,12 +34,13 @@ Result<NativeUpdateManifest, NativeUpdateManifest::DecodeError> NativeUpdateMani
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
     if (parseError.error != QJsonParseError::NoError || !document.isObject()) {
-        return unexpected(DecodeError {notInCorrectFormat});
+        return unexpected(DecodeError{notInCorrectFormat});
     }
     const QJsonObject object = document.object();
-    for (const QString &key : {u"schemaVersion"_s, u"product"_s, u"version"_s, u"build"_s, u"downloadURL"_s, u"sha256"_s}) {
+    for (const QString &key :
+         {u"schemaVersion"_s, u"product"_s, u"version"_s, u"build"_s, u"downloadURL"_s, u"sha256"_s}) {
         if (!object.contains(key)) {
-            return unexpected(DecodeError {missing});
+            return unexpected(DecodeError{missing});
         }
     }
 
@@ -49,15 +50,15 @@ Result<NativeUpdateManifest, NativeUpdateManifest::DecodeError> NativeUpdateMani
     const QJsonValue version = object.value(u"version"_s);
     const QJsonValue downloadURL = object.value(u"downloadURL"_s);
     const QJsonValue sha256 = object.value(u"sha256"_s);
-    if (!schemaVersion || !build || !product.isString() || !version.isString() || !downloadURL.isString()
-        || !sha256.isString()) {
-        return unexpected(DecodeError {notInCorrectFormat});
+    if (!schemaVersion || !build || !product.isString() || !version.isString() || !downloadURL.isString() ||
+        !sha256.isString()) {
+        return unexpected(DecodeError{notInCorrectFormat});
     }
     const QUrl url(downloadURL.toString(), QUrl::StrictMode);
     if (downloadURL.toString().isEmpty() || !url.isValid()) {
-        return unexpected(DecodeError {notInCorrectFormat});
+        return unexpected(DecodeError{notInCorrectFormat});
     }
-    return NativeUpdateManifest {
+    return NativeUpdateManifest{
         .schemaVersion = *schemaVersion,
         .product = product.toString(),
         .version = version.toString(),

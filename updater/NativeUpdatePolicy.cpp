@@ -48,9 +48,8 @@ Result<void, NativeUpdatePolicy::Failure> NativeUpdatePolicy::validate(const Nat
         return unexpected(Failure::InvalidDownloadURL);
     }
     const QString checksum = manifest.sha256.toLower();
-    const bool hexadecimal = std::ranges::all_of(checksum, [](QChar c) {
-        return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f');
-    });
+    const bool hexadecimal =
+        std::ranges::all_of(checksum, [](QChar c) { return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f'); });
     if (checksum.size() != 64 || !hexadecimal) {
         return unexpected(Failure::InvalidChecksum);
     }

@@ -39,8 +39,7 @@ private:
     NativeUpdateState(Kind kind, QString text)
         : m_kind(kind)
         , m_text(std::move(text))
-    {
-    }
+    {}
 
     Kind m_kind;
     QString m_text;

@@ -198,11 +198,11 @@ void NativeUpdater::presentAvailable(const NativeUpdateManifest &manifest)
 {
     const double now = double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
     m_standardDefaults->setString(promptKey(manifest.build), QString::number(now, 'f', 3));
-    const bool accepted = NativeUpdateDialogs::run(
-        NativeUpdateDialogs::Style::Application, m_configuration.appName,
-        updaterCopy(u"%1 %2 可更新"_s).arg(m_configuration.appName, manifest.version),
-        updaterCopy(u"可以现在下载。下载并校验完成后，应用会询问是否重启完成更新。"_s), updaterCopy(u"下载更新"_s),
-        updaterCopy(u"稍后"_s));
+    const bool accepted =
+        NativeUpdateDialogs::run(NativeUpdateDialogs::Style::Application, m_configuration.appName,
+                                 updaterCopy(u"%1 %2 可更新"_s).arg(m_configuration.appName, manifest.version),
+                                 updaterCopy(u"可以现在下载。下载并校验完成后，应用会询问是否重启完成更新。"_s),
+                                 updaterCopy(u"下载更新"_s), updaterCopy(u"稍后"_s));
     if (accepted) {
         download(manifest);
     }
@@ -216,12 +216,12 @@ void NativeUpdater::download(const NativeUpdateManifest &manifest)
     m_requestInFlight = true;
     setState(NativeUpdateState::downloading(manifest.version));
     setDownloadProgress(-1);
-    m_fetch = new NativeUpdateFetch(*m_network,
-                                    {.url = manifest.downloadURL,
-                                     .allowedHosts = m_configuration.allowedDownloadHosts,
-                                     .redirectRefused = NativeUpdateError(
-                                         NativeUpdatePolicy::Failure::InvalidDownloadURL)},
-                                    this);
+    m_fetch =
+        new NativeUpdateFetch(*m_network,
+                              {.url = manifest.downloadURL,
+                               .allowedHosts = m_configuration.allowedDownloadHosts,
+                               .redirectRefused = NativeUpdateError(NativeUpdatePolicy::Failure::InvalidDownloadURL)},
+                              this);
     m_fetch->start(
         [this, manifest](Result<QByteArray, NativeUpdateError> body) {
             m_fetch->deleteLater();

@@ -23,8 +23,8 @@ QString NativeUpdater::statusText() const
     if (!m_configuration.isEnabled) {
         return updaterCopy(u"开发版不自动更新"_s);
     }
-    const QString automatic = m_automaticallyChecksForUpdates ? updaterCopy(u"自动提示新版已开启"_s)
-                                                              : updaterCopy(u"自动提示新版已关闭"_s);
+    const QString automatic =
+        m_automaticallyChecksForUpdates ? updaterCopy(u"自动提示新版已开启"_s) : updaterCopy(u"自动提示新版已关闭"_s);
     switch (m_state.kind()) {
     case NativeUpdateState::Kind::Available:
         return updaterCopy(u"发现新版本 %1"_s).arg(m_state.text());
@@ -58,7 +58,8 @@ QString NativeUpdater::actionTitle() const
 
 bool NativeUpdater::isActionDisabled() const
 {
-    return m_state.kind() == NativeUpdateState::Kind::Checking || m_state.kind() == NativeUpdateState::Kind::Downloading;
+    return m_state.kind() == NativeUpdateState::Kind::Checking ||
+           m_state.kind() == NativeUpdateState::Kind::Downloading;
 }
 
 } // namespace Tessary

@@ -20,7 +20,7 @@ struct Row
 // One row per text the updater shows; the key is the Simplified Chinese text.
 const QList<Row> &rows()
 {
-    static const QList<Row> table {
+    static const QList<Row> table{
         {u"版本 %1（%2）"_s, u"版本 %1（%2）"_s, u"Version %1 (%2)"_s},
         {u"开发版不自动更新"_s, u"開發版不會自動更新"_s, u"Development builds do not update automatically"_s},
         {u"自动提示新版已开启"_s, u"已開啟自動提示新版本"_s, u"Automatic update checks are on"_s},
@@ -56,7 +56,8 @@ const QList<Row> &rows()
          u"無法取代目前的 App，請確認 App 位於安裝資料夾，且目前使用者具有寫入權限。"_s,
          u"The app could not be replaced. Make sure it is in its install folder and your account can write to it."_s},
         {u"更新清单版本不受支持。"_s, u"不支援此更新清單版本。"_s, u"This update manifest version is not supported."_s},
-        {u"更新包不属于当前应用。"_s, u"更新套件不屬於目前的 App。"_s, u"This update does not belong to the current app."_s},
+        {u"更新包不属于当前应用。"_s, u"更新套件不屬於目前的 App。"_s,
+         u"This update does not belong to the current app."_s},
         {u"更新版本信息无效。"_s, u"更新版本資訊無效。"_s, u"The update version is invalid."_s},
         {u"更新下载地址无效。"_s, u"更新下載位址無效。"_s, u"The update download address is invalid."_s},
         {u"更新包校验值无效。"_s, u"更新套件檢查碼無效。"_s, u"The update checksum is invalid."_s},

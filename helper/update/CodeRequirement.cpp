@@ -22,17 +22,12 @@ std::optional<CodeRequirement> CodeRequirement::parse(const QString &text)
     if (split < 0) {
         return std::nullopt;
     }
-    CodeRequirement requirement {inner.left(split), inner.mid(split + middle.size())};
-    if (requirement.teamIdentifier.isEmpty() || requirement.identifier.isEmpty()
-        || requirement.teamIdentifier.contains(u'"') || requirement.identifier.contains(u'"')) {
+    CodeRequirement requirement{inner.left(split), inner.mid(split + middle.size())};
+    if (requirement.teamIdentifier.isEmpty() || requirement.identifier.isEmpty() ||
+        requirement.teamIdentifier.contains(u'"') || requirement.identifier.contains(u'"')) {
         return std::nullopt;
     }
     return requirement;
-}
-
-QString CodeRequirement::text() const
-{
-    return head + teamIdentifier + middle + identifier + tail;
 }
 
 } // namespace Tessary

@@ -16,7 +16,6 @@ struct CodeRequirement
     QString identifier;
 
     static std::optional<CodeRequirement> parse(const QString &text);
-    QString text() const;
 };
 
 } // namespace Tessary

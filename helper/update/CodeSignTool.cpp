@@ -10,7 +10,7 @@ namespace Tessary::CodeSignTool {
 
 int run(const QStringList &arguments, const QByteArrayList &trustedDeveloperKeys)
 {
-    const QStringList verify {u"--verify"_s, u"--deep"_s, u"--strict"_s};
+    const QStringList verify{u"--verify"_s, u"--deep"_s, u"--strict"_s};
     const bool plain = arguments.size() == 4 && arguments.mid(0, 3) == verify;
     const bool withRequirement = arguments.size() == 6 && arguments.mid(0, 3) == verify && arguments[3] == u"-R"_s;
     if (!plain && !withRequirement) {

@@ -43,9 +43,8 @@ bool isSealablePath(const QString &path)
         return false;
     }
     const QStringList parts = path.split(u'/');
-    return std::ranges::none_of(parts, [](const QString &part) {
-        return part.isEmpty() || part == u"."_s || part == u".."_s;
-    });
+    return std::ranges::none_of(
+        parts, [](const QString &part) { return part.isEmpty() || part == u"."_s || part == u".."_s; });
 }
 
 Result<QHash<QString, SealedFile>, QString> sealedFiles(const QJsonObject &files)
@@ -55,11 +54,11 @@ Result<QHash<QString, SealedFile>, QString> sealedFiles(const QJsonObject &files
         const QJsonObject entry = it.value().toObject();
         const QString hash = entry.value(u"sha256"_s).toString();
         const QString mode = entry.value(u"mode"_s).toString();
-        if (!isSealablePath(it.key()) || hash.size() != 64 || hash != hash.toLower()
-            || (mode != u"0755"_s && mode != u"0644"_s)) {
+        if (!isSealablePath(it.key()) || hash.size() != 64 || hash != hash.toLower() ||
+            (mode != u"0755"_s && mode != u"0644"_s)) {
             return unexpected(u"malformed seal entry: "_s + it.key());
         }
-        sealed.insert(it.key(), SealedFile {hash.toLatin1(), fs::perms(mode.toUInt(nullptr, 8))});
+        sealed.insert(it.key(), SealedFile{hash.toLatin1(), fs::perms(mode.toUInt(nullptr, 8))});
     }
     return sealed;
 }
@@ -152,9 +151,8 @@ Result<void, QString> checkContents(const fs::path &root, const QHash<QString, S
     // A folder that holds no sealed file could still change how the program behaves (a plugin folder, say).
     for (const QString &folder : std::as_const(folders)) {
         const QString prefix = folder + u'/';
-        const bool holdsSealedFile = std::ranges::any_of(seen, [&prefix](const QString &file) {
-            return file.startsWith(prefix);
-        });
+        const bool holdsSealedFile =
+            std::ranges::any_of(seen, [&prefix](const QString &file) { return file.startsWith(prefix); });
         if (!holdsSealedFile) {
             return unexpected(u"folder added after signing: "_s + folder);
         }

@@ -138,10 +138,9 @@ Result<void, QString> extract(const QString &archivePath, const QString &folder)
     ArchivePointer writer(archive_write_disk_new(), &archive_write_free);
     // The secure flags repeat the checks above at the system-call level, where a path cannot be played with
     // between checking and writing (a folder swapped for a link, say).
-    archive_write_disk_set_options(writer.get(),
-                                   ARCHIVE_EXTRACT_SECURE_NODOTDOT | ARCHIVE_EXTRACT_SECURE_SYMLINKS
-                                       | ARCHIVE_EXTRACT_SECURE_NOABSOLUTEPATHS | ARCHIVE_EXTRACT_PERM
-                                       | ARCHIVE_EXTRACT_TIME | ARCHIVE_EXTRACT_NO_OVERWRITE);
+    archive_write_disk_set_options(writer.get(), ARCHIVE_EXTRACT_SECURE_NODOTDOT | ARCHIVE_EXTRACT_SECURE_SYMLINKS |
+                                                     ARCHIVE_EXTRACT_SECURE_NOABSOLUTEPATHS | ARCHIVE_EXTRACT_PERM |
+                                                     ARCHIVE_EXTRACT_TIME | ARCHIVE_EXTRACT_NO_OVERWRITE);
     // Entries are written relative to the folder: absolute target paths would defeat the secure flags.
     const QString previous = QDir::currentPath();
     if (!QDir::setCurrent(folder)) {

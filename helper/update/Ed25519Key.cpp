@@ -16,8 +16,7 @@ void Ed25519Key::Deleter::operator()(EVP_PKEY *key) const
 Ed25519Key::Ed25519Key(std::shared_ptr<EVP_PKEY> key, QByteArray raw)
     : m_key(std::move(key))
     , m_raw(std::move(raw))
-{
-}
+{}
 
 std::optional<Ed25519Key> Ed25519Key::fromPem(const QByteArray &pem)
 {
@@ -31,8 +30,8 @@ std::optional<Ed25519Key> Ed25519Key::fromPem(const QByteArray &pem)
     }
     QByteArray raw(32, Qt::Uninitialized);
     size_t length = size_t(raw.size());
-    if (EVP_PKEY_get_raw_public_key(key.get(), reinterpret_cast<unsigned char *>(raw.data()), &length) != 1
-        || length != 32) {
+    if (EVP_PKEY_get_raw_public_key(key.get(), reinterpret_cast<unsigned char *>(raw.data()), &length) != 1 ||
+        length != 32) {
         return std::nullopt;
     }
     return Ed25519Key(std::move(key), std::move(raw));
@@ -53,8 +52,7 @@ bool Ed25519Key::verify(const QByteArray &message, const QByteArray &signature) 
     }
     return EVP_DigestVerify(context.get(), reinterpret_cast<const unsigned char *>(signature.constData()),
                             size_t(signature.size()), reinterpret_cast<const unsigned char *>(message.constData()),
-                            size_t(message.size()))
-        == 1;
+                            size_t(message.size())) == 1;
 }
 
 } // namespace Tessary

@@ -8,9 +8,10 @@ using namespace Qt::StringLiterals;
 
 namespace Tessary::NotaryTool {
 
-int run(const QStringList &arguments, const QByteArrayList &trustedNotaryKeys, const QByteArrayList &trustedDeveloperKeys)
+int run(const QStringList &arguments, const QByteArrayList &trustedNotaryKeys,
+        const QByteArrayList &trustedDeveloperKeys)
 {
-    if (arguments.size() != 4 || arguments.mid(0, 3) != QStringList {u"--assess"_s, u"--type"_s, u"execute"_s}) {
+    if (arguments.size() != 4 || arguments.mid(0, 3) != QStringList{u"--assess"_s, u"--type"_s, u"execute"_s}) {
         std::fputs("usage: tessary-helper spctl --assess --type execute BUNDLE\n", stderr);
         return 1;
     }

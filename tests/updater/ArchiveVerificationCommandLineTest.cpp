@@ -46,10 +46,10 @@ protected:
                          const QString &archive = {})
     {
         const QString zip = archive.isEmpty() ? path(u"update.zip"_s) : archive;
-        return runProcess(testTreePath(u"bin/tessary"_s),
-                          {u"--verify-update-archive"_s, zip, u"2.0.0"_s, build,
-                           checksum.value_or(sha256Hex(readFile(zip)))},
-                          m_environment);
+        return runProcess(
+            testTreePath(u"bin/tessary"_s),
+            {u"--verify-update-archive"_s, zip, u"2.0.0"_s, build, checksum.value_or(sha256Hex(readFile(zip)))},
+            m_environment);
     }
 
     bool zipRelease() { return zipFolderContents(release(), path(u"update.zip"_s)); }
@@ -61,10 +61,7 @@ protected:
         EXPECT_TRUE(result.standardOutput.isEmpty());
     }
 
-    QStringList workFolders() const
-    {
-        return QDir(temporary()).entryList({u"tessary-update-*"_s}, QDir::Dirs);
-    }
+    QStringList workFolders() const { return QDir(temporary()).entryList({u"tessary-update-*"_s}, QDir::Dirs); }
 
     QTemporaryDir m_dir;
     QProcessEnvironment m_environment;
@@ -140,14 +137,14 @@ namespace {
 
 QJsonObject entry(const QString &name, const QString &data, int mode = 0100644)
 {
-    return QJsonObject {{u"name"_s, name}, {u"data"_s, data}, {u"mode"_s, mode}};
+    return QJsonObject{{u"name"_s, name}, {u"data"_s, data}, {u"mode"_s, mode}};
 }
 
 // A crafted archive holding the released bundle's Info.json plus one hostile entry.
 std::function<bool(const QString &)> craftedWith(QJsonObject hostile)
 {
     return [hostile](const QString &release) {
-        const QJsonArray entries {
+        const QJsonArray entries{
             entry(u"Tessary.app/Info.json"_s, QString::fromUtf8(readFile(release + u"/Tessary.app/Info.json"_s))),
             hostile,
         };
@@ -160,54 +157,50 @@ std::function<bool(const QString &)> craftedWith(QJsonObject hostile)
 INSTANTIATE_TEST_SUITE_P(
     Attacks, ArchiveAttackTest,
     ::testing::Values(
-        ArchiveAttack {"parentFolderEntry", craftedWith(entry(u"Tessary.app/../../../escaped"_s, u"x"_s))},
-        ArchiveAttack {"absolutePathEntry", craftedWith(entry(u"/tmp/tessary-test-escaped"_s, u"x"_s))},
-        ArchiveAttack {"symbolicLinkEntry", craftedWith(entry(u"Tessary.app/bin/tessary"_s, u"/bin/sh"_s, 0120755))},
-        ArchiveAttack {"deviceEntry", craftedWith(entry(u"Tessary.app/dev"_s, u""_s, 0060660))},
-        ArchiveAttack {"damagedZip",
-                       [](const QString &release) {
-                           return writeFile(QFileInfo(release).path() + u"/update.zip"_s, QByteArray(2048, 'P'));
-                       }},
-        ArchiveAttack {"otherBundleName",
-                       [](const QString &release) {
-                           return !QDir(release).rename(u"Tessary.app"_s, u"Tessera.app"_s);
-                       }},
-        ArchiveAttack {"otherIdentifierSignedForIt",
-                       [](const QString &release) {
-                           const QString app = release + u"/Tessary.app"_s;
-                           QFile::remove(app + u"/Info.json"_s);
-                           return !(writeBundle(app, {.identifier = u"md.velmor.other"_s}) && signBundle(app)
-                                    && notarizeBundle(app));
-                       }},
-        ArchiveAttack {"otherBuildSignedForIt",
-                       [](const QString &release) {
-                           const QString app = release + u"/Tessary.app"_s;
-                           return !(writeBundle(app, {.build = u"3"_s}) && signBundle(app) && notarizeBundle(app));
-                       }},
-        ArchiveAttack {"signedByUntrustedKey",
-                       [](const QString &release) {
-                           const QString key = release + u"/../other.pem"_s;
-                           const QString app = release + u"/Tessary.app"_s;
-                           return !(makeUntrustedKey(key) && signBundle(app, key) && notarizeBundle(app));
-                       }},
-        ArchiveAttack {"fileChangedAfterSigning",
-                       [](const QString &release) {
-                           return !writeFile(release + u"/Tessary.app/bin/tessary"_s, "#!/bin/sh\necho owned\n");
-                       }},
-        ArchiveAttack {"fileAddedAfterSigning",
-                       [](const QString &release) {
-                           return !writeFile(release + u"/Tessary.app/bin/extra"_s, "x");
-                       }},
-        ArchiveAttack {"notNotarized",
-                       [](const QString &release) {
-                           return !QFile::remove(release + u"/Tessary.app/_CodeSignature/notary.sig"_s);
-                       }},
-        ArchiveAttack {"notaryOfAnotherBuild",
-                       [](const QString &release) {
-                           // A genuine countersignature, but of an earlier seal.
-                           const QString app = release + u"/Tessary.app"_s;
-                           const QByteArray old = readFile(app + u"/_CodeSignature/notary.sig"_s);
-                           return !(writeFile(app + u"/share/notes"_s, "new") && signBundle(app)
-                                    && writeFile(app + u"/_CodeSignature/notary.sig"_s, old));
-                       }}),
+        ArchiveAttack{"parentFolderEntry", craftedWith(entry(u"Tessary.app/../../../escaped"_s, u"x"_s))},
+        ArchiveAttack{"absolutePathEntry", craftedWith(entry(u"/tmp/tessary-test-escaped"_s, u"x"_s))},
+        ArchiveAttack{"symbolicLinkEntry", craftedWith(entry(u"Tessary.app/bin/tessary"_s, u"/bin/sh"_s, 0120755))},
+        ArchiveAttack{"deviceEntry", craftedWith(entry(u"Tessary.app/dev"_s, u""_s, 0060660))},
+        ArchiveAttack{"damagedZip",
+                      [](const QString &release) {
+                          return writeFile(QFileInfo(release).path() + u"/update.zip"_s, QByteArray(2048, 'P'));
+                      }},
+        ArchiveAttack{"otherBundleName",
+                      [](const QString &release) { return !QDir(release).rename(u"Tessary.app"_s, u"Tessera.app"_s); }},
+        ArchiveAttack{"otherIdentifierSignedForIt",
+                      [](const QString &release) {
+                          const QString app = release + u"/Tessary.app"_s;
+                          QFile::remove(app + u"/Info.json"_s);
+                          return !(writeBundle(app, {.identifier = u"md.velmor.other"_s}) && signBundle(app) &&
+                                   notarizeBundle(app));
+                      }},
+        ArchiveAttack{"otherBuildSignedForIt",
+                      [](const QString &release) {
+                          const QString app = release + u"/Tessary.app"_s;
+                          return !(writeBundle(app, {.build = u"3"_s}) && signBundle(app) && notarizeBundle(app));
+                      }},
+        ArchiveAttack{"signedByUntrustedKey",
+                      [](const QString &release) {
+                          const QString key = release + u"/../other.pem"_s;
+                          const QString app = release + u"/Tessary.app"_s;
+                          return !(makeUntrustedKey(key) && signBundle(app, key) && notarizeBundle(app));
+                      }},
+        ArchiveAttack{"fileChangedAfterSigning",
+                      [](const QString &release) {
+                          return !writeFile(release + u"/Tessary.app/bin/tessary"_s, "#!/bin/sh\necho owned\n");
+                      }},
+        ArchiveAttack{"fileAddedAfterSigning",
+                      [](const QString &release) { return !writeFile(release + u"/Tessary.app/bin/extra"_s, "x"); }},
+        ArchiveAttack{"notNotarized",
+                      [](const QString &release) {
+                          return !QFile::remove(release + u"/Tessary.app/_CodeSignature/notary.sig"_s);
+                      }},
+        ArchiveAttack{"notaryOfAnotherBuild",
+                      [](const QString &release) {
+                          // A genuine countersignature, but of an earlier seal.
+                          const QString app = release + u"/Tessary.app"_s;
+                          const QByteArray old = readFile(app + u"/_CodeSignature/notary.sig"_s);
+                          return !(writeFile(app + u"/share/notes"_s, "new") && signBundle(app) &&
+                                   writeFile(app + u"/_CodeSignature/notary.sig"_s, old));
+                      }}),
     [](const auto &info) { return std::string(info.param.name); });

@@ -53,8 +53,8 @@ protected:
         QDir().mkpath(buildPath(u"tests/updater/work"_s));
         m_install = std::make_unique<QTemporaryDir>(buildPath(u"tests/updater/work/install-XXXXXX"_s));
         const QString other = otherFileSystemFolder();
-        m_staging = std::make_unique<QTemporaryDir>((other.isEmpty() ? QDir::tempPath() : other)
-                                                    + u"/tessary-staging-XXXXXX"_s);
+        m_staging = std::make_unique<QTemporaryDir>((other.isEmpty() ? QDir::tempPath() : other) +
+                                                    u"/tessary-staging-XXXXXX"_s);
         ASSERT_TRUE(m_install->isValid() && m_staging->isValid() && m_home.isValid() && m_records.isValid());
         m_current = m_install->filePath(u"Tessary.app"_s);
         m_staged = m_staging->filePath(u"Tessary.app"_s);
@@ -72,12 +72,12 @@ protected:
         }
     }
 
-    static BundleSpec bundle(const QString &build, bool withHelper)
+    static BundleContents bundle(const QString &build, bool withHelper)
     {
-        return BundleSpec {.version = build + u".0.0"_s,
-                           .build = build,
-                           .executable = testTreePath(u"bin/update-test-app"_s),
-                           .withHelper = withHelper};
+        return BundleContents{.version = build + u".0.0"_s,
+                              .build = build,
+                              .executable = testTreePath(u"bin/update-test-app"_s),
+                              .withHelper = withHelper};
     }
 
     QList<Launch> launches() const
@@ -92,14 +92,16 @@ protected:
     std::optional<Launch> waitForNewInstance()
     {
         std::optional<Launch> found;
-        (void)QTest::qWaitFor([&] {
-            for (const Launch &launch : launches()) {
-                if (launch.value(u"new_instance"_s) == u"1"_s) {
-                    found = launch;
+        (void)QTest::qWaitFor(
+            [&] {
+                for (const Launch &launch : launches()) {
+                    if (launch.value(u"new_instance"_s) == u"1"_s) {
+                        found = launch;
+                    }
                 }
-            }
-            return found.has_value();
-        }, 30000);
+                return found.has_value();
+            },
+            30000);
         return found;
     }
 
@@ -157,7 +159,8 @@ TEST_F(NativeUpdateHelperTest, ReplacesAcrossFileSystemsAndStartsNewVersion)
     EXPECT_TRUE(QFileInfo(m_current + u"/bin/tessary"_s).isExecutable());
     EXPECT_FALSE(QFileInfo::exists(m_staged));
     EXPECT_EQ(hiddenEntries(m_install->path()), QStringList());
-    EXPECT_EQ(QDir(m_install->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList {u"Tessary.app"_s});
+    EXPECT_EQ(QDir(m_install->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList{u"Tessary.app"_s});
 }
 
 TEST_F(NativeUpdateHelperTest, RestoresOldVersionWhenNewOneCannotStart)
@@ -205,7 +208,7 @@ TEST_F(NativeUpdateHelperTest, LeavesEverythingWhenInstallFolderIsReadOnly)
 TEST(NativeUpdateHelperArgumentsTest, DeclinesEverythingButItsExactCommandLine)
 {
     const QString flag = u"--native-update-helper"_s;
-    const QList<QStringList> declined {
+    const QList<QStringList> declined{
         {u"tessary"_s},
         {u"tessary"_s, flag, u"/opt/Tessary.app"_s},
         {u"tessary"_s, flag, u"/opt/Tessary.app"_s, u"123"_s, u"extra"_s},
@@ -220,11 +223,12 @@ TEST(NativeUpdateHelperArgumentsTest, DeclinesEverythingButItsExactCommandLine)
     }
     const NativeUpdateConfiguration configuration = testConfiguration();
     const QString verify = u"--verify-update-archive"_s;
-    EXPECT_FALSE(NativeUpdateArchiveVerification::runIfRequested(configuration, {u"t"_s, verify, u"a"_s, u"b"_s, u"c"_s}));
+    EXPECT_FALSE(
+        NativeUpdateArchiveVerification::runIfRequested(configuration, {u"t"_s, verify, u"a"_s, u"b"_s, u"c"_s}));
     EXPECT_FALSE(NativeUpdateArchiveVerification::runIfRequested(
         configuration, {u"t"_s, verify, u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"e"_s}));
-    EXPECT_FALSE(NativeUpdateArchiveVerification::runIfRequested(
-        configuration, {u"t"_s, u"a"_s, verify, u"b"_s, u"c"_s, u"d"_s}));
+    EXPECT_FALSE(NativeUpdateArchiveVerification::runIfRequested(configuration,
+                                                                 {u"t"_s, u"a"_s, verify, u"b"_s, u"c"_s, u"d"_s}));
 }
 
 TEST(NativeFileMoveTest, MovesTreeAcrossFileSystemsWithModes)

@@ -36,12 +36,12 @@ protected:
 
     NativeUpdateManifest manifest() const
     {
-        return NativeUpdateManifest {.schemaVersion = 1,
-                                     .product = u"tessary"_s,
-                                     .version = u"2.0.0"_s,
-                                     .build = 2,
-                                     .downloadURL = QUrl(u"https://127.0.0.1/u.zip"_s),
-                                     .sha256 = sha256Hex(m_archive)};
+        return NativeUpdateManifest{.schemaVersion = 1,
+                                    .product = u"tessary"_s,
+                                    .version = u"2.0.0"_s,
+                                    .build = 2,
+                                    .downloadURL = QUrl(u"https://127.0.0.1/u.zip"_s),
+                                    .sha256 = sha256Hex(m_archive)};
     }
 
     QStringList workFolders() const
@@ -99,9 +99,10 @@ TEST_F(NativeUpdateInstallerTest, ApplicationMustMatchManifestAndConfiguration)
     NativeUpdateConfiguration otherTeam = testConfiguration();
     otherTeam.teamIdentifier = u"0123456789"_s;
 
-    const QList<std::pair<NativeUpdateManifest, NativeUpdateConfiguration>> cases {
-        {otherBuild, testConfiguration()}, {otherVersion, testConfiguration()}, {manifest(), otherName},
-        {manifest(), otherIdentifier},     {manifest(), otherTeam},
+    const QList<std::pair<NativeUpdateManifest, NativeUpdateConfiguration>> cases{
+        {otherBuild, testConfiguration()}, {otherVersion, testConfiguration()},
+        {manifest(), otherName},           {manifest(), otherIdentifier},
+        {manifest(), otherTeam},
     };
     for (const auto &[candidate, configuration] : cases) {
         const auto result = NativeUpdateInstaller::prepare(m_archive, candidate, configuration);
@@ -121,10 +122,9 @@ TEST_F(NativeUpdateInstallerTest, HelperStartsWithModeBundleAndOurProcess)
     ASSERT_TRUE(launched.hasValue()) << launched.error().localizedDescription().toStdString();
     ASSERT_TRUE(QTest::qWaitFor([&record] { return QFile::exists(record); }, 10000));
     const QByteArray started = readFile(record);
-    const QByteArray expected = "argc=3\narg=--native-update-helper\narg=/opt/Tessary.app\narg="
-        + QByteArray::number(::getpid()) + '\n';
-    EXPECT_TRUE(started.contains(expected))
-        << started.toStdString();
+    const QByteArray expected =
+        "argc=3\narg=--native-update-helper\narg=/opt/Tessary.app\narg=" + QByteArray::number(::getpid()) + '\n';
+    EXPECT_TRUE(started.contains(expected)) << started.toStdString();
 
     QFile::remove(*staged + u"/bin/tessary"_s);
     const auto missing = NativeUpdateInstaller::launchHelper(*staged, u"/opt/Tessary.app"_s);
@@ -135,8 +135,8 @@ TEST_F(NativeUpdateInstallerTest, HelperStartsWithModeBundleAndOurProcess)
 TEST(NativeUpdateInstallerRequirementTest, NamesConfiguredTeamAndIdentifierVerbatim)
 {
     EXPECT_EQ(NativeUpdateInstaller::requirement(testConfiguration()),
-              u"=anchor apple generic and certificate leaf[subject.OU] = \""_s + testTeamIdentifier()
-                  + u"\" and identifier \"md.velmor.tessary\" and certificate "
-                    "leaf[field.1.2.840.113635.100.6.1.13] exists"_s);
+              u"=anchor apple generic and certificate leaf[subject.OU] = \""_s + testTeamIdentifier() +
+                  u"\" and identifier \"md.velmor.tessary\" and certificate "
+                  "leaf[field.1.2.840.113635.100.6.1.13] exists"_s);
     EXPECT_EQ(NativeUpdateInstaller::toolsExecutable(), testTreePath(u"libexec/tessary-helper"_s));
 }

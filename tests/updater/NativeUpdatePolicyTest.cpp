@@ -21,7 +21,7 @@ const QString goodChecksum = u"5719eb2c6d4d7a3a90b5e4bf794a4ec2a27043e71c35ac95b
 
 QJsonObject goodManifestJson()
 {
-    return QJsonObject {
+    return QJsonObject{
         {u"schemaVersion"_s, 1},
         {u"product"_s, u"tessary"_s},
         {u"version"_s, u"1.4.0"_s},
@@ -33,7 +33,7 @@ QJsonObject goodManifestJson()
 
 NativeUpdateConfiguration configuration()
 {
-    return NativeUpdateConfiguration {
+    return NativeUpdateConfiguration{
         .product = u"tessary"_s,
         .appName = u"Tessary"_s,
         .bundleIdentifier = u"md.velmor.tessary"_s,
@@ -124,23 +124,23 @@ TEST_P(NativeUpdatePolicyTest, ValidatesInOrder)
 INSTANTIATE_TEST_SUITE_P(
     Manifests, NativeUpdatePolicyTest,
     ::testing::Values(
-        PolicyCase {"valid", {}, {}, std::nullopt},
-        PolicyCase {"schemaTwo", u"schemaVersion"_s, 2, Failure::InvalidSchema},
-        PolicyCase {"capitalisedProduct", u"product"_s, u"Tessary"_s, Failure::WrongProduct},
-        PolicyCase {"emptyVersion", u"version"_s, u""_s, Failure::InvalidVersion},
-        PolicyCase {"buildZero", u"build"_s, 0, Failure::InvalidVersion},
-        PolicyCase {"buildNegative", u"build"_s, -5, Failure::InvalidVersion},
-        PolicyCase {"plainHttp", u"downloadURL"_s, u"http://velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
-        PolicyCase {"upperCaseScheme", u"downloadURL"_s, u"HTTPS://velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
-        PolicyCase {"noScheme", u"downloadURL"_s, u"velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
-        PolicyCase {"otherHost", u"downloadURL"_s, u"https://velmor.md.example.com/a.zip"_s,
-                    Failure::InvalidDownloadURL},
-        PolicyCase {"noHost", u"downloadURL"_s, u"https:/a.zip"_s, Failure::InvalidDownloadURL},
-        PolicyCase {"upperCaseHost", u"downloadURL"_s, u"https://STATIC.Velmor.MD:8443/a.zip?x=1"_s, std::nullopt},
-        PolicyCase {"upperCaseChecksum", u"sha256"_s, goodChecksum.toUpper(), std::nullopt},
-        PolicyCase {"shortChecksum", u"sha256"_s, goodChecksum.left(63), Failure::InvalidChecksum},
-        PolicyCase {"longChecksum", u"sha256"_s, QString(goodChecksum + u"0"_s), Failure::InvalidChecksum},
-        PolicyCase {"nonHexChecksum", u"sha256"_s, QString(u"g"_s + goodChecksum.mid(1)), Failure::InvalidChecksum}),
+        PolicyCase{"valid", {}, {}, std::nullopt},
+        PolicyCase{"schemaTwo", u"schemaVersion"_s, 2, Failure::InvalidSchema},
+        PolicyCase{"capitalisedProduct", u"product"_s, u"Tessary"_s, Failure::WrongProduct},
+        PolicyCase{"emptyVersion", u"version"_s, u""_s, Failure::InvalidVersion},
+        PolicyCase{"buildZero", u"build"_s, 0, Failure::InvalidVersion},
+        PolicyCase{"buildNegative", u"build"_s, -5, Failure::InvalidVersion},
+        PolicyCase{"plainHttp", u"downloadURL"_s, u"http://velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
+        PolicyCase{"upperCaseScheme", u"downloadURL"_s, u"HTTPS://velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
+        PolicyCase{"noScheme", u"downloadURL"_s, u"velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
+        PolicyCase{"otherHost", u"downloadURL"_s, u"https://velmor.md.example.com/a.zip"_s,
+                   Failure::InvalidDownloadURL},
+        PolicyCase{"noHost", u"downloadURL"_s, u"https:/a.zip"_s, Failure::InvalidDownloadURL},
+        PolicyCase{"upperCaseHost", u"downloadURL"_s, u"https://STATIC.Velmor.MD:8443/a.zip?x=1"_s, std::nullopt},
+        PolicyCase{"upperCaseChecksum", u"sha256"_s, goodChecksum.toUpper(), std::nullopt},
+        PolicyCase{"shortChecksum", u"sha256"_s, goodChecksum.left(63), Failure::InvalidChecksum},
+        PolicyCase{"longChecksum", u"sha256"_s, QString(goodChecksum + u"0"_s), Failure::InvalidChecksum},
+        PolicyCase{"nonHexChecksum", u"sha256"_s, QString(u"g"_s + goodChecksum.mid(1)), Failure::InvalidChecksum}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST(NativeUpdatePolicyOrderTest, FirstBrokenRuleDecides)
@@ -158,7 +158,7 @@ class RunningBuildTest : public ::testing::Test
 protected:
     std::optional<NativeBundle> bundleWithVersion(const QJsonValue &version)
     {
-        QJsonObject info {{u"CFBundleIdentifier"_s, u"md.velmor.tessary"_s}};
+        QJsonObject info{{u"CFBundleIdentifier"_s, u"md.velmor.tessary"_s}};
         if (!version.isUndefined()) {
             info.insert(u"CFBundleVersion"_s, version);
         }
@@ -189,7 +189,7 @@ TEST_F(RunningBuildTest, NewerMeansGreaterBuildOnly)
     const std::int64_t running = NativeUpdatePolicy::buildOf(&*bundle);
     EXPECT_EQ(running, 42);
     NativeUpdateManifest manifest = *NativeUpdateManifest::decode(json(goodManifestJson()));
-    for (const auto &[build, newer] : {std::pair {41, false}, {42, false}, {43, true}}) {
+    for (const auto &[build, newer] : {std::pair{41, false}, {42, false}, {43, true}}) {
         manifest.build = build;
         EXPECT_EQ(NativeUpdatePolicy::isNewer(manifest, running), newer) << build;
     }

@@ -30,7 +30,7 @@ TEST_F(NativeUpdaterDownloadTest, VerifiedDownloadWaitsForRestart)
     ASSERT_TRUE(QTest::qWaitFor([this] { return m_answerer.dialogs().size() == 2; }, 5000));
     EXPECT_EQ(m_answerer.dialogs()[1].text, u"Tessary 1.5.0 is ready"_s);
     EXPECT_EQ(m_answerer.dialogs()[1].informativeText, u"Restart the app to finish updating."_s);
-    EXPECT_EQ(m_answerer.dialogs()[1].buttons, (QStringList {u"Restart and Update"_s, u"Later"_s}));
+    EXPECT_EQ(m_answerer.dialogs()[1].buttons, (QStringList{u"Restart and Update"_s, u"Later"_s}));
 
     EXPECT_EQ(updater->statusText(), u"1.5.0 downloaded; restart to install"_s);
     EXPECT_EQ(updater->actionTitle(), u"Restart and Update"_s);
@@ -38,9 +38,8 @@ TEST_F(NativeUpdaterDownloadTest, VerifiedDownloadWaitsForRestart)
     const QString staged = updater->stagedApplication();
     EXPECT_TRUE(staged.startsWith(m_dir.filePath(u"tessary-update-"_s))) << staged.toStdString();
     EXPECT_TRUE(readFile(staged + u"/Info.json"_s).contains("\"43\""));
-    const bool sawComplete = std::ranges::any_of(progress, [](const QList<QVariant> &values) {
-        return values.first().toDouble() == 1.0;
-    });
+    const bool sawComplete =
+        std::ranges::any_of(progress, [](const QList<QVariant> &values) { return values.first().toDouble() == 1.0; });
     EXPECT_TRUE(sawComplete);
     EXPECT_EQ(updater->downloadProgress(), -1);
 
@@ -124,13 +123,22 @@ TEST_P(NativeUpdaterDownloadFailureTest, ShowsReasonAndStagesNothing)
 INSTANTIATE_TEST_SUITE_P(
     Downloads, NativeUpdaterDownloadFailureTest,
     ::testing::Values(
-        DownloadFailure {"checksumMismatch", {}, {{u"sha256"_s, QString(64, u'a')}}, true,
-                         u"The update archive is damaged. Download it again."_s},
-        DownloadFailure {"notNotarized", {}, {}, false,
-                         u"The update failed developer signature or notarization verification."_s},
-        DownloadFailure {"redirectedToOtherHost", {{u"status"_s, 302}, {u"redirect"_s, u""_s}}, {}, true,
-                         u"The update download address is invalid."_s},
-        DownloadFailure {"notFound", {{u"status"_s, 404}}, {}, true,
-                         u"The server returned an invalid response (HTTP status 404)."_s},
-        DownloadFailure {"truncated", {{u"truncate"_s, 1000}}, {}, true, u"Connection closed"_s}),
+        DownloadFailure{"checksumMismatch",
+                        {},
+                        {{u"sha256"_s, QString(64, u'a')}},
+                        true,
+                        u"The update archive is damaged. Download it again."_s},
+        DownloadFailure{
+            "notNotarized", {}, {}, false, u"The update failed developer signature or notarization verification."_s},
+        DownloadFailure{"redirectedToOtherHost",
+                        {{u"status"_s, 302}, {u"redirect"_s, u""_s}},
+                        {},
+                        true,
+                        u"The update download address is invalid."_s},
+        DownloadFailure{"notFound",
+                        {{u"status"_s, 404}},
+                        {},
+                        true,
+                        u"The server returned an invalid response (HTTP status 404)."_s},
+        DownloadFailure{"truncated", {{u"truncate"_s, 1000}}, {}, true, u"Connection closed"_s}),
     [](const auto &info) { return std::string(info.param.name); });

@@ -28,8 +28,8 @@ protected:
         QDir().mkpath(buildPath(u"tests/updater/work"_s));
         m_home = std::make_unique<QTemporaryDir>(buildPath(u"tests/updater/work/home-XXXXXX"_s));
         const QString other = otherFileSystemFolder();
-        m_temporary = std::make_unique<QTemporaryDir>((other.isEmpty() ? QDir::tempPath() : other)
-                                                      + u"/tessary-tmp-XXXXXX"_s);
+        m_temporary =
+            std::make_unique<QTemporaryDir>((other.isEmpty() ? QDir::tempPath() : other) + u"/tessary-tmp-XXXXXX"_s);
         ASSERT_TRUE(m_home->isValid() && m_temporary->isValid() && m_records.isValid() && m_release.isValid());
         m_installed = m_home->filePath(u".local/opt/Tessary.app"_s);
         ASSERT_TRUE(makeReleasedBundle(m_installed, version(u"1"_s)));
@@ -43,12 +43,12 @@ protected:
         }
     }
 
-    static BundleSpec version(const QString &build)
+    static BundleContents version(const QString &build)
     {
-        return BundleSpec {.version = build + u".0.0"_s,
-                           .build = build,
-                           .executable = testTreePath(u"bin/update-test-app"_s),
-                           .withHelper = true};
+        return BundleContents{.version = build + u".0.0"_s,
+                              .build = build,
+                              .executable = testTreePath(u"bin/update-test-app"_s),
+                              .withHelper = true};
     }
 
     /** Serves version 2 made by prepare (which signs it its own way) and its manifest. */
@@ -59,7 +59,7 @@ protected:
         const QString zip = m_release.filePath(u"Tessary-2.zip"_s);
         ASSERT_TRUE(zipFolderContents(m_release.path(), zip));
         m_server.setRoute(u"/downloads/Tessary-2.zip"_s, {{u"body_file"_s, zip}});
-        const QJsonObject manifest {
+        const QJsonObject manifest{
             {u"schemaVersion"_s, 1},
             {u"product"_s, u"tessary"_s},
             {u"version"_s, u"2.0.0"_s},
@@ -92,22 +92,24 @@ protected:
     QByteArray waitForRecord(const QString &prefix, const QByteArray &containing = {})
     {
         QByteArray found;
-        (void)QTest::qWaitFor([&] {
-            for (const QString &name : QDir(m_records.path()).entryList({prefix + u'*'}, QDir::Files)) {
-                const QByteArray content = readFile(m_records.filePath(name));
-                if (content.contains(containing)) {
-                    found = content;
+        (void)QTest::qWaitFor(
+            [&] {
+                for (const QString &name : QDir(m_records.path()).entryList({prefix + u'*'}, QDir::Files)) {
+                    const QByteArray content = readFile(m_records.filePath(name));
+                    if (content.contains(containing)) {
+                        found = content;
+                    }
                 }
-            }
-            return !found.isEmpty();
-        }, 60000);
+                return !found.isEmpty();
+            },
+            60000);
         return found;
     }
 
     QStringList leftovers() const
     {
-        return QDir(m_home->filePath(u".local/opt"_s)).entryList({u".*"_s}, QDir::AllEntries | QDir::Hidden
-                                                                              | QDir::NoDotAndDotDot);
+        return QDir(m_home->filePath(u".local/opt"_s))
+            .entryList({u".*"_s}, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
     }
 
     LoopbackHttpsServer m_server;
@@ -145,7 +147,7 @@ TEST_F(NativeUpdaterEndToEndTest, RestartsIntoVerifiedNewVersion)
     const QStringList work = QDir(m_temporary->path()).entryList({u"tessary-update-*"_s}, QDir::Dirs);
     ASSERT_EQ(work.size(), 1);
     EXPECT_EQ(QDir(m_temporary->filePath(work[0])).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-              QStringList {u"update.zip"_s});
+              QStringList{u"update.zip"_s});
 }
 
 TEST_F(NativeUpdaterEndToEndTest, RejectedUpdateLeavesInstalledVersionRunning)

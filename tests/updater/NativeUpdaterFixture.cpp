@@ -66,7 +66,7 @@ std::unique_ptr<NativeUpdater> NativeUpdaterFixture::makeUpdater()
 
 void NativeUpdaterFixture::serveManifest(const QJsonObject &changes)
 {
-    QJsonObject manifest {
+    QJsonObject manifest{
         {u"schemaVersion"_s, 1},
         {u"product"_s, u"tessary"_s},
         {u"version"_s, u"1.5.0"_s},
@@ -89,7 +89,7 @@ void NativeUpdaterFixture::serveRelease(const QJsonObject &archiveRoute, bool no
     const QString zip = m_dir.filePath(u"Tessary-43.zip"_s);
     ASSERT_TRUE(zipFolderContents(release, zip));
     m_archiveChecksum = sha256Hex(readFile(zip));
-    QJsonObject route {{u"body_file"_s, zip}};
+    QJsonObject route{{u"body_file"_s, zip}};
     for (auto it = archiveRoute.begin(); it != archiveRoute.end(); ++it) {
         route.insert(it.key(), it.value());
     }

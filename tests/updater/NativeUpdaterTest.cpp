@@ -31,7 +31,7 @@ TEST_F(NativeUpdaterTest, DevelopmentBuildNeverTouchesTheNetwork)
     EXPECT_EQ(updater->state(), NativeUpdateState::idle());
     ASSERT_EQ(m_answerer.dialogs().size(), 1);
     EXPECT_EQ(m_answerer.dialogs()[0].text, u"Development builds do not check for production updates."_s);
-    EXPECT_EQ(m_answerer.dialogs()[0].buttons, QStringList {u"OK"_s});
+    EXPECT_EQ(m_answerer.dialogs()[0].buttons, QStringList{u"OK"_s});
     EXPECT_TRUE(s_server->requests().isEmpty());
 }
 
@@ -102,20 +102,32 @@ TEST_P(NativeUpdaterCheckFailureTest, ManualCheckShowsReasonAutomaticOnlyStatus)
 INSTANTIATE_TEST_SUITE_P(
     Checks, NativeUpdaterCheckFailureTest,
     ::testing::Values(
-        CheckFailure {"notFound", {{u"status"_s, 404}}, {}, u"The server returned an invalid response (HTTP status 404)."_s},
-        CheckFailure {"serverError", {{u"status"_s, 500}, {u"body"_s, u"oops"_s}}, {},
-                      u"The server returned an invalid response (HTTP status 500)."_s},
-        CheckFailure {"notJson", {{u"body"_s, u"<html>"_s}}, {}, u"The data couldn’t be read"_s},
-        CheckFailure {"oversized", {{u"body"_s, QString(u"{\"pad\": \""_s + QString(70000, u'x') + u"\"}"_s)}}, {},
-                      u"The server sent more than 65536 bytes."_s},
-        CheckFailure {"redirectedElsewhere", {{u"status"_s, 302}, {u"redirect"_s, u""_s}}, {},
-                      u"The update manifest was redirected to a server that is not ours."_s},
-        CheckFailure {"wrongProduct", {}, {{u"product"_s, u"tessera"_s}}, u"This update does not belong to the current app."_s},
-        CheckFailure {"badChecksum", {}, {{u"sha256"_s, u"xyz"_s}}, u"The update checksum is invalid."_s},
-        CheckFailure {"hostNotAllowed", {}, {{u"downloadURL"_s, u"https://localhost/Tessary.zip"_s}},
-                      u"The update download address is invalid."_s},
-        CheckFailure {"plainHttpDownload", {}, {{u"downloadURL"_s, u"http://127.0.0.1/Tessary.zip"_s}},
-                      u"The update download address is invalid."_s}),
+        CheckFailure{
+            "notFound", {{u"status"_s, 404}}, {}, u"The server returned an invalid response (HTTP status 404)."_s},
+        CheckFailure{"serverError",
+                     {{u"status"_s, 500}, {u"body"_s, u"oops"_s}},
+                     {},
+                     u"The server returned an invalid response (HTTP status 500)."_s},
+        CheckFailure{"notJson", {{u"body"_s, u"<html>"_s}}, {}, u"The data couldn’t be read"_s},
+        CheckFailure{"oversized",
+                     {{u"body"_s, QString(u"{\"pad\": \""_s + QString(70000, u'x') + u"\"}"_s)}},
+                     {},
+                     u"The server sent more than 65536 bytes."_s},
+        CheckFailure{"redirectedElsewhere",
+                     {{u"status"_s, 302}, {u"redirect"_s, u""_s}},
+                     {},
+                     u"The update manifest was redirected to a server that is not ours."_s},
+        CheckFailure{
+            "wrongProduct", {}, {{u"product"_s, u"tessera"_s}}, u"This update does not belong to the current app."_s},
+        CheckFailure{"badChecksum", {}, {{u"sha256"_s, u"xyz"_s}}, u"The update checksum is invalid."_s},
+        CheckFailure{"hostNotAllowed",
+                     {},
+                     {{u"downloadURL"_s, u"https://localhost/Tessary.zip"_s}},
+                     u"The update download address is invalid."_s},
+        CheckFailure{"plainHttpDownload",
+                     {},
+                     {{u"downloadURL"_s, u"http://127.0.0.1/Tessary.zip"_s}},
+                     u"The update download address is invalid."_s}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(NativeUpdaterTest, UpdateDialogAtMostOncePerBuildAndDayWhenAutomatic)
@@ -128,7 +140,7 @@ TEST_F(NativeUpdaterTest, UpdateDialogAtMostOncePerBuildAndDayWhenAutomatic)
     EXPECT_EQ(updater->actionTitle(), u"Download Update"_s);
     ASSERT_EQ(m_answerer.dialogs().size(), 1);
     EXPECT_EQ(m_answerer.dialogs()[0].text, u"Tessary 1.5.0 is available"_s);
-    EXPECT_EQ(m_answerer.dialogs()[0].buttons, (QStringList {u"Download Update"_s, u"Later"_s}));
+    EXPECT_EQ(m_answerer.dialogs()[0].buttons, (QStringList{u"Download Update"_s, u"Later"_s}));
     const double shown = UserDefaults().string(updater->promptKey(43)).value_or(QString()).toDouble();
     EXPECT_NEAR(shown, double(QDateTime::currentSecsSinceEpoch()), 60.0);
 

@@ -45,14 +45,14 @@ void record(const QString &name, const QStringList &lines)
 void recordLaunch()
 {
     const std::optional<NativeBundle> &bundle = NativeBundle::main();
-    record(u"launch"_s, {
-                            u"pid=%1"_s.arg(::getpid()),
-                            u"bundle=%1"_s.arg(bundle ? bundle->path() : QString()),
-                            u"version=%1"_s.arg(bundle ? bundle->string(u"CFBundleVersion"_s).value_or(QString())
-                                                       : QString()),
-                            u"new_instance=%1"_s.arg(qEnvironmentVariable("TESSARY_NEW_INSTANCE")),
-                            u"cwd=%1"_s.arg(QDir::currentPath()),
-                        });
+    record(u"launch"_s,
+           {
+               u"pid=%1"_s.arg(::getpid()),
+               u"bundle=%1"_s.arg(bundle ? bundle->path() : QString()),
+               u"version=%1"_s.arg(bundle ? bundle->string(u"CFBundleVersion"_s).value_or(QString()) : QString()),
+               u"new_instance=%1"_s.arg(qEnvironmentVariable("TESSARY_NEW_INSTANCE")),
+               u"cwd=%1"_s.arg(QDir::currentPath()),
+           });
 }
 
 int runUpdater(int argc, char **argv)
@@ -65,7 +65,7 @@ int runUpdater(int argc, char **argv)
     QSslConfiguration::setDefaultConfiguration(ssl);
 
     const std::optional<NativeBundle> &bundle = NativeBundle::main();
-    const NativeUpdateConfiguration configuration {
+    const NativeUpdateConfiguration configuration{
         .product = u"tessary"_s,
         .appName = u"Tessary"_s,
         .bundleIdentifier = u"md.velmor.tessary"_s,

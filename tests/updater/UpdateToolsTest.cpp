@@ -25,15 +25,15 @@ ProcessResult tool(const QStringList &arguments)
 
 QString requirement(const QString &team, const QString &identifier)
 {
-    return u"=anchor apple generic and certificate leaf[subject.OU] = \""_s + team + u"\" and identifier \""_s
-        + identifier + u"\" and certificate leaf[field.1.2.840.113635.100.6.1.13] exists"_s;
+    return u"=anchor apple generic and certificate leaf[subject.OU] = \""_s + team + u"\" and identifier \""_s +
+           identifier + u"\" and certificate leaf[field.1.2.840.113635.100.6.1.13] exists"_s;
 }
 
 ProcessResult codesign(const QString &bundle, const QString &team = testTeamIdentifier(),
                        const QString &identifier = u"md.velmor.tessary"_s)
 {
-    return tool({u"codesign"_s, u"--verify"_s, u"--deep"_s, u"--strict"_s, u"-R"_s, requirement(team, identifier),
-                 bundle});
+    return tool(
+        {u"codesign"_s, u"--verify"_s, u"--deep"_s, u"--strict"_s, u"-R"_s, requirement(team, identifier), bundle});
 }
 
 ProcessResult spctl(const QString &bundle)
@@ -65,8 +65,8 @@ protected:
 TEST_F(DittoToolTest, UnpacksBundleKeepingExecutableBitsOnly)
 {
     ASSERT_TRUE(writeBundle(path(u"in/Tessary.app"_s), {}));
-    QFile::setPermissions(path(u"in/Tessary.app/Info.json"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther
-                                                                    | QFile::WriteOther);
+    QFile::setPermissions(path(u"in/Tessary.app/Info.json"_s),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther | QFile::WriteOther);
     ASSERT_TRUE(zipFolderContents(path(u"in"_s), path(u"a.zip"_s)));
     QDir().mkpath(path(u"out"_s));
     const ProcessResult result = tool({u"ditto"_s, u"-x"_s, u"-k"_s, path(u"a.zip"_s), path(u"out"_s)});
@@ -75,9 +75,9 @@ TEST_F(DittoToolTest, UnpacksBundleKeepingExecutableBitsOnly)
     EXPECT_TRUE(executable.isExecutable());
     EXPECT_EQ(readFile(executable.filePath()), readFile(path(u"in/Tessary.app/bin/tessary"_s)));
     // World-writable in the archive is not world-writable on disk.
-    EXPECT_EQ(QFileInfo(path(u"out/Tessary.app/Info.json"_s)).permissions(),
-              QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser | QFile::ReadGroup
-                  | QFile::ReadOther);
+    EXPECT_EQ(QFileInfo(path(u"out/Tessary.app/Info.json"_s)).permissions(), QFile::ReadOwner | QFile::WriteOwner |
+                                                                                 QFile::ReadUser | QFile::WriteUser |
+                                                                                 QFile::ReadGroup | QFile::ReadOther);
 
     // Unpacking again must not overwrite what is there.
     EXPECT_EQ(tool({u"ditto"_s, u"-x"_s, u"-k"_s, path(u"a.zip"_s), path(u"out"_s)}).exitCode, 1);
@@ -96,10 +96,10 @@ class DittoAttackTest : public DittoToolTest, public ::testing::WithParamInterfa
 
 TEST_P(DittoAttackTest, RefusesWholeArchiveBeforeWritingAnything)
 {
-    const QJsonArray entries {
-        QJsonObject {{u"name"_s, u"Tessary.app/Info.json"_s}, {u"data"_s, u"{}"_s}},
+    const QJsonArray entries{
+        QJsonObject{{u"name"_s, u"Tessary.app/Info.json"_s}, {u"data"_s, u"{}"_s}},
         GetParam().entry,
-        QJsonObject {{u"name"_s, u"Tessary.app/bin/tessary"_s}, {u"data"_s, u"x"_s}, {u"mode"_s, 0100755}},
+        QJsonObject{{u"name"_s, u"Tessary.app/bin/tessary"_s}, {u"data"_s, u"x"_s}, {u"mode"_s, 0100755}},
     };
     ASSERT_TRUE(writeCraftedZip(path(u"bad.zip"_s), entries));
     const QString out = path(u"work/out"_s);
@@ -107,21 +107,21 @@ TEST_P(DittoAttackTest, RefusesWholeArchiveBeforeWritingAnything)
     const ProcessResult result = tool({u"ditto"_s, u"-x"_s, u"-k"_s, path(u"bad.zip"_s), out});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_TRUE(result.standardError.contains(GetParam().reason)) << result.standardError.toStdString();
-    EXPECT_EQ(filesUnder(path(u"work"_s)), QStringList {u"out"_s});
+    EXPECT_EQ(filesUnder(path(u"work"_s)), QStringList{u"out"_s});
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Archives, DittoAttackTest,
     ::testing::Values(
-        ZipAttack {"parentFolder", {{u"name"_s, u"Tessary.app/../../escaped"_s}, {u"data"_s, u"x"_s}}, "leaves"},
-        ZipAttack {"leadingDotDot", {{u"name"_s, u"../escaped"_s}, {u"data"_s, u"x"_s}}, "leaves"},
-        ZipAttack {"absolutePath", {{u"name"_s, u"/tmp/tessary-escaped"_s}, {u"data"_s, u"x"_s}}, "absolute"},
-        ZipAttack {"symbolicLink",
-                   {{u"name"_s, u"Tessary.app/lib"_s}, {u"data"_s, u"/usr/lib"_s}, {u"mode"_s, 0120777}},
-                   "symbolic link"},
-        ZipAttack {"characterDevice",
-                   {{u"name"_s, u"Tessary.app/null"_s}, {u"data"_s, u""_s}, {u"mode"_s, 0020666}},
-                   "special file"}),
+        ZipAttack{"parentFolder", {{u"name"_s, u"Tessary.app/../../escaped"_s}, {u"data"_s, u"x"_s}}, "leaves"},
+        ZipAttack{"leadingDotDot", {{u"name"_s, u"../escaped"_s}, {u"data"_s, u"x"_s}}, "leaves"},
+        ZipAttack{"absolutePath", {{u"name"_s, u"/tmp/tessary-escaped"_s}, {u"data"_s, u"x"_s}}, "absolute"},
+        ZipAttack{"symbolicLink",
+                  {{u"name"_s, u"Tessary.app/lib"_s}, {u"data"_s, u"/usr/lib"_s}, {u"mode"_s, 0120777}},
+                  "symbolic link"},
+        ZipAttack{"characterDevice",
+                  {{u"name"_s, u"Tessary.app/null"_s}, {u"data"_s, u""_s}, {u"mode"_s, 0020666}},
+                  "special file"}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(DittoToolTest, RefusesDamagedArchives)
@@ -131,7 +131,7 @@ TEST_F(DittoToolTest, RefusesDamagedArchives)
     const QByteArray zip = readFile(path(u"a.zip"_s));
     QByteArray flipped = zip;
     flipped[60] = char(flipped[60] ^ 0x55);
-    const QList<QByteArray> damaged {zip.left(zip.size() / 2), flipped, QByteArray(4096, 'z'), QByteArray()};
+    const QList<QByteArray> damaged{zip.left(zip.size() / 2), flipped, QByteArray(4096, 'z'), QByteArray()};
     for (qsizetype i = 0; i < damaged.size(); ++i) {
         writeFile(path(u"bad.zip"_s), damaged[i]);
         const QString out = path(u"out%1"_s.arg(i));
@@ -179,8 +179,8 @@ TEST_F(CodeSignToolTest, RequirementNamesTeamAndIdentifierExactly)
     EXPECT_EQ(codesign(m_bundle, u"ABCDEF0123"_s).exitCode, 1);
     EXPECT_EQ(codesign(m_bundle, testTeamIdentifier(), u"md.velmor.other"_s).exitCode, 1);
     EXPECT_EQ(codesign(m_bundle, testTeamIdentifier().toLower()).exitCode, 1);
-    const ProcessResult loose = tool({u"codesign"_s, u"--verify"_s, u"--deep"_s, u"--strict"_s, u"-R"_s,
-                                      u"=anchor apple generic"_s, m_bundle});
+    const ProcessResult loose =
+        tool({u"codesign"_s, u"--verify"_s, u"--deep"_s, u"--strict"_s, u"-R"_s, u"=anchor apple generic"_s, m_bundle});
     EXPECT_EQ(loose.exitCode, 1);
     EXPECT_TRUE(loose.standardError.contains("unsupported requirement"));
 }
@@ -285,8 +285,8 @@ TEST(OpenToolTest, StartsBundleAsNewInstanceInHomeFolder)
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"TESSARY_TEST_RECORD"_s, record);
     environment.insert(u"HOME"_s, dir.path());
-    const ProcessResult result = runProcess(testTreePath(u"libexec/tessary-helper"_s), {u"open"_s, u"-n"_s, bundle},
-                                            environment);
+    const ProcessResult result =
+        runProcess(testTreePath(u"libexec/tessary-helper"_s), {u"open"_s, u"-n"_s, bundle}, environment);
     EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
     ASSERT_TRUE(QTest::qWaitFor([&record] { return QFile::exists(record); }, 10000));
     const QByteArray started = readFile(record);

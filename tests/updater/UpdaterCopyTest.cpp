@@ -36,16 +36,15 @@ TEST_P(UpdaterLanguageTest, FollowsFirstPreferredLanguage)
 
 INSTANTIATE_TEST_SUITE_P(
     Languages, UpdaterLanguageTest,
-    ::testing::Values(
-        LanguageCase {"hantTaiwan", true, {u"zh-Hant-TW"_s}, UpdaterLanguage::TraditionalChinese},
-        LanguageCase {"hongKong", true, {u"zh-HK"_s}, UpdaterLanguage::TraditionalChinese},
-        LanguageCase {"taiwan", true, {u"zh-TW"_s, u"en"_s}, UpdaterLanguage::TraditionalChinese},
-        LanguageCase {"macau", true, {u"zh-MO"_s}, UpdaterLanguage::TraditionalChinese},
-        LanguageCase {"hansChina", true, {u"zh-Hans-CN"_s}, UpdaterLanguage::SimplifiedChinese},
-        LanguageCase {"plainChinese", true, {u"zh"_s}, UpdaterLanguage::SimplifiedChinese},
-        LanguageCase {"french", true, {u"fr-FR"_s, u"zh-TW"_s}, UpdaterLanguage::English},
-        LanguageCase {"noPreference", true, {}, UpdaterLanguage::English},
-        LanguageCase {"noLocalizations", false, {u"zh-Hans-CN"_s}, UpdaterLanguage::English}),
+    ::testing::Values(LanguageCase{"hantTaiwan", true, {u"zh-Hant-TW"_s}, UpdaterLanguage::TraditionalChinese},
+                      LanguageCase{"hongKong", true, {u"zh-HK"_s}, UpdaterLanguage::TraditionalChinese},
+                      LanguageCase{"taiwan", true, {u"zh-TW"_s, u"en"_s}, UpdaterLanguage::TraditionalChinese},
+                      LanguageCase{"macau", true, {u"zh-MO"_s}, UpdaterLanguage::TraditionalChinese},
+                      LanguageCase{"hansChina", true, {u"zh-Hans-CN"_s}, UpdaterLanguage::SimplifiedChinese},
+                      LanguageCase{"plainChinese", true, {u"zh"_s}, UpdaterLanguage::SimplifiedChinese},
+                      LanguageCase{"french", true, {u"fr-FR"_s, u"zh-TW"_s}, UpdaterLanguage::English},
+                      LanguageCase{"noPreference", true, {}, UpdaterLanguage::English},
+                      LanguageCase{"noLocalizations", false, {u"zh-Hans-CN"_s}, UpdaterLanguage::English}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST(UpdaterCopyTest, TablesTranslateTheSameThirtyOneTexts)
@@ -113,10 +112,9 @@ TEST(NativeAppVersionTest, ShowsDashForMissingValues)
         file.close();
         return *NativeBundle::open(path);
     };
-    EXPECT_EQ(NativeAppVersion::displayText(bundleWith({{u"CFBundleShortVersionString"_s, u"1.4.0"_s},
-                                                        {u"CFBundleVersion"_s, u"42"_s}})),
+    EXPECT_EQ(NativeAppVersion::displayText(
+                  bundleWith({{u"CFBundleShortVersionString"_s, u"1.4.0"_s}, {u"CFBundleVersion"_s, u"42"_s}})),
               u"Version 1.4.0 (42)"_s);
     EXPECT_EQ(NativeAppVersion::displayText(bundleWith({{u"CFBundleVersion"_s, u"42"_s}})), u"Version — (42)"_s);
-    EXPECT_EQ(NativeAppVersion::displayText(bundleWith({{u"CFBundleShortVersionString"_s, 1.4}})),
-              u"Version — (—)"_s);
+    EXPECT_EQ(NativeAppVersion::displayText(bundleWith({{u"CFBundleShortVersionString"_s, 1.4}})), u"Version — (—)"_s);
 }

@@ -88,26 +88,26 @@ QString sha256Hex(const QByteArray &data)
     return QString::fromLatin1(QCryptographicHash::hash(data, QCryptographicHash::Sha256).toHex());
 }
 
-bool writeBundle(const QString &path, const BundleSpec &spec)
+bool writeBundle(const QString &path, const BundleContents &contents)
 {
-    const QJsonObject info {
-        {u"CFBundleIdentifier"_s, spec.identifier},
-        {u"CFBundleShortVersionString"_s, spec.version},
-        {u"CFBundleVersion"_s, spec.build},
+    const QJsonObject info{
+        {u"CFBundleIdentifier"_s, contents.identifier},
+        {u"CFBundleShortVersionString"_s, contents.version},
+        {u"CFBundleVersion"_s, contents.build},
         {u"CFBundleExecutable"_s, u"bin/tessary"_s},
-        {u"CFBundleLocalizations"_s, QJsonArray {u"zh-Hans"_s, u"zh-Hant"_s, u"en"_s}},
+        {u"CFBundleLocalizations"_s, QJsonArray{u"zh-Hans"_s, u"zh-Hant"_s, u"en"_s}},
     };
     bool ok = writeFile(path + u"/Info.json"_s, QJsonDocument(info).toJson());
     const QString executable = path + u"/bin/tessary"_s;
-    ok = ok && writeFile(executable, spec.executable.isEmpty() ? recordingScript : readFile(spec.executable));
-    ok = ok && QFile::setPermissions(executable, QFile::permissions(executable) | QFile::ExeOwner | QFile::ExeGroup
-                                                     | QFile::ExeOther);
-    if (spec.withHelper) {
+    ok = ok && writeFile(executable, contents.executable.isEmpty() ? recordingScript : readFile(contents.executable));
+    ok = ok && QFile::setPermissions(executable, QFile::permissions(executable) | QFile::ExeOwner | QFile::ExeGroup |
+                                                     QFile::ExeOther);
+    if (contents.withHelper) {
         const QString helper = path + u"/libexec/tessary-helper"_s;
         ok = ok && writeFile(helper, readFile(testTreePath(u"libexec/tessary-helper"_s)));
         ok = ok && QFile::setPermissions(helper, QFile::permissions(executable));
     }
-    for (auto it = spec.files.cbegin(); it != spec.files.cend(); ++it) {
+    for (auto it = contents.files.cbegin(); it != contents.files.cend(); ++it) {
         ok = ok && writeFile(path + u'/' + it.key(), it.value());
     }
     return ok;
@@ -115,7 +115,7 @@ bool writeBundle(const QString &path, const BundleSpec &spec)
 
 bool signBundle(const QString &bundle, const QString &key, const QStringList &extra)
 {
-    return succeeds(sourcePath(u"tools/sign-bundle"_s), QStringList {u"--key"_s, key} + extra + QStringList {bundle});
+    return succeeds(sourcePath(u"tools/sign-bundle"_s), QStringList{u"--key"_s, key} + extra + QStringList{bundle});
 }
 
 bool notarizeBundle(const QString &bundle, const QString &key)
@@ -123,16 +123,16 @@ bool notarizeBundle(const QString &bundle, const QString &key)
     return succeeds(sourcePath(u"tools/notarize-bundle"_s), {u"--key"_s, key, bundle});
 }
 
-bool makeReleasedBundle(const QString &path, const BundleSpec &spec)
+bool makeReleasedBundle(const QString &path, const BundleContents &contents)
 {
-    return writeBundle(path, spec) && signBundle(path) && notarizeBundle(path);
+    return writeBundle(path, contents) && signBundle(path) && notarizeBundle(path);
 }
 
 bool zipFolderContents(const QString &folder, const QString &zipPath)
 {
     const QStringList entries = QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
     QFile::remove(zipPath);
-    return succeeds(u"zip"_s, QStringList {u"-X"_s, u"-r"_s, u"-q"_s, zipPath} + entries, folder);
+    return succeeds(u"zip"_s, QStringList{u"-X"_s, u"-r"_s, u"-q"_s, zipPath} + entries, folder);
 }
 
 bool writeCraftedZip(const QString &zipPath, const QJsonArray &entries)
@@ -149,7 +149,7 @@ bool writeCraftedZip(const QString &zipPath, const QJsonArray &entries)
 
 NativeUpdateConfiguration testConfiguration()
 {
-    return NativeUpdateConfiguration {
+    return NativeUpdateConfiguration{
         .product = u"tessary"_s,
         .appName = u"Tessary"_s,
         .bundleIdentifier = u"md.velmor.tessary"_s,
@@ -162,7 +162,9 @@ NativeUpdateConfiguration testConfiguration()
 
 quint64 deviceOf(const QString &path)
 {
-    struct stat info {};
+    struct stat info
+    {
+    };
     if (::stat(QFile::encodeName(path).constData(), &info) != 0) {
         return 0;
     }

@@ -21,7 +21,7 @@ QString testTreePath(const QString &relative);
 bool makeUntrustedKey(const QString &path);
 
 /** What goes into a test bundle. */
-struct BundleSpec
+struct BundleContents
 {
     QString identifier = QStringLiteral("md.velmor.tessary");
     QString version = QStringLiteral("2.0.0");
@@ -35,14 +35,14 @@ struct BundleSpec
 };
 
 /** Writes a bundle folder (Info.json, bin/tessary, …). */
-bool writeBundle(const QString &path, const BundleSpec &spec);
+bool writeBundle(const QString &path, const BundleContents &contents);
 
 /** Seals with tools/sign-bundle; extra arguments such as "--kind", "development". */
 bool signBundle(const QString &bundle, const QString &key = testDeveloperKey(), const QStringList &extra = {});
 /** Countersigns with tools/notarize-bundle. */
 bool notarizeBundle(const QString &bundle, const QString &key = testNotaryKey());
 /** Writes, signs and notarizes with the test keys. */
-bool makeReleasedBundle(const QString &path, const BundleSpec &spec);
+bool makeReleasedBundle(const QString &path, const BundleContents &contents);
 
 /** Zips the folder's entries (bundle folders inside it) with "zip -X -r", keeping modes. */
 bool zipFolderContents(const QString &folder, const QString &zipPath);
