@@ -205,6 +205,25 @@ TEST_F(NativeUpdateHelperTest, LeavesEverythingWhenInstallFolderIsReadOnly)
     EXPECT_EQ(hiddenEntries(m_install->path()), QStringList());
 }
 
+TEST_F(NativeUpdateHelperTest, GivesUpWhileOldApplicationKeepsRunning)
+{
+    ASSERT_TRUE(writeBundle(m_staged, bundle(u"2"_s, true)));
+    const qint64 parent = startOldApplication();
+    QProcess helper;
+    helper.setProcessEnvironment(m_environment);
+    helper.start(m_staged + u"/bin/tessary"_s, {u"--native-update-helper"_s, m_current, QString::number(parent)});
+    // The helper waits 20 seconds for the application to quit, then leaves everything as it was.
+    ASSERT_TRUE(helper.waitForFinished(60000));
+    EXPECT_EQ(helper.exitCode(), 0);
+    EXPECT_EQ(m_old.state(), QProcess::Running);
+    EXPECT_TRUE(readFile(m_current + u"/Info.json"_s).contains("\"1.0.0\""));
+    EXPECT_TRUE(readFile(m_staged + u"/Info.json"_s).contains("\"2.0.0\""));
+    // What is installed is started again (a second instance of the old version), so the user is never left with none.
+    const std::optional<Launch> started = waitForNewInstance();
+    ASSERT_TRUE(started);
+    EXPECT_EQ(started->value(u"version"_s), u"1"_s);
+}
+
 TEST(NativeUpdateHelperArgumentsTest, DeclinesEverythingButItsExactCommandLine)
 {
     const QString flag = u"--native-update-helper"_s;
