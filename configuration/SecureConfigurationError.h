@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QString>
+
+namespace Tessary {
+
+/**
+ * Why an access to the configuration file failed: one of the repository's own four reasons, or a file-system error
+ * passed on with the system's description.
+ *
+ * The description of the four own reasons is one Simplified Chinese text, the same whatever the interface language;
+ * an application that wants another language looks that text up in its own tables.
+ */
+struct SecureConfigurationError
+{
+    /** The numbers are stable: they are the codes other components see. */
+    enum class Code {
+        ExternalChange = 0,
+        Conflict = 1,
+        Unavailable = 2,
+        TooLarge = 3,
+        /** A file-system error; description and errorNumber are the system's. */
+        System = 100,
+    };
+
+    static constexpr auto domain = "Tessary.SecureConfigurationError";
+
+    static SecureConfigurationError of(Code code);
+    /** A failed system call: the description reads "what: the system's reason". */
+    static SecureConfigurationError system(const QString &what, int errorNumber);
+
+    Code code = Code::System;
+    QString description;
+    /** errno of a System error, 0 otherwise. */
+    int errorNumber = 0;
+};
+
+} // namespace Tessary
