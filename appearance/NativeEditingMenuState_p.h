@@ -1,0 +1,37 @@
+#pragma once
+
+#include <array>
+
+#include <QList>
+#include <QObject>
+#include <QPointer>
+
+class QAction;
+class QMenu;
+class QWidget;
+
+namespace Tessary {
+
+/** The Edit menu's items, kept in step with the focus widget and the clipboard. Owned by the menu. */
+class NativeEditingMenuState final : public QObject
+{
+    Q_OBJECT
+public:
+    enum Item { Undo, Redo, Cut, Copy, Paste, SelectAll, ItemCount };
+
+    NativeEditingMenuState(QMenu *menu, std::array<QAction *, ItemCount> actions);
+
+private:
+    void trigger(Item item);
+    void focusChanged(QWidget *now);
+    void clipboardChanged();
+    void refresh();
+    QWidget *target() const;
+
+    std::array<QAction *, ItemCount> m_actions;
+    QPointer<QWidget> m_target;
+    QList<QMetaObject::Connection> m_targetConnections;
+    bool m_clipboardHasText = false;
+};
+
+} // namespace Tessary
