@@ -1,8 +1,6 @@
 #include "platform/hotkey/HotKeyNull.h"
 
-#include <QGuiApplication>
-
-#include "platform/hotkey/HotKeyX11.h"
+using namespace Qt::StringLiterals;
 
 namespace Tessary {
 
@@ -20,18 +18,9 @@ bool HotKeyNull::canRegister() const
     return false;
 }
 
-bool globalHotKeysAvailable(SessionType session)
+QString HotKeyNull::description() const
 {
-    // Under XWayland a grab only sees keys typed into X11 windows, so Wayland sessions never use the X11 path.
-    return session == SessionType::X11 && QGuiApplication::platformName() == u"xcb";
-}
-
-std::unique_ptr<HotKeyBackend> createHotKeyBackend(SessionType session)
-{
-    if (globalHotKeysAvailable(session)) {
-        return std::make_unique<HotKeyX11>();
-    }
-    return std::make_unique<HotKeyNull>();
+    return u"none"_s;
 }
 
 } // namespace Tessary

@@ -14,6 +14,7 @@ public:
     bool registerShortcut(const HotKeyCombination &combination) override;
     void unregisterShortcut() override;
     bool canRegister() const override;
+    QString description() const override;
 };
 
 } // namespace Tessary

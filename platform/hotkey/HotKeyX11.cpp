@@ -8,6 +8,8 @@
 #include <QCoreApplication>
 #include <QGuiApplication>
 
+using namespace Qt::StringLiterals;
+
 namespace Tessary {
 
 namespace {
@@ -49,6 +51,11 @@ HotKeyX11::~HotKeyX11()
 bool HotKeyX11::canRegister() const
 {
     return connection() != nullptr;
+}
+
+QString HotKeyX11::description() const
+{
+    return u"X11 key grab"_s;
 }
 
 quint16 HotKeyX11::numLockMask() const

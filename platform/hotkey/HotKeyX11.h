@@ -22,6 +22,7 @@ public:
     bool registerShortcut(const HotKeyCombination &combination) override;
     void unregisterShortcut() override;
     bool canRegister() const override;
+    QString description() const override;
 
     bool nativeEventFilter(const QByteArray &eventType, void *message, qintptr *result) override;
 

@@ -18,7 +18,7 @@ using namespace Tessary;
 namespace {
 
 // Ctrl+Shift+Super+2: evdev 3 ("2") + 8.
-constexpr HotKeyCombination defaultCombination {11, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_4};
+const HotKeyCombination defaultCombination {11, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_4};
 
 void xdotool(const QStringList &arguments)
 {
