@@ -65,10 +65,22 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
     const std::unique_ptr<tesseract::ResultIterator> lines(engine->GetIterator());
     if (lines != nullptr && !lines->Empty(tesseract::RIL_TEXTLINE)) {
         do {
-            const QString line = ChineseTextCleanup::cleanLine(takeText(lines->GetUTF8Text(tesseract::RIL_TEXTLINE)));
-            if (!line.trimmed().isEmpty()) {
-                pass.lines.append(line);
+            PassLine line;
+            line.text = ChineseTextCleanup::cleanLine(takeText(lines->GetUTF8Text(tesseract::RIL_TEXTLINE)));
+            if (line.text.trimmed().isEmpty()) {
+                continue;
             }
+            int left = 0, top = 0, right = 0, bottom = 0;
+            if (lines->BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom)) {
+                line.box = QRect(QPoint(left, top), QPoint(right - 1, bottom - 1));
+            }
+            line.confidence = lines->Confidence(tesseract::RIL_TEXTLINE);
+            do {
+                if (lines->BoundingBox(tesseract::RIL_WORD, &left, &top, &right, &bottom)) {
+                    line.words.append(QRect(QPoint(left, top), QPoint(right - 1, bottom - 1)));
+                }
+            } while (!lines->IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_WORD) && lines->Next(tesseract::RIL_WORD));
+            pass.lines.append(line);
         } while (lines->Next(tesseract::RIL_TEXTLINE));
     }
     return pass;

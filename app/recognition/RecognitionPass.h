@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QImage>
 #include <QList>
+#include <QRect>
 #include <QStringList>
 
 #include "app/recognition/RecognitionError.h"
@@ -10,11 +11,20 @@
 
 namespace Tessary {
 
+/** One text line as an engine pass read it. */
+struct PassLine
+{
+    QString text;         // cleaned
+    QRect box;            // in image pixels
+    QList<QRect> words;   // the boxes of the line's words, left to right
+    float confidence = 0; // 0 to 100
+};
+
 /** What one engine pass with one set of models read from an image. */
 struct RecognitionPass
 {
     QByteArray languages;
-    QStringList lines;      // cleaned, without empty lines
+    QList<PassLine> lines;  // in reading order, without empty lines
     int meanConfidence = 0; // mean word confidence, 0 to 100
 };
 

@@ -5,6 +5,8 @@
 #include <QStringList>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include "app/recognition/LineRouting.h"
+#include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/RecognitionPass.h"
 #include "app/recognition/ScreenImageLoader.h"
 #include "app/recognition/TesseractPool.h"
@@ -88,7 +90,8 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     if (!best) {
         return unexpected(best.error());
     }
-    return best->lines.join(u'\n').trimmed();
+    const QStringList lines = LineRouting::refinedLines(image, *best, best->languages == traditionalLanguages);
+    return lines.join(u'\n').trimmed();
 }
 
 QImage warmupImage()
@@ -112,6 +115,8 @@ bool prewarm()
     if (image.isNull()) {
         return false;
     }
+    // A recognition of several lines reads them on two threads, each with a line network of its own.
+    NeuralLineRecognizer::prepare(2);
     const auto text = recognizeImage(image);
     return text && !text->isEmpty();
 }

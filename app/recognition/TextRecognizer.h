@@ -10,8 +10,9 @@ namespace Tessary {
 
 /**
  * On-device recognition of screen text. Every operation is synchronous and may run on any thread; calls may overlap.
- * The engine looks for Simplified and Traditional Chinese and English text at once and keeps the reading that it is
- * most confident of. The result has one line per text line, joined with "\n", trimmed at both ends; an image
+ * Tesseract finds the lines and reads them with Simplified and with Traditional Chinese models (both with English),
+ * keeping the reading it is more confident of; a neural line model then reads again the Simplified Chinese lines
+ * and the lines Tesseract is unsure of. The result has one line per text line, joined with "\n", trimmed at both ends; an image
  * without text gives an empty string, which is not an error.
  */
 namespace TextRecognizer {

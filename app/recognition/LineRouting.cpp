@@ -1,0 +1,154 @@
+#include "app/recognition/LineRouting.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <QFuture>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/NeuralLineRecognizer.h"
+#include "app/recognition/PunctuationWidth.h"
+
+namespace Tessary::LineRouting {
+
+namespace {
+
+/** Grey levels between ink and background; anti-aliased edges below this count as background. */
+constexpr int inkContrast = 48;
+
+int greyAt(const uchar *row, int x)
+{
+    return (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
+}
+
+bool hasHan(const QString &text)
+{
+    return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); });
+}
+
+/** The line model's reading of one line, with punctuation widths and word spaces settled; empty when it read nothing. */
+QString readAgain(const QImage &image, const PassLine &line, int background)
+{
+    const QRect area = inkBox(image, line.box, background);
+    if (area.isEmpty()) {
+        return {};
+    }
+    const QImage crop = image.copy(area);
+    const LineReading reading = NeuralLineRecognizer::read(crop);
+    if (reading.text.trimmed().isEmpty()) {
+        return {};
+    }
+    QString text = PunctuationWidth::settle(reading.text, reading.centres, crop, background);
+    // Settling keeps the length, so the centres still match.
+    text = restoreWordSpaces(text, reading.centres, area.left(), line);
+    return ChineseTextCleanup::removeSpacesBetweenCjk(text.trimmed());
+}
+
+} // namespace
+
+int backgroundGrey(const QImage &image)
+{
+    if (image.isNull()) {
+        return 255;
+    }
+    std::vector<int> border;
+    border.reserve(size_t(2 * (image.width() + image.height())));
+    const uchar *first = image.constScanLine(0);
+    const uchar *last = image.constScanLine(image.height() - 1);
+    for (int x = 0; x < image.width(); ++x) {
+        border.push_back(greyAt(first, x));
+        border.push_back(greyAt(last, x));
+    }
+    for (int y = 0; y < image.height(); ++y) {
+        border.push_back(greyAt(image.constScanLine(y), 0));
+        border.push_back(greyAt(image.constScanLine(y), image.width() - 1));
+    }
+    std::nth_element(border.begin(), border.begin() + long(border.size() / 2), border.end());
+    return border[border.size() / 2];
+}
+
+QRect inkBox(const QImage &image, const QRect &box, int background)
+{
+    const QRect area = box.intersected(image.rect());
+    int top = area.bottom() + 1, bottom = -1, left = area.right() + 1, right = -1;
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        const uchar *row = image.constScanLine(y);
+        for (int x = area.left(); x <= area.right(); ++x) {
+            if (std::abs(greyAt(row, x) - background) > inkContrast) {
+                top = std::min(top, y);
+                bottom = std::max(bottom, y);
+                left = std::min(left, x);
+                right = std::max(right, x);
+            }
+        }
+    }
+    QRect ink = bottom < 0 ? area : QRect(QPoint(left, top), QPoint(right, bottom));
+    const int margin = std::max(1, int(std::lround(0.1 * ink.height())));
+    return ink.adjusted(-margin, -margin, margin, margin).intersected(image.rect());
+}
+
+QString restoreWordSpaces(const QString &text, const QList<float> &centres, int cropLeft, const PassLine &line)
+{
+    if (centres.size() != text.size() || line.words.size() < 2) {
+        return text;
+    }
+    // A space is about a quarter of a Chinese character's cell; letters of one word stand much closer.
+    const double cell = line.box.height() / 0.9;
+    QString spaced = text;
+    for (qsizetype w = line.words.size() - 1; w > 0; --w) {
+        const int gapStart = line.words[w - 1].right() + 1;
+        const int gapEnd = line.words[w].left() - 1;
+        if (gapEnd - gapStart + 1 < 0.2 * cell) {
+            continue;
+        }
+        const double middle = (gapStart + gapEnd) / 2.0 - cropLeft;
+        qsizetype at = 0;
+        while (at < centres.size() && centres[at] < middle) {
+            ++at;
+        }
+        if (at > 0 && at < text.size() && !text.at(at - 1).isSpace() && !text.at(at).isSpace()) {
+            spaced.insert(at, u' ');
+        }
+    }
+    return spaced;
+}
+
+QStringList refinedLines(const QImage &image, const RecognitionPass &pass, bool traditional)
+{
+    QStringList lines;
+    QList<qsizetype> again;
+    for (qsizetype i = 0; i < pass.lines.size(); ++i) {
+        const PassLine &line = pass.lines[i];
+        lines.append(line.text);
+        if (line.confidence < unsureBelow || (!traditional && hasHan(line.text))) {
+            again.append(i);
+        }
+    }
+    if (again.isEmpty() || !NeuralLineRecognizer::isAvailable()) {
+        return lines;
+    }
+
+    const int background = backgroundGrey(image);
+    QStringList readings(again.size());
+    // Lines are independent: a second thread reads every other one.
+    auto readEverySecond = [&](qsizetype first) {
+        for (qsizetype k = first; k < again.size(); k += 2) {
+            readings[k] = readAgain(image, pass.lines[again[k]], background);
+        }
+    };
+    QFuture<void> second;
+    if (again.size() > 1) {
+        second = QtConcurrent::run([&] { readEverySecond(1); });
+    }
+    readEverySecond(0);
+    second.waitForFinished();
+    for (qsizetype k = 0; k < again.size(); ++k) {
+        if (!readings[k].isEmpty()) {
+            lines[again[k]] = readings[k];
+        }
+    }
+    return lines;
+}
+
+} // namespace Tessary::LineRouting

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QImage>
+#include <QStringList>
+
+#include "app/recognition/RecognitionPass.h"
+
+namespace Tessary {
+
+/**
+ * Second opinions on the lines of a Tesseract pass. Tesseract finds the lines and reads Latin text and
+ * Traditional Chinese well, but misreads much Simplified Chinese (and whole lines of it as Latin gibberish). Those
+ * lines, and every line Tesseract is unsure of, are read again by the neural line model from a tight crop.
+ */
+namespace LineRouting {
+
+/** Lines below this Tesseract confidence (0 to 100) are read again whatever their script. */
+constexpr float unsureBelow = 75;
+
+/**
+ * The pass's lines in order, each one either as Tesseract read it or as the line model read it. image is the
+ * RGB888 image the pass read. traditional tells that the pass used the Traditional Chinese models; the line model
+ * writes Simplified characters, so then only the lines Tesseract is unsure of are read again.
+ */
+QStringList refinedLines(const QImage &image, const RecognitionPass &pass, bool traditional);
+
+/** The median grey (0 to 255) of the image's border pixels: the screen's background. */
+int backgroundGrey(const QImage &image);
+
+/**
+ * The tight box of the ink inside box, with a margin of a tenth of its height on every side: the line model reads
+ * best from such crops.
+ */
+QRect inkBox(const QImage &image, const QRect &box, int background);
+
+/**
+ * Puts a space back into text wherever the pass found a gap between two words wide enough to be one. centres
+ * holds, for every UTF-16 unit of text, its x position relative to cropLeft.
+ */
+QString restoreWordSpaces(const QString &text, const QList<float> &centres, int cropLeft, const PassLine &line);
+
+} // namespace LineRouting
+
+} // namespace Tessary

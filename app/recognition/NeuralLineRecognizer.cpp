@@ -1,0 +1,241 @@
+#include "app/recognition/NeuralLineRecognizer.h"
+
+#include <algorithm>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include <opencv2/core.hpp>
+#include <opencv2/dnn.hpp>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QStringList>
+
+using namespace Qt::StringLiterals;
+
+namespace Tessary::NeuralLineRecognizer {
+
+namespace {
+
+constexpr int modelHeight = 48;
+constexpr auto modelFile = "ppocr-v4-rec.onnx";
+constexpr auto alphabetFile = "ppocr-keys-v1.txt";
+
+QString modelFolder()
+{
+    QStringList candidates;
+    const QString overridden = qEnvironmentVariable("TESSARY_LINE_MODEL_DIR");
+    if (!overridden.isEmpty()) {
+        candidates.append(overridden);
+    }
+    if (QCoreApplication::instance() != nullptr) {
+        candidates.append(QCoreApplication::applicationDirPath() + u"/../share/tessary/ocr"_s);
+    }
+#ifdef TESSARY_BUILD_LINE_MODEL_DIR
+    candidates.append(QString::fromUtf8(TESSARY_BUILD_LINE_MODEL_DIR));
+#endif
+#ifdef TESSARY_INSTALLED_LINE_MODEL_DIR
+    candidates.append(QString::fromUtf8(TESSARY_INSTALLED_LINE_MODEL_DIR));
+#endif
+    for (const QString &folder : candidates) {
+        const QDir dir(folder);
+        if (dir.exists(QString::fromLatin1(modelFile)) && dir.exists(QString::fromLatin1(alphabetFile))) {
+            return dir.absolutePath();
+        }
+    }
+    return {};
+}
+
+/** The model's output classes: 0 is the CTC blank, 1..n the alphabet's lines, n+1 a space. */
+struct Alphabet
+{
+    std::vector<QString> symbols;
+};
+
+class NetworkPool
+{
+public:
+    static NetworkPool &shared()
+    {
+        static NetworkPool pool;
+        return pool;
+    }
+
+    bool available()
+    {
+        std::call_once(m_located, [this] { locate(); });
+        return !m_folder.isEmpty();
+    }
+
+    const Alphabet &alphabet() const { return m_alphabet; }
+
+    std::unique_ptr<cv::dnn::Net> borrow()
+    {
+        if (!available()) {
+            return {};
+        }
+        {
+            std::lock_guard lock(m_mutex);
+            if (!m_idle.empty()) {
+                auto net = std::move(m_idle.back());
+                m_idle.pop_back();
+                return net;
+            }
+        }
+        try {
+            auto net = std::make_unique<cv::dnn::Net>(
+                cv::dnn::readNetFromONNX(QFile::encodeName(m_folder + u'/' + QString::fromLatin1(modelFile)).toStdString()));
+            if (net->empty()) {
+                return {};
+            }
+            net->setPreferableBackend(cv::dnn::DNN_BACKEND_OPENCV);
+            net->setPreferableTarget(cv::dnn::DNN_TARGET_CPU);
+            return net;
+        } catch (const cv::Exception &) {
+            return {};
+        }
+    }
+
+    void giveBack(std::unique_ptr<cv::dnn::Net> net)
+    {
+        std::lock_guard lock(m_mutex);
+        m_idle.push_back(std::move(net));
+    }
+
+private:
+    void locate()
+    {
+        const QString folder = modelFolder();
+        if (folder.isEmpty()) {
+            return;
+        }
+        QFile keys(folder + u'/' + QString::fromLatin1(alphabetFile));
+        if (!keys.open(QIODevice::ReadOnly)) {
+            return;
+        }
+        m_alphabet.symbols.push_back(QString()); // the blank
+        for (const QByteArray &line : keys.readAll().split('\n')) {
+            const QByteArray symbol = line.endsWith('\r') ? line.chopped(1) : line;
+            if (!symbol.isEmpty()) {
+                m_alphabet.symbols.push_back(QString::fromUtf8(symbol));
+            }
+        }
+        m_alphabet.symbols.push_back(u" "_s);
+        // Each network runs on the thread that borrowed it; parallelism comes from reading lines side by side.
+        cv::setNumThreads(1);
+        m_folder = folder;
+    }
+
+    std::once_flag m_located;
+    QString m_folder;
+    Alphabet m_alphabet;
+    std::mutex m_mutex;
+    std::vector<std::unique_ptr<cv::dnn::Net>> m_idle;
+};
+
+/** The crop scaled to the model's height, as a 1 × 3 × 48 × W blob of BGR planes normalised to [-1, 1]. */
+cv::Mat blobFrom(const QImage &crop)
+{
+    const int width = std::max(8, int(std::lround(double(crop.width()) * modelHeight / std::max(1, crop.height()))));
+    const QImage scaled =
+        crop.convertToFormat(QImage::Format_RGB888).scaled(width, modelHeight, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    const int sizes[] = {1, 3, modelHeight, width};
+    cv::Mat blob(4, sizes, CV_32F);
+    float *planes = blob.ptr<float>();
+    const size_t plane = size_t(modelHeight) * width;
+    for (int y = 0; y < modelHeight; ++y) {
+        const uchar *row = scaled.constScanLine(y);
+        for (int x = 0; x < width; ++x) {
+            const size_t at = size_t(y) * width + x;
+            // BGR order, as the model was trained.
+            planes[at] = float(row[3 * x + 2]) / 127.5f - 1.0f;
+            planes[plane + at] = float(row[3 * x + 1]) / 127.5f - 1.0f;
+            planes[2 * plane + at] = float(row[3 * x]) / 127.5f - 1.0f;
+        }
+    }
+    return blob;
+}
+
+} // namespace
+
+bool isAvailable()
+{
+    return NetworkPool::shared().available();
+}
+
+bool prepare(int count)
+{
+    NetworkPool &pool = NetworkPool::shared();
+    std::vector<std::unique_ptr<cv::dnn::Net>> nets;
+    for (int i = 0; i < count; ++i) {
+        auto net = pool.borrow();
+        if (!net) {
+            break;
+        }
+        nets.push_back(std::move(net));
+    }
+    const bool prepared = int(nets.size()) == count;
+    for (auto &net : nets) {
+        pool.giveBack(std::move(net));
+    }
+    return prepared;
+}
+
+LineReading read(const QImage &crop)
+{
+    LineReading reading;
+    if (crop.isNull() || crop.width() < 2 || crop.height() < 2) {
+        return reading;
+    }
+    NetworkPool &pool = NetworkPool::shared();
+    auto net = pool.borrow();
+    if (!net) {
+        return reading;
+    }
+    cv::Mat probabilities;
+    try {
+        net->setInput(blobFrom(crop));
+        probabilities = net->forward().clone();
+    } catch (const cv::Exception &) {
+        pool.giveBack(std::move(net));
+        return reading;
+    }
+    pool.giveBack(std::move(net));
+
+    // Output: 1 × steps × classes of softmax scores. Greedy CTC: best class per step, repeats and blanks dropped.
+    const auto &symbols = pool.alphabet().symbols;
+    const int steps = probabilities.size[1];
+    const int classes = probabilities.size[2];
+    // Every step covers 8 pixels of the scaled line; the crop was scaled by modelHeight / crop.height().
+    const double pixelsPerStep = 8.0 * crop.height() / modelHeight;
+    int previous = 0;
+    int runStart = 0;
+    double sum = 0;
+    for (int t = 0; t <= steps; ++t) {
+        int best = 0;
+        if (t < steps) {
+            const float *scores = probabilities.ptr<float>(0, t);
+            best = int(std::max_element(scores, scores + classes) - scores);
+            if (best != 0 && best != previous && best < int(symbols.size())) {
+                reading.text += symbols[size_t(best)];
+                reading.confidences.append(scores[best]);
+                sum += scores[best];
+            }
+        }
+        if (best != previous) {
+            if (previous != 0 && previous < int(symbols.size())) {
+                reading.centres.append(float((runStart + t) / 2.0 * pixelsPerStep));
+            }
+            runStart = t;
+        }
+        previous = best;
+    }
+    if (!reading.confidences.isEmpty()) {
+        reading.meanConfidence = float(sum / double(reading.confidences.size()));
+    }
+    return reading;
+}
+
+} // namespace Tessary::NeuralLineRecognizer
