@@ -11,11 +11,20 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QApplication>
+#include <QCheckBox>
+#include <QLabel>
+#include <QMainWindow>
+#include <QMessageBox>
+#include <QNetworkAccessManager>
+#include <QPushButton>
 #include <QTest>
+#include <QTimer>
 
 #include "app/TessaryPreferences.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/TessaryDefaultPrompt.h"
+#include "app/settings/TessarySettingsWindow.h"
 #include "app/sync/SyncLocation.h"
 #include "app/sync/TessaryCloudSettings.h"
 #include "appearance/NativeAppAppearance.h"
@@ -280,6 +289,11 @@ struct BadFile
     const char *argument;
 };
 
+void PrintTo(const BadFile &badFile, std::ostream *out)
+{
+    *out << badFile.name;
+}
+
 class TessaryCloudSettingsBadFileTest : public TessaryCloudSettingsTest, public ::testing::WithParamInterface<BadFile>
 {
 };
@@ -445,6 +459,28 @@ TEST_F(TessaryCloudSettingsTest, MissingUnwritableAndDeletedFoldersAreReportedAn
     EXPECT_EQ(m_preferences->aiModel(), u"restored"_s);
 }
 
+TEST_F(TessaryCloudSettingsTest, ChoosingAnotherFolderWhileOnMovesSyncThere)
+{
+    enable();
+    const QString other = m_dir.filePath(u"Nextcloud"_s);
+    Tessary::Test::deliver(other + u"/Tessary/config.json"_s, Tessary::Test::configuration({{u"aiModel"_s, u"in-other"_s}}));
+    m_preferences->setAiModel(u"last-in-first"_s);
+    m_answer = SyncConflictChoice::UseSynced;
+    m_cloud->setFolder(other);
+
+    EXPECT_EQ(m_defaults.string(u"tessary.syncFolder"_s), other);
+    EXPECT_TRUE(m_cloud->isEnabled());
+    EXPECT_EQ(m_prompts, 1);
+    EXPECT_TRUE(Tessary::Test::contents(file()).contains("last-in-first")) << "the first folder got the pending change";
+    EXPECT_EQ(m_preferences->aiModel(), u"in-other"_s);
+    // Only the new folder is watched now.
+    Tessary::Test::deliver(file(), Tessary::Test::configuration({{u"aiModel"_s, u"old-folder"_s}}));
+    Tessary::Test::deliver(other + u"/Tessary/config.json"_s, Tessary::Test::configuration({{u"aiModel"_s, u"new-folder"_s}}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_preferences->aiModel() == u"new-folder"; }, 10000));
+    QTest::qWait(300);
+    EXPECT_EQ(m_preferences->aiModel(), u"new-folder"_s);
+}
+
 TEST_F(TessaryCloudSettingsTest, SymlinkedFolderAndFileAreFollowedAndKept)
 {
     // ~/Sync is a link to where the sync tool really keeps the folder; a second installation uses the real path.
@@ -472,6 +508,67 @@ TEST_F(TessaryCloudSettingsTest, SymlinkedFolderAndFileAreFollowedAndKept)
     EXPECT_EQ(m_cloud->status(), u"已同步到 iCloud"_s);
     EXPECT_TRUE(QFileInfo(real + u"/Tessary/config.json"_s).isSymLink());
     EXPECT_TRUE(Tessary::Test::contents(target).contains("through-the-link"));
+}
+
+TEST_F(TessaryCloudSettingsTest, SettingsPaneSwitchesSyncThroughTheRealAlertAndShowsTheStatus)
+{
+    Tessary::Test::deliver(file(), Tessary::Test::configuration({{u"aiModel"_s, u"their-model"_s}}));
+    // The alert a user sees, not a scripted answer.
+    m_cloud = std::make_unique<TessaryCloudSettings>(*m_preferences, *m_appearance, m_defaults);
+    QNetworkAccessManager session;
+    TessarySettingsWindow settings(TessarySettingsWindow::General, *m_preferences, session);
+    settings.setCloudSettings(m_cloud.get());
+    settings.show();
+    auto *box = settings.window()->findChild<QCheckBox *>(u"iCloudSync"_s);
+    auto *status = settings.window()->findChild<QLabel *>(u"syncStatus"_s);
+    auto *folder = settings.window()->findChild<QLabel *>(u"syncFolder"_s);
+    ASSERT_TRUE(box && status && folder);
+    EXPECT_FALSE(box->isChecked());
+    EXPECT_EQ(status->text(), text(u"仅保存在本机"_s));
+    EXPECT_EQ(folder->toolTip(), syncFolder());
+
+    // Answers the alert once it is up; records what it said.
+    QString alertText;
+    const auto answer = [&](const QString &button) {
+        QTimer::singleShot(0, [&alertText, button] {
+            QTest::qWaitFor([] { return qobject_cast<QMessageBox *>(QApplication::activeModalWidget()) != nullptr; },
+                            10000);
+            auto *alert = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+            if (alert == nullptr) {
+                return;
+            }
+            alertText = alert->text();
+            if (button.isEmpty()) {
+                QTest::keyClick(alert, Qt::Key_Escape);
+            } else {
+                alert->findChild<QPushButton *>(button)->click();
+            }
+        });
+    };
+
+    answer(QString());
+    box->click();
+    EXPECT_EQ(alertText, text(u"iCloud 中已有 Tessary 配置"_s));
+    EXPECT_FALSE(box->isChecked()) << "cancelled: the switch shows that sync is off";
+    EXPECT_FALSE(m_cloud->isEnabled());
+
+    answer(u"useSynced"_s);
+    box->click();
+    EXPECT_TRUE(box->isChecked());
+    EXPECT_EQ(m_preferences->aiModel(), u"their-model"_s);
+    EXPECT_EQ(status->text(), text(u"已启用 iCloud 同步"_s));
+
+    // The status follows the interface language, and failures show in the pane too.
+    m_preferences->setLanguage(u"en"_s);
+    EXPECT_EQ(status->text(), tessaryLocalized(u"已启用 iCloud 同步"_s, u"en"_s));
+    Tessary::Test::writeFile(file(u"config.sync-conflict-20261123-101500-ABCDEFG.json"_s), "{}");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return status->text().endsWith(tessaryLocalized(
+                                          u"iCloud 配置存在冲突版本，请在访达中处理后重新加载。"_s, u"en"_s)); },
+                                10000))
+        << status->text().toStdString();
+    box->click();
+    EXPECT_FALSE(box->isChecked());
+    EXPECT_EQ(status->text(), tessaryLocalized(u"仅保存在本机"_s, u"en"_s));
 }
 
 } // namespace
