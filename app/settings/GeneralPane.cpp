@@ -194,6 +194,9 @@ void GeneralPane::addSyncRows(QWidget *section, QVBoxLayout *rows)
     rows->addWidget(caption);
 
     const auto showState = [this, enabled, folder, status] {
+        if (!m_cloud) {
+            return;
+        }
         const QSignalBlocker blocker(enabled);
         enabled->setChecked(m_cloud->isEnabled());
         const QString path = QDir::toNativeSeparators(m_cloud->folder());
@@ -207,7 +210,9 @@ void GeneralPane::addSyncRows(QWidget *section, QVBoxLayout *rows)
     connect(m_cloud, &TessaryCloudSettings::statusChanged, this, showState);
     connect(m_cloud, &TessaryCloudSettings::folderChanged, this, showState);
     connect(enabled, &QCheckBox::toggled, this, [this, showState](bool on) {
-        m_cloud->setEnabled(on);
+        if (m_cloud) {
+            m_cloud->setEnabled(on);
+        }
         // Switching on can be refused or cancelled: the box shows what is, not what was asked.
         showState();
     });
@@ -216,6 +221,9 @@ void GeneralPane::addSyncRows(QWidget *section, QVBoxLayout *rows)
 
 void GeneralPane::chooseSyncFolder()
 {
+    if (!m_cloud) {
+        return;
+    }
     const QString chosen =
         QFileDialog::getExistingDirectory(this, m_texts.text(u"选择同步文件夹"_s), m_cloud->folder());
     if (!chosen.isEmpty() && m_cloud) {

@@ -28,7 +28,8 @@ namespace Tessary {
 
 namespace {
 
-constexpr QSize contentSize(620, 560);
+// Tall enough for the general pane in English, the longest of the three languages, sync rows included.
+constexpr QSize contentSize(620, 600);
 
 struct TabInfo
 {
