@@ -60,6 +60,13 @@ QString describe(const ConfigurationDecodeError &error, const QString &language)
     return QString();
 }
 
+QString folderNotCreated(const QString &folder, const QString &language)
+{
+    // A file in the way can leave EEXIST, which says nothing useful.
+    const int error = errno == 0 || errno == EEXIST ? ENOTDIR : errno;
+    return describe(SecureConfigurationError::system(u"create"_s, folder, error), language);
+}
+
 QString missingFolder(const QString &folder, const QString &language)
 {
     return formatLocalized(u"找不到同步文件夹“%@”。"_s, QDir::toNativeSeparators(folder), language);

@@ -17,6 +17,8 @@ namespace SyncErrorText {
 
 QString describe(const SecureConfigurationError &error, const QString &language);
 QString describe(const ConfigurationDecodeError &error, const QString &language);
+/** A folder could not be created; the reason is taken from errno, where QDir::mkpath() leaves it. */
+QString folderNotCreated(const QString &folder, const QString &language);
 /** The sync folder itself is missing. */
 QString missingFolder(const QString &folder, const QString &language);
 

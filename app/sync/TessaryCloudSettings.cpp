@@ -1,7 +1,5 @@
 #include "app/sync/TessaryCloudSettings.h"
 
-#include <cerrno>
-
 #include <QApplication>
 #include <QDir>
 #include <QFileInfo>
@@ -27,17 +25,9 @@ namespace {
 constexpr std::chrono::milliseconds saveDelay {350};
 
 const auto statusLocalOnly = u"仅保存在本机"_s;
-const auto statusEnabled = u"已启用 iCloud 同步"_s;
 const auto statusLoaded = u"已从 iCloud 同步"_s;
 const auto statusWaiting = u"等待 iCloud 配置下载；不会覆盖云端文件。"_s;
 const auto statusSaved = u"已同步到 iCloud"_s;
-
-/** mkpath() leaves the reason in errno; a file in the way can leave EEXIST, which says nothing useful. */
-SecureConfigurationError folderNotCreated(const QString &folder)
-{
-    const int error = errno == 0 || errno == EEXIST ? ENOTDIR : errno;
-    return SecureConfigurationError::system(u"create"_s, folder, error);
-}
 
 } // namespace
 
@@ -91,105 +81,6 @@ void TessaryCloudSettings::setConflictPrompt(ConflictPrompt prompt)
     m_conflictPrompt = std::move(prompt);
 }
 
-void TessaryCloudSettings::setEnabled(bool enabled)
-{
-    if (enabled == m_enabled) {
-        return;
-    }
-    if (enabled) {
-        switchOn();
-    } else {
-        switchOff();
-    }
-}
-
-void TessaryCloudSettings::setFolder(const QString &folder)
-{
-    const QString cleaned = QDir::cleanPath(QFileInfo(folder).absoluteFilePath());
-    if (cleaned == this->folder() && m_defaults.contains(QString::fromLatin1(SyncLocation::folderKey))) {
-        return;
-    }
-    const bool wasOn = m_enabled;
-    if (wasOn) {
-        switchOff();
-    }
-    m_defaults.setString(QString::fromLatin1(SyncLocation::folderKey), cleaned);
-    Q_EMIT folderChanged(cleaned);
-    if (wasOn) {
-        switchOn();
-    }
-}
-
-void TessaryCloudSettings::switchOn()
-{
-    const SyncLocation where = location();
-    if (!where.folderExists()) {
-        setStatus(tessaryLocalized(u"未找到 iCloud Drive，请先在系统设置中开启。"_s, language()), true);
-        return;
-    }
-    const auto fail = [this](const QString &description) {
-        m_repository.reset();
-        setStatus(tessaryFormat(tessaryLocalized(u"iCloud 配置不可用：%@"_s, language()), description), true);
-    };
-    if (!QDir().mkpath(where.configurationFolder())) {
-        return fail(SyncErrorText::describe(folderNotCreated(where.configurationFolder()), language()));
-    }
-    m_repository = std::make_unique<SecureConfigurationRepository>(where.configurationFile());
-    if (where.configurationFileExists()) {
-        const auto bytes = m_repository->read();
-        if (!bytes) {
-            return fail(SyncErrorText::describe(bytes.error(), language()));
-        }
-        const auto synced = Configuration::decode(*bytes);
-        if (!synced) {
-            return fail(SyncErrorText::describe(synced.error(), language()));
-        }
-        if (!(*synced == current())) {
-            switch (m_conflictPrompt()) {
-            case SyncConflictChoice::UseSynced:
-                apply(*synced);
-                break;
-            case SyncConflictChoice::ReplaceSynced:
-                if (const auto replaced = m_repository->replace(current().encoded(), SyncLocation::newBackupPath());
-                    !replaced) {
-                    return fail(SyncErrorText::describe(replaced.error(), language()));
-                }
-                break;
-            case SyncConflictChoice::Cancel:
-                m_repository.reset();
-                return;
-            }
-        }
-    } else if (where.onlyPlaceholderExists()) {
-        // The file exists elsewhere and is on its way: a fresh upload now would overwrite it.
-        return fail(SyncErrorText::describe(SecureConfigurationError::of(SecureConfigurationError::Code::Unavailable),
-                                            language()));
-    } else if (const auto written = m_repository->write(current().encoded()); !written) {
-        return fail(SyncErrorText::describe(written.error(), language()));
-    }
-    m_unsaved = false;
-    setEnabledValue(true);
-    setStatus(statusEnabled);
-    startMonitoring();
-}
-
-void TessaryCloudSettings::switchOff()
-{
-    // The last change is written while sync is still on.
-    flushPendingSave();
-    stopMonitoring();
-    m_repository.reset();
-    setEnabledValue(false);
-    setStatus(statusLocalOnly);
-}
-
-void TessaryCloudSettings::setEnabledValue(bool enabled)
-{
-    m_enabled = enabled;
-    m_defaults.setBoolean(QString::fromLatin1(enabledKey), enabled);
-    Q_EMIT enabledChanged(enabled);
-}
-
 void TessaryCloudSettings::startIfEnabled()
 {
     if (!m_enabled) {
@@ -197,7 +88,7 @@ void TessaryCloudSettings::startIfEnabled()
     }
     QString failure;
     if (!openConfiguration(&failure)) {
-        setStatus(tessaryFormat(tessaryLocalized(u"iCloud 配置暂不可用：%@"_s, language()), failure), true);
+        reportLocalized(u"iCloud 配置暂不可用：%@"_s, failure);
     }
     // Watched even after a failure: the folder coming back, the file arriving or a conflict being settled is the
     // next chance to open it.
@@ -214,7 +105,7 @@ bool TessaryCloudSettings::openConfiguration(QString *failure)
     }
     if (!QDir().mkpath(where.configurationFolder())) {
         m_repository.reset();
-        *failure = SyncErrorText::describe(folderNotCreated(where.configurationFolder()), language());
+        *failure = SyncErrorText::folderNotCreated(where.configurationFolder(), language());
         return false;
     }
     m_repository = std::make_unique<SecureConfigurationRepository>(where.configurationFile());
@@ -268,15 +159,13 @@ void TessaryCloudSettings::reload()
     if (!m_repository) {
         QString failure;
         if (!openConfiguration(&failure)) {
-            setStatus(tessaryFormat(tessaryLocalized(u"iCloud 配置暂不可用：%@"_s, language()), failure), true);
+            reportLocalized(u"iCloud 配置暂不可用：%@"_s, failure);
         }
         return;
     }
     const auto bytes = SecureConfigurationRepository::readData(m_repository->path());
     if (!bytes) {
-        setStatus(tessaryFormat(tessaryLocalized(u"iCloud 配置暂不可用：%@"_s, language()),
-                                SyncErrorText::describe(bytes.error(), language())),
-                  true);
+        reportLocalized(u"iCloud 配置暂不可用：%@"_s, SyncErrorText::describe(bytes.error(), language()));
         return;
     }
     if (m_repository->isCurrent(*bytes)) {
@@ -291,15 +180,11 @@ void TessaryCloudSettings::reload()
     }
     const auto synced = Configuration::decode(*bytes);
     if (!synced) {
-        setStatus(tessaryFormat(tessaryLocalized(u"iCloud 配置暂不可用：%@"_s, language()),
-                                SyncErrorText::describe(synced.error(), language())),
-                  true);
+        reportLocalized(u"iCloud 配置暂不可用：%@"_s, SyncErrorText::describe(synced.error(), language()));
         return;
     }
     if (const auto adopted = m_repository->adopt(*bytes); !adopted) {
-        setStatus(tessaryFormat(tessaryLocalized(u"iCloud 配置暂不可用：%@"_s, language()),
-                                SyncErrorText::describe(adopted.error(), language())),
-                  true);
+        reportLocalized(u"iCloud 配置暂不可用：%@"_s, SyncErrorText::describe(adopted.error(), language()));
         return;
     }
     apply(*synced);
@@ -337,9 +222,7 @@ void TessaryCloudSettings::persist()
         m_unsaved = true;
         const SyncLocation where = location();
         if (!where.folderExists()) {
-            setStatus(tessaryFormat(tessaryLocalized(u"iCloud 保存失败：%@"_s, language()),
-                                    SyncErrorText::missingFolder(where.folder(), language())),
-                      true);
+            reportLocalized(u"iCloud 保存失败：%@"_s, SyncErrorText::missingFolder(where.folder(), language()));
         } else {
             setStatus(statusWaiting);
         }
@@ -347,9 +230,7 @@ void TessaryCloudSettings::persist()
     }
     if (const auto written = m_repository->write(current().encoded()); !written) {
         m_unsaved = true;
-        setStatus(tessaryFormat(tessaryLocalized(u"iCloud 保存失败：%@"_s, language()),
-                                SyncErrorText::describe(written.error(), language())),
-                  true);
+        reportLocalized(u"iCloud 保存失败：%@"_s, SyncErrorText::describe(written.error(), language()));
         return;
     }
     m_unsaved = false;
@@ -399,6 +280,11 @@ SyncLocation TessaryCloudSettings::location() const
 QString TessaryCloudSettings::language() const
 {
     return m_preferences.language();
+}
+
+void TessaryCloudSettings::reportLocalized(const QString &formatKey, const QString &description)
+{
+    setStatus(tessaryFormat(tessaryLocalized(formatKey, language()), description), true);
 }
 
 void TessaryCloudSettings::setStatus(const QString &status, bool failure)

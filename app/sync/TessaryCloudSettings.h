@@ -92,6 +92,8 @@ private:
     SyncLocation location() const;
     QString language() const;
     void setStatus(const QString &status, bool failure = false);
+    /** A failure status: the localised format filled with the description. */
+    void reportLocalized(const QString &formatKey, const QString &description);
     void setEnabledValue(bool enabled);
 
     TessaryPreferences &m_preferences;

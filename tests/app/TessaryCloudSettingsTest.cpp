@@ -531,7 +531,7 @@ TEST_F(TessaryCloudSettingsTest, SettingsPaneSwitchesSyncThroughTheRealAlertAndS
     QString alertText;
     const auto answer = [&](const QString &button) {
         QTimer::singleShot(0, [&alertText, button] {
-            QTest::qWaitFor([] { return qobject_cast<QMessageBox *>(QApplication::activeModalWidget()) != nullptr; },
+            (void)QTest::qWaitFor([] { return qobject_cast<QMessageBox *>(QApplication::activeModalWidget()) != nullptr; },
                             10000);
             auto *alert = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
             if (alert == nullptr) {
