@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QJsonValue>
 
+#include "app/JsonText.h"
 #include "app/KeyTables.h"
 
 using namespace Qt::StringLiterals;
@@ -26,47 +27,6 @@ std::optional<quint32> unsigned32(const QJsonValue &value)
         return std::nullopt;
     }
     return static_cast<quint32>(number);
-}
-
-QByteArray jsonString(const QString &text)
-{
-    QByteArray out = "\"";
-    for (const char32_t c : text.toStdU32String()) {
-        switch (c) {
-        case U'"':
-            out += "\\\"";
-            break;
-        case U'\\':
-            out += "\\\\";
-            break;
-        case U'/':
-            out += "\\/";
-            break;
-        case U'\n':
-            out += "\\n";
-            break;
-        case U'\r':
-            out += "\\r";
-            break;
-        case U'\t':
-            out += "\\t";
-            break;
-        case U'\b':
-            out += "\\b";
-            break;
-        case U'\f':
-            out += "\\f";
-            break;
-        default:
-            if (c < 0x20) {
-                out += "\\u" + QByteArray::number(static_cast<uint>(c), 16).rightJustified(4, '0');
-            } else {
-                out += QString::fromUcs4(&c, 1).toUtf8();
-            }
-        }
-    }
-    out += '"';
-    return out;
 }
 
 } // namespace
@@ -90,7 +50,7 @@ QString CapturedShortcut::title() const
 QByteArray CapturedShortcut::encodedJson() const
 {
     return "{\"keyCode\":" + QByteArray::number(keyCode) + ",\"modifiers\":" + QByteArray::number(modifiers) +
-           ",\"label\":" + jsonString(label) + "}";
+           ",\"label\":" + JsonText::quoted(label) + "}";
 }
 
 std::optional<CapturedShortcut> CapturedShortcut::decodeJson(const QByteArray &json)

@@ -12,12 +12,15 @@
 #include "app/AICommandLine.h"
 #include "app/KeyTables.h"
 #include "app/OcrCommandLine.h"
+#include "app/TessaryIcon.h"
 #include "app/TessaryPreferences.h"
 #include "app/TessaryToast.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/TextRecognizer.h"
 #include "core/TlsTrust.h"
 #include "app/settings/TessarySettingsWindow.h"
+#include "app/sync/TessaryCloudSettings.h"
+#include "appearance/NativeAppAppearance.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/clipboard/Clipboard.h"
 #include "platform/hotkey/HotKeyBackend.h"
@@ -87,10 +90,16 @@ TessaryApp::TessaryApp(QStringList arguments, UserDefaults &defaults, QObject *p
     , m_clipboard(createClipboard(detectSessionType()))
     , m_toast(std::make_unique<TessaryToast>(defaults))
     , m_preferences(std::make_unique<TessaryPreferences>(defaults))
+    , m_appearance(std::make_unique<NativeAppAppearance>(NativeAccentPalette::Violet, u"tessary.accentPalette"_s,
+                                                         defaults, &TessaryIcon::image))
 {
 }
 
-TessaryApp::~TessaryApp() = default;
+TessaryApp::~TessaryApp()
+{
+    // The sync refers to the preferences and the appearance: it goes first.
+    m_cloud.reset();
+}
 
 void TessaryApp::applicationDidFinishLaunching()
 {
@@ -105,19 +114,29 @@ void TessaryApp::applicationDidFinishLaunching()
     m_defaults.registerDefaults({{QString::fromLatin1(automaticUpdateChecksKey), true}});
     // 3.
     applyApplicationIcon();
-    // 4. The configuration sync arrives with issue #9; until then a configuration change needs no follow-up.
-    // 5.
+    // 4. Every change of a synced preference, and of the palette, which the preferences do not hold, is saved.
     QPointer<TessaryApp> self(this);
+    m_preferences->onConfigurationChange = [self] {
+        if (self) {
+            self->cloud().save();
+        }
+    };
+    connect(m_appearance.get(), &NativeAppAppearance::selectionChanged, this, [this] { cloud().save(); });
+    // 5.
     m_preferences->onLanguageChange = [self] {
         if (self) {
             self->localizeMenus();
         }
     };
-    // 6. (configuration sync, issue #9)
+    // 6.
+    cloud().startIfEnabled();
+    // The session manager asks for unsaved work before a logout; the pending save is that.
+    connect(qApp, &QGuiApplication::commitDataRequest, this, [this] { cloud().flushPendingSave(); });
     // 7.
     m_preferences->applyColorMode();
     // 8.
     m_settingsWindow = std::make_unique<TessarySettingsWindow>(initialSettingsTab(), *m_preferences, *m_session);
+    m_settingsWindow->setCloudSettings(&cloud());
     // 9.
     m_preferences->onVisibilityChange = [self] {
         if (self) {
@@ -160,7 +179,7 @@ void TessaryApp::applicationDidFinishLaunching()
 
 void TessaryApp::applicationWillTerminate()
 {
-    // A pending configuration save is written here once the sync exists (issue #9).
+    cloud().flushPendingSave();
     abandonCapture();
     if (m_hotKey != nullptr && m_hotKeyRegistered) {
         m_hotKey->unregisterShortcut();
@@ -303,6 +322,14 @@ int TessaryApp::initialSettingsTab() const
 TessaryPreferences &TessaryApp::preferences() const
 {
     return *m_preferences;
+}
+
+TessaryCloudSettings &TessaryApp::cloud()
+{
+    if (!m_cloud) {
+        m_cloud = std::make_unique<TessaryCloudSettings>(*m_preferences, *m_appearance, m_defaults);
+    }
+    return *m_cloud;
 }
 
 TessarySettingsWindow *TessaryApp::settingsWindow() const

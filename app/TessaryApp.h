@@ -22,6 +22,8 @@ namespace Tessary {
 
 class Clipboard;
 class HotKeyBackend;
+class NativeAppAppearance;
+class TessaryCloudSettings;
 class TessaryPreferences;
 class TessarySettingsWindow;
 class TessaryToast;
@@ -76,6 +78,8 @@ public:
     void beginCapture(bool polish);
 
     TessaryPreferences &preferences() const;
+    /** The configuration sync, created on first use. */
+    TessaryCloudSettings &cloud();
     TessarySettingsWindow *settingsWindow() const;
     QString currentStatus() const;
     QSystemTrayIcon *statusItem() const;
@@ -121,6 +125,8 @@ private:
     std::unique_ptr<Clipboard> m_clipboard;
     std::unique_ptr<TessaryToast> m_toast;
     std::unique_ptr<TessaryPreferences> m_preferences;
+    std::unique_ptr<NativeAppAppearance> m_appearance;
+    std::unique_ptr<TessaryCloudSettings> m_cloud;
     std::unique_ptr<TessarySettingsWindow> m_settingsWindow;
 };
 

@@ -72,16 +72,21 @@ QString temporaryPath(const QFileInfo &target)
 
 Result<std::optional<QByteArray>, SecureConfigurationError> read(const QString &path, qint64 limit)
 {
-    const Descriptor file(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC));
+    // Non-blocking, so that a FIFO put in the file's place cannot hang us; it is refused below like any other
+    // file that is not a regular one.
+    const Descriptor file(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (file.get() < 0) {
         if (errno == ENOENT) {
             return std::optional<QByteArray>();
         }
-        return unexpected(SecureConfigurationError::system(u"open "_s + path, errno));
+        return unexpected(SecureConfigurationError::system(u"open"_s, path, errno));
     }
     struct stat status {};
     if (::fstat(file.get(), &status) != 0) {
-        return unexpected(SecureConfigurationError::system(u"stat "_s + path, errno));
+        return unexpected(SecureConfigurationError::system(u"stat"_s, path, errno));
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return unexpected(SecureConfigurationError::system(u"read"_s, path, S_ISDIR(status.st_mode) ? EISDIR : EINVAL));
     }
     if (status.st_size > limit) {
         return unexpected(SecureConfigurationError::of(SecureConfigurationError::Code::TooLarge));
@@ -95,7 +100,7 @@ Result<std::optional<QByteArray>, SecureConfigurationError> read(const QString &
             continue;
         }
         if (count < 0) {
-            return unexpected(SecureConfigurationError::system(u"read "_s + path, errno));
+            return unexpected(SecureConfigurationError::system(u"read"_s, path, errno));
         }
         if (count == 0) {
             break;
@@ -123,23 +128,23 @@ Result<void, SecureConfigurationError> write(const QString &path, const QByteArr
     }
     Descriptor file(::open(temporaryName.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (file.get() < 0) {
-        return unexpected(SecureConfigurationError::system(u"create "_s + temporary, errno));
+        return unexpected(SecureConfigurationError::system(u"create a file in"_s, target.absolutePath(), errno));
     }
     // fchmod, because the mode given to open() passes through the umask.
     if (!writeAll(file.get(), data) || ::fchmod(file.get(), mode) != 0 || ::fsync(file.get()) != 0 || !file.close()) {
         const int error = errno;
         ::unlink(temporaryName.constData());
-        return unexpected(SecureConfigurationError::system(u"write "_s + temporary, error));
+        return unexpected(SecureConfigurationError::system(u"write"_s, target.absoluteFilePath(), error));
     }
     if (::rename(temporaryName.constData(), targetName.constData()) != 0) {
         const int error = errno;
         ::unlink(temporaryName.constData());
-        return unexpected(SecureConfigurationError::system(u"replace "_s + path, error));
+        return unexpected(SecureConfigurationError::system(u"replace"_s, path, error));
     }
     // The rename must reach the disk too, or a power cut could bring the old file back after we reported success.
     const Descriptor folder(::open(QFile::encodeName(target.absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder.get() < 0 || ::fsync(folder.get()) != 0) {
-        return unexpected(SecureConfigurationError::system(u"flush "_s + target.absolutePath(), errno));
+        return unexpected(SecureConfigurationError::system(u"flush"_s, target.absolutePath(), errno));
     }
     return {};
 }
@@ -148,14 +153,14 @@ Result<void, SecureConfigurationError> copy(const QString &from, const QString &
 {
     const QString folder = QFileInfo(to).absolutePath();
     if (!QDir().mkpath(folder)) {
-        return unexpected(SecureConfigurationError::system(u"create "_s + folder, errno));
+        return unexpected(SecureConfigurationError::system(u"create"_s, folder, errno));
     }
     auto data = read(from, std::numeric_limits<qint64>::max() - 1);
     if (!data) {
         return unexpected(data.error());
     }
     if (!data->has_value()) {
-        return unexpected(SecureConfigurationError::system(u"open "_s + from, ENOENT));
+        return unexpected(SecureConfigurationError::system(u"open"_s, from, ENOENT));
     }
     return write(to, **data);
 }

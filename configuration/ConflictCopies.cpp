@@ -10,10 +10,8 @@ using namespace Qt::StringLiterals;
 
 namespace Tessary::ConflictCopies {
 
-namespace {
-
-/** One expression for all the tools' names; the tools put their marker between stem and extension. */
-QRegularExpression conflictCopyExpression(const QString &fileName)
+// One expression for all the tools' names; the tools put their marker between stem and extension.
+QRegularExpression expression(const QString &fileName)
 {
     const QFileInfo file(fileName);
     const QString stem = QRegularExpression::escape(file.completeBaseName());
@@ -29,18 +27,16 @@ QRegularExpression conflictCopyExpression(const QString &fileName)
                               QRegularExpression::CaseInsensitiveOption);
 }
 
-} // namespace
-
 bool isConflictCopy(const QString &name, const QString &fileName)
 {
-    return conflictCopyExpression(fileName).match(name).hasMatch();
+    return expression(fileName).match(name).hasMatch();
 }
 
 bool exist(const QString &folder, const QString &fileName)
 {
-    const QRegularExpression expression = conflictCopyExpression(fileName);
+    const QRegularExpression copy = expression(fileName);
     const QStringList names = QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::System);
-    return std::ranges::any_of(names, [&](const QString &name) { return expression.match(name).hasMatch(); });
+    return std::ranges::any_of(names, [&](const QString &name) { return copy.match(name).hasMatch(); });
 }
 
 } // namespace Tessary::ConflictCopies

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QRegularExpression>
 #include <QString>
 
 namespace Tessary {
@@ -17,6 +18,9 @@ namespace ConflictCopies {
  * Dropbox "config (Laptop's conflicted copy 2024-01-01).json", optionally numbered "… 2024-01-01) (1).json".
  */
 bool isConflictCopy(const QString &name, const QString &fileName);
+
+/** Matches exactly the names isConflictCopy() accepts; for callers that test many names. */
+QRegularExpression expression(const QString &fileName);
 
 /** True when the folder holds a conflict copy of fileName. */
 bool exist(const QString &folder, const QString &fileName);

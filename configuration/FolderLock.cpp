@@ -25,7 +25,7 @@ Result<FolderLock, SecureConfigurationError> FolderLock::acquire(const QString &
     // Close-on-exec: a helper started while we hold the lock must not keep it.
     const int descriptor = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0) {
-        return unexpected(SecureConfigurationError::system(u"open "_s + folder, errno));
+        return unexpected(SecureConfigurationError::system(u"open"_s, folder, errno));
     }
     QElapsedTimer timer;
     timer.start();
@@ -33,7 +33,7 @@ Result<FolderLock, SecureConfigurationError> FolderLock::acquire(const QString &
         if (errno != EWOULDBLOCK && errno != EINTR) {
             const int error = errno;
             ::close(descriptor);
-            return unexpected(SecureConfigurationError::system(u"lock "_s + folder, error));
+            return unexpected(SecureConfigurationError::system(u"lock"_s, folder, error));
         }
         if (std::chrono::milliseconds(timer.elapsed()) >= timeout) {
             ::close(descriptor);

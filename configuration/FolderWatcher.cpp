@@ -11,6 +11,8 @@
 #include <QLoggingCategory>
 #include <QSocketNotifier>
 
+#include "configuration/ConflictCopies.h"
+
 namespace Tessary {
 
 namespace {
@@ -39,6 +41,7 @@ QString nearestExistingAncestor(const QString &folder)
 FolderWatcher::FolderWatcher(const QString &filePath, std::function<void()> onChange)
     : m_folder(QFileInfo(filePath).absolutePath())
     , m_fileName(QFile::encodeName(QFileInfo(filePath).fileName()))
+    , m_conflictCopy(ConflictCopies::expression(QFileInfo(filePath).fileName()))
     , m_onChange(std::move(onChange))
 {
 }
@@ -142,7 +145,9 @@ void FolderWatcher::handle(const inotify_event &event)
 
 void FolderWatcher::handleInFolder(const inotify_event &event)
 {
-    const bool ours = event.len > 0 && std::strcmp(event.name, m_fileName.constData()) == 0;
+    const bool ours = event.len > 0
+        && (std::strcmp(event.name, m_fileName.constData()) == 0
+            || m_conflictCopy.match(QFile::decodeName(event.name)).hasMatch());
     if (event.mask & IN_MOVED_FROM) {
         if (ours) {
             if (m_reportedMoves.size() >= rememberedMoves) {

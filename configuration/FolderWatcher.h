@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QObject>
+#include <QRegularExpression>
 #include <QString>
 
 class QSocketNotifier;
@@ -16,7 +17,8 @@ namespace Tessary {
 /**
  * inotify on the folder of one file, calling onChange once for each event that concerns that file: written and
  * closed, created, deleted, attributes changed, renamed away or renamed onto (a move counts once even when both of
- * its names are the file's). When the folder does not exist, or is deleted or moved away, the nearest existing
+ * its names are the file's). A sync tool's conflict copy of the file (see ConflictCopies) belongs to the file: its
+ * coming and going are changes of the file, because they decide whether the file may be read. When the folder does not exist, or is deleted or moved away, the nearest existing
  * ancestor is watched until the folder is back; the folder going away and coming back count as changes, and so
  * does a lost event queue (IN_Q_OVERFLOW).
  *
@@ -41,6 +43,7 @@ private:
 
     QString m_folder;
     QByteArray m_fileName;
+    QRegularExpression m_conflictCopy;
     std::function<void()> m_onChange;
     int m_inotify = -1;
     int m_watch = -1;

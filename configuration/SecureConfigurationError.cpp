@@ -23,9 +23,11 @@ SecureConfigurationError SecureConfigurationError::of(Code code)
     return {Code::System, QString()};
 }
 
-SecureConfigurationError SecureConfigurationError::system(const QString &what, int errorNumber)
+SecureConfigurationError SecureConfigurationError::system(const QString &operation, const QString &path,
+                                                          int errorNumber)
 {
-    return {Code::System, what + u": "_s + QString::fromLocal8Bit(std::strerror(errorNumber)), errorNumber};
+    return {Code::System, operation + u' ' + path + u": "_s + QString::fromLocal8Bit(std::strerror(errorNumber)),
+            errorNumber, path};
 }
 
 } // namespace Tessary

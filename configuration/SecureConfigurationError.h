@@ -26,13 +26,18 @@ struct SecureConfigurationError
     static constexpr auto domain = "Tessary.SecureConfigurationError";
 
     static SecureConfigurationError of(Code code);
-    /** A failed system call: the description reads "what: the system's reason". */
-    static SecureConfigurationError system(const QString &what, int errorNumber);
+    /**
+     * A failed system call on path: the description reads "operation path: the system's reason". An application
+     * that words the failure itself uses errorNumber and path.
+     */
+    static SecureConfigurationError system(const QString &operation, const QString &path, int errorNumber);
 
     Code code = Code::System;
     QString description;
     /** errno of a System error, 0 otherwise. */
     int errorNumber = 0;
+    /** The file or folder a System error concerns; empty otherwise. */
+    QString path;
 };
 
 } // namespace Tessary

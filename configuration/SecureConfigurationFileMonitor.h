@@ -15,7 +15,8 @@ class FolderWatcher;
  * Tells its owner whenever one file changes, whoever changed it: a write, an atomic replace (a rename onto its
  * name), a rename away, deletion, creation, a change of permissions, the folder disappearing or coming back, and
  * lost events. It watches the containing folder, so it keeps working when the file is replaced or does not exist
- * yet. Changes to other files in the folder are ignored. Our own writes are reported too.
+ * yet. A sync tool's conflict copy of the file appearing or going away is a change of the file too (it decides
+ * whether the file may be read). Changes to other files in the folder are ignored. Our own writes are reported too.
  *
  * onChange runs on the monitor's own thread, named "md.velmor.mac-configuration-monitor", one call at a time, once
  * per event that concerns the file: nothing is debounced or merged. The owner moves work to its own thread.

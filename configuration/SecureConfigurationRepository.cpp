@@ -70,7 +70,7 @@ Result<QByteArray, SecureConfigurationError> SecureConfigurationRepository::read
         return unexpected(data.error());
     }
     if (!data->has_value()) {
-        return unexpected(SecureConfigurationError::system(u"open "_s + file.absoluteFilePath(), ENOENT));
+        return unexpected(SecureConfigurationError::system(u"open"_s, file.absoluteFilePath(), ENOENT));
     }
     return std::move(**data);
 }
@@ -101,6 +101,10 @@ Result<void, SecureConfigurationError> SecureConfigurationRepository::write(cons
     const auto lock = lockForWriting();
     if (!lock) {
         return unexpected(lock.error());
+    }
+    // While a conflict copy waits for the user, another write would only add a third version to choose from.
+    if (ConflictCopies::exist(folderOf(m_path), QFileInfo(m_path).fileName())) {
+        return failure(Code::Conflict);
     }
     const auto unchanged = fileHoldsBaseline();
     if (!unchanged) {
@@ -139,7 +143,7 @@ Result<FolderLock, SecureConfigurationError> SecureConfigurationRepository::lock
 {
     const QString folder = folderOf(m_path);
     if (!QDir().mkpath(folder)) {
-        return unexpected(SecureConfigurationError::system(u"create "_s + folder, errno));
+        return unexpected(SecureConfigurationError::system(u"create"_s, folder, errno));
     }
     auto lock = FolderLock::acquire(folder, m_lockTimeout);
     if (lock) {

@@ -20,7 +20,8 @@ namespace Tessary {
  * - Every access holds the folder's lock (see FolderLock), so cooperating processes never see each other's
  *   half-done work; when the lock stays taken past the time-out the access fails with Unavailable.
  * - Files and data over sizeLimit bytes are refused with TooLarge.
- * - Nothing is read while a sync tool's conflict copy of the file lies beside it (Conflict).
+ * - Nothing is read, and write() writes nothing, while a sync tool's conflict copy of the file lies beside it
+ *   (Conflict): the user settles the conflict first. replace() is the user's explicit choice and goes ahead.
  * - write() replaces only the bytes this repository last saw (its baseline) and fails with ExternalChange otherwise,
  *   so a change made elsewhere is never overwritten unseen.
  * - Writes are atomic: after a crash at any moment the file holds the old bytes or the new ones.
@@ -58,7 +59,8 @@ public:
     Result<QByteArray, SecureConfigurationError> adopt(const QByteArray &data);
     /**
      * Replaces the file atomically with data, creating its folders, but only while the file still holds the
-     * baseline; with no baseline, only while there is no file. Afterwards data is the baseline.
+     * baseline (with no baseline, only while there is no file) and no conflict copy lies beside it. Afterwards data
+     * is the baseline.
      */
     Result<void, SecureConfigurationError> write(const QByteArray &data);
     /**

@@ -3,6 +3,8 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
+#include <QDir>
+#include <QFileDialog>
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -14,6 +16,7 @@
 #include "app/TessaryPreferences.h"
 #include "app/settings/SettingsSection.h"
 #include "app/settings/SettingsTexts.h"
+#include "app/sync/TessaryCloudSettings.h"
 #include "platform/hotkey/HotKeyBackend.h"
 #include "platform/session/PlatformSession.h"
 
@@ -42,10 +45,12 @@ const QList<LanguageOption> &languageOptions()
 
 } // namespace
 
-GeneralPane::GeneralPane(TessaryPreferences &preferences, SettingsTexts &texts, QWidget *parent)
+GeneralPane::GeneralPane(TessaryPreferences &preferences, SettingsTexts &texts, TessaryCloudSettings *cloud,
+                         QWidget *parent)
     : QWidget(parent)
     , m_preferences(preferences)
     , m_texts(texts)
+    , m_cloud(cloud)
 {
     auto *layout = new QVBoxLayout(this);
     layout->setSpacing(12);
@@ -152,8 +157,78 @@ QWidget *GeneralPane::languageSection()
     connect(m_language, &QComboBox::activated, this, [this](int index) {
         m_preferences.setLanguage(m_language->itemData(index).toString());
     });
-    // The configuration sync (issue #9) adds its switch and status here.
+    if (m_cloud) {
+        addSyncRows(section, section->rows());
+    }
     return section;
+}
+
+void GeneralPane::addSyncRows(QWidget *section, QVBoxLayout *rows)
+{
+    auto *enabled = new QCheckBox(section);
+    enabled->setObjectName(u"iCloudSync"_s);
+    m_texts.bind(enabled, u"iCloud 同步配置"_s);
+    rows->addWidget(enabled);
+
+    auto *folderRow = new QHBoxLayout;
+    auto *folderLabel = new QLabel(section);
+    m_texts.bind(folderLabel, u"同步文件夹"_s);
+    auto *folder = SettingsSection::captionLabel(section);
+    folder->setObjectName(u"syncFolder"_s);
+    folder->setWordWrap(false);
+    folder->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    auto *choose = new QPushButton(section);
+    choose->setObjectName(u"chooseSyncFolder"_s);
+    m_texts.bind(choose, u"选择…"_s);
+    folderRow->addWidget(folderLabel);
+    folderRow->addWidget(folder, 1);
+    folderRow->addWidget(choose);
+    rows->addLayout(folderRow);
+
+    auto *status = SettingsSection::captionLabel(section);
+    status->setObjectName(u"syncStatus"_s);
+    status->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    rows->addWidget(status);
+    auto *caption = SettingsSection::captionLabel(section);
+    m_texts.bind(caption, u"语言、外观、快捷键和 AI 服务设置会同步；API Key 和屏幕录制权限只保留在每台 Mac 上。"_s);
+    rows->addWidget(caption);
+
+    const auto showState = [this, enabled, folder, status] {
+        if (!m_cloud) {
+            return;
+        }
+        const QSignalBlocker blocker(enabled);
+        enabled->setChecked(m_cloud->isEnabled());
+        const QString path = QDir::toNativeSeparators(m_cloud->folder());
+        folder->setText(folder->fontMetrics().elidedText(path, Qt::ElideMiddle, 360));
+        folder->setToolTip(path);
+        // A status is a message key or a message already formatted in the language of its moment.
+        status->setText(m_texts.text(m_cloud->status()));
+    };
+    m_texts.bind(showState);
+    connect(m_cloud, &TessaryCloudSettings::enabledChanged, this, showState);
+    connect(m_cloud, &TessaryCloudSettings::statusChanged, this, showState);
+    connect(m_cloud, &TessaryCloudSettings::folderChanged, this, showState);
+    connect(enabled, &QCheckBox::toggled, this, [this, showState](bool on) {
+        if (m_cloud) {
+            m_cloud->setEnabled(on);
+        }
+        // Switching on can be refused or cancelled: the box shows what is, not what was asked.
+        showState();
+    });
+    connect(choose, &QPushButton::clicked, this, &GeneralPane::chooseSyncFolder);
+}
+
+void GeneralPane::chooseSyncFolder()
+{
+    if (!m_cloud) {
+        return;
+    }
+    const QString chosen =
+        QFileDialog::getExistingDirectory(this, m_texts.text(u"选择同步文件夹"_s), m_cloud->folder());
+    if (!chosen.isEmpty() && m_cloud) {
+        m_cloud->setFolder(chosen);
+    }
 }
 
 QWidget *GeneralPane::shortcutSection()

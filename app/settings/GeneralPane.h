@@ -1,22 +1,30 @@
 #pragma once
 
+#include <QPointer>
 #include <QWidget>
 
+class QCheckBox;
 class QComboBox;
 class QLabel;
+class QVBoxLayout;
 
 namespace Tessary {
 
 class SettingsTexts;
 class ShortcutRecorderWidget;
+class TessaryCloudSettings;
 class TessaryPreferences;
 
-/** The general pane: screen-capture permission, how the application is reached, language, capture shortcut. */
+/**
+ * The general pane: screen-capture permission, how the application is reached, language and configuration sync,
+ * capture shortcut. Without a sync controller the sync rows are left out.
+ */
 class GeneralPane final : public QWidget
 {
     Q_OBJECT
 public:
-    GeneralPane(TessaryPreferences &preferences, SettingsTexts &texts, QWidget *parent = nullptr);
+    GeneralPane(TessaryPreferences &preferences, SettingsTexts &texts, TessaryCloudSettings *cloud = nullptr,
+                QWidget *parent = nullptr);
 
     ShortcutRecorderWidget *shortcutRow() const;
 
@@ -25,6 +33,8 @@ private:
     QWidget *accessSection();
     QWidget *languageSection();
     QWidget *shortcutSection();
+    void addSyncRows(QWidget *section, QVBoxLayout *rows);
+    void chooseSyncFolder();
     void refreshPermission();
 
     TessaryPreferences &m_preferences;
@@ -34,6 +44,7 @@ private:
     QLabel *m_permissionText = nullptr;
     QComboBox *m_language = nullptr;
     ShortcutRecorderWidget *m_shortcutRow = nullptr;
+    QPointer<TessaryCloudSettings> m_cloud;
 };
 
 } // namespace Tessary

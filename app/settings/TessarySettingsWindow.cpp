@@ -20,6 +20,7 @@
 #include "app/settings/SettingsSection.h"
 #include "app/settings/SettingsTexts.h"
 #include "app/settings/UpdatesPane.h"
+#include "app/sync/TessaryCloudSettings.h"
 
 using namespace Qt::StringLiterals;
 
@@ -27,7 +28,8 @@ namespace Tessary {
 
 namespace {
 
-constexpr QSize contentSize(620, 560);
+// Tall enough for the general pane in English, the longest of the three languages, sync rows included.
+constexpr QSize contentSize(620, 600);
 
 struct TabInfo
 {
@@ -133,6 +135,11 @@ void TessarySettingsWindow::localizeTitle()
     }
 }
 
+void TessarySettingsWindow::setCloudSettings(TessaryCloudSettings *cloud)
+{
+    m_cloud = cloud;
+}
+
 void TessarySettingsWindow::setApplicationMenu(QMenuBar *menuBar)
 {
     m_menuBar = menuBar;
@@ -154,7 +161,7 @@ void TessarySettingsWindow::build()
     m_tabs = new QTabWidget(central);
     m_tabs->setObjectName(u"settingsTabs"_s);
     m_tabs->setDocumentMode(true);
-    m_generalPane = new GeneralPane(m_preferences, *m_texts);
+    m_generalPane = new GeneralPane(m_preferences, *m_texts, m_cloud.data());
     m_aiPane = new AIPane(m_preferences, *m_texts, m_session);
     m_tabs->addTab(m_generalPane, QString());
     m_tabs->addTab(m_aiPane, QString());

@@ -15,6 +15,7 @@ namespace Tessary {
 class AIPane;
 class GeneralPane;
 class SettingsTexts;
+class TessaryCloudSettings;
 class TessaryPreferences;
 
 /**
@@ -48,6 +49,8 @@ public:
 
     /** Sets the window title in the current language (called when the language changes). */
     void localizeTitle();
+    /** The configuration sync the general pane shows and switches; set before the window is first shown. */
+    void setCloudSettings(TessaryCloudSettings *cloud);
     /** The application menu, shown on the window's menu bar; the window takes it over when it is built. */
     void setApplicationMenu(QMenuBar *menuBar);
 
@@ -64,6 +67,7 @@ private:
     int m_selectedTab = 0;
     TessaryPreferences &m_preferences;
     QNetworkAccessManager &m_session;
+    QPointer<TessaryCloudSettings> m_cloud;
     QPointer<QMainWindow> m_window;
     QPointer<QMenuBar> m_menuBar;
     QTabWidget *m_tabs = nullptr;

@@ -180,6 +180,28 @@ TEST_F(SecureConfigurationFileMonitorTest, FolderThatGoesAwayAndComesBackIsWatch
     EXPECT_TRUE(waitForCalls(beforeMove + 3));
 }
 
+TEST_F(SecureConfigurationFileMonitorTest, ConflictCopiesComingAndGoingAreChangesOfTheFile)
+{
+    ASSERT_TRUE(PeerProcess::run({u"write"_s, file(), u"{}"_s}));
+    auto monitor = makeMonitor();
+    monitor->start();
+
+    // A sync tool brings in the other device's version as a conflict copy, then the user deletes it.
+    const QString copy = file(u"config.sync-conflict-20261123-101500-ABCDEFG.json"_s);
+    ASSERT_TRUE(PeerProcess::run({u"write"_s, copy, u"{\"theirs\":1}"_s}));
+    expectCalls(2); // created, then written and closed
+    ASSERT_TRUE(QFile::remove(copy));
+    expectCalls(3);
+    // Or settles it by renaming the copy onto the file: one move, one change.
+    ASSERT_TRUE(PeerProcess::run({u"write"_s, file(u"config (conflicted copy 2026-11-23 101500).json"_s), u"{}"_s}));
+    expectCalls(5);
+    mv(file(u"config (conflicted copy 2026-11-23 101500).json"_s), file());
+    expectCalls(6);
+    // A look-alike is not a conflict copy.
+    ASSERT_TRUE(PeerProcess::run({u"write"_s, file(u"config.sync-conflict-notes.json"_s), u"{}"_s}));
+    expectCalls(6);
+}
+
 TEST_F(SecureConfigurationFileMonitorTest, StartAndStopTwiceAreHarmless)
 {
     ASSERT_EQ(monitorThreads(), 0);
@@ -196,14 +218,15 @@ TEST_F(SecureConfigurationFileMonitorTest, StartAndStopTwiceAreHarmless)
     monitor->stop();
     monitor->stop();
     EXPECT_FALSE(monitor->isMonitoring());
-    EXPECT_EQ(monitorThreads(), 0) << "stop() joins the thread";
+    // The thread has finished its work when stop() returns; the kernel lets go of it a moment later.
+    EXPECT_TRUE(QTest::qWaitFor([] { return monitorThreads() == 0; }, 5000)) << "stop() ends the thread";
 
     monitor->start();
     const int restarted = m_calls;
     touchMode();
     EXPECT_TRUE(waitForCalls(restarted + 1));
     monitor.reset();
-    EXPECT_EQ(monitorThreads(), 0) << "destruction stops it";
+    EXPECT_TRUE(QTest::qWaitFor([] { return monitorThreads() == 0; }, 5000)) << "destruction stops it";
 }
 
 TEST_F(SecureConfigurationFileMonitorTest, LostEventsCountAsOneChange)

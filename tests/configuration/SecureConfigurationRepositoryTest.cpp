@@ -173,11 +173,55 @@ TEST_F(SecureConfigurationRepositoryTest, ReplaceBacksUpTheOldFileAndIgnoresTheB
     EXPECT_EQ(repository.revision(), 3);
 }
 
+TEST_F(SecureConfigurationRepositoryTest, ConflictCopyStopsWritesUntilSettledButNotAnExplicitReplace)
+{
+    writeFile(path(), "{\"v\":1}");
+    SecureConfigurationRepository repository(path());
+    ASSERT_TRUE(repository.read());
+    const QString copy = path(u"config (Mei's conflicted copy 2026-11-23).json"_s);
+    writeFile(copy, "{\"v\":\"theirs\"}");
+
+    const auto written = repository.write("{\"v\":2}");
+    ASSERT_FALSE(written);
+    EXPECT_EQ(written.error().code, Code::Conflict);
+    EXPECT_EQ(contents(path()), "{\"v\":1}");
+    EXPECT_EQ(repository.revision(), 1);
+
+    ASSERT_TRUE(QFile::remove(copy));
+    ASSERT_TRUE(repository.write("{\"v\":2}"));
+    writeFile(copy, "{\"v\":\"theirs\"}");
+    ASSERT_TRUE(repository.replace("{\"v\":3}"));
+    EXPECT_EQ(contents(path()), "{\"v\":3}");
+    EXPECT_EQ(contents(copy), "{\"v\":\"theirs\"}") << "the copy is the user's to settle";
+}
+
+TEST_F(SecureConfigurationRepositoryTest, SomethingOtherThanAFileInItsPlaceIsRefusedAtOnce)
+{
+    ASSERT_TRUE(QDir().mkpath(folder()));
+    // A FIFO would block a plain open() until someone writes to it.
+    ASSERT_EQ(::mkfifo(QFile::encodeName(path()).constData(), 0600), 0);
+    SecureConfigurationRepository repository(path());
+    const auto fifo = repository.read();
+    ASSERT_FALSE(fifo);
+    EXPECT_EQ(fifo.error().code, Code::System);
+    EXPECT_EQ(fifo.error().path, path());
+    EXPECT_FALSE(repository.write("{}"));
+    EXPECT_FALSE(QFileInfo(path()).isFile()) << "what the user put there stays";
+
+    ASSERT_TRUE(QFile::remove(path()));
+    ASSERT_TRUE(QDir().mkpath(path()));
+    const auto folderInstead = repository.read();
+    ASSERT_FALSE(folderInstead);
+    EXPECT_EQ(folderInstead.error().errorNumber, EISDIR);
+    EXPECT_EQ(repository.revision(), 0);
+}
+
 TEST_F(SecureConfigurationRepositoryTest, MissingFileIsASystemError)
 {
     const auto noFolder = SecureConfigurationRepository::readData(path());
     ASSERT_FALSE(noFolder);
     EXPECT_EQ(noFolder.error().errorNumber, ENOENT);
+    EXPECT_EQ(noFolder.error().path, folder()) << "the folder, whose lock comes first";
 
     ASSERT_TRUE(QDir().mkpath(folder()));
     SecureConfigurationRepository repository(path());
