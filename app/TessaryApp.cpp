@@ -1,5 +1,8 @@
 #include "app/TessaryApp.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 #include <QApplication>
 #include <QIcon>
 #include <QMenuBar>
@@ -68,16 +71,26 @@ int TessaryApp::main(int &argc, char **argv, const QStringList &arguments)
             return 0;
         }
     }
-    SingleInstance instance;
-    instance.listen();
+    {
+        SingleInstance instance;
+        instance.listen();
 
-    TerminationSignals signals;
-    UserDefaults defaults;
-    TessaryApp delegate(arguments, defaults);
-    QObject::connect(&instance, &SingleInstance::messageReceived, &delegate, &TessaryApp::handleInstanceMessage);
-    QObject::connect(&application, &QCoreApplication::aboutToQuit, &delegate, &TessaryApp::applicationWillTerminate);
-    QTimer::singleShot(0, &delegate, &TessaryApp::applicationDidFinishLaunching);
-    application.exec();
+        TerminationSignals signals;
+        UserDefaults defaults;
+        TessaryApp delegate(arguments, defaults);
+        QObject::connect(&instance, &SingleInstance::messageReceived, &delegate, &TessaryApp::handleInstanceMessage);
+        QObject::connect(&application, &QCoreApplication::aboutToQuit, &delegate,
+                         &TessaryApp::applicationWillTerminate);
+        QTimer::singleShot(0, &delegate, &TessaryApp::applicationDidFinishLaunching);
+        application.exec();
+    }
+    // The shutdown sequence has run and everything is saved. The model warm-up, or a recognition whose result
+    // nobody will read, may still be busy on the thread pool: the application object would wait for it and keep a
+    // quitting application alive for seconds, so end the process here.
+    if (QThreadPool::globalInstance()->activeThreadCount() > 0) {
+        std::fflush(nullptr);
+        std::_Exit(0);
+    }
     return 0;
 }
 

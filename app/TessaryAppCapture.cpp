@@ -187,15 +187,16 @@ void TessaryApp::endCapture()
 
 void TessaryApp::abandonCapture()
 {
-    // Quitting in the middle of a selection: the tool goes and so does its file. A recognition that is already
-    // running removes its own file when it ends.
-    if (m_captureTool == nullptr) {
-        return;
+    // Quitting in the middle of a capture: the tool goes and so does its file. A recognition still reading the file
+    // keeps what it has open; the process does not wait for it to end.
+    if (m_captureTool != nullptr) {
+        m_captureTool->disconnect(this);
+        m_captureTool->kill();
+        m_captureTool->waitForFinished(2000);
     }
-    m_captureTool->disconnect(this);
-    m_captureTool->kill();
-    m_captureTool->waitForFinished(2000);
-    QFile::remove(m_capturePath);
+    if (!m_capturePath.isEmpty()) {
+        QFile::remove(m_capturePath);
+    }
 }
 
 } // namespace Tessary
