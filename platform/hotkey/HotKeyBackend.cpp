@@ -1,5 +1,8 @@
 #include "platform/hotkey/HotKeyBackend.h"
 
+#include <optional>
+#include <utility>
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -41,26 +44,35 @@ bool portalOffersGlobalShortcuts(const QDBusConnection &bus)
 
 HotKeyBackendKind detectHotKeyBackend(SessionType session)
 {
+    if (session == SessionType::Headless) {
+        return HotKeyBackendKind::None;
+    }
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    // KDE's daemon owns the desktop's shortcuts on Plasma, X11 or Wayland: it shows ours beside the others in the
+    // desktop's settings and tells when a key is taken. A running daemon only: elsewhere it may be installed and
+    // startable on demand, and would then grab keys behind the desktop's back.
+    if (bus.isConnected() && bus.interface()->isServiceRegistered(u"org.kde.kglobalaccel"_s)) {
+        return HotKeyBackendKind::KGlobalAccel;
+    }
     if (session == SessionType::X11) {
         // In a genuine X11 session our GUI runs on xcb; anything else (offscreen) has no X connection to grab with.
         return QGuiApplication::platformName() == u"xcb" ? HotKeyBackendKind::X11 : HotKeyBackendKind::None;
     }
-    if (session != SessionType::Wayland) {
-        return HotKeyBackendKind::None;
-    }
     // Under XWayland a grab only sees keys typed into X11 windows: Wayland sessions go through the session bus.
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) {
-        return HotKeyBackendKind::None;
-    }
-    // A running daemon only: on other desktops KDE's daemon may be installed and startable but sees no keys.
-    if (bus.interface()->isServiceRegistered(u"org.kde.kglobalaccel"_s)) {
-        return HotKeyBackendKind::KGlobalAccel;
-    }
-    if (portalOffersGlobalShortcuts(bus)) {
+    if (bus.isConnected() && portalOffersGlobalShortcuts(bus)) {
         return HotKeyBackendKind::Portal;
     }
     return HotKeyBackendKind::None;
+}
+
+HotKeyBackendKind sessionHotKeyBackend(SessionType session)
+{
+    // The portal's answer can take a moment when the bus first starts it; the desktop does not change under us.
+    static std::optional<std::pair<SessionType, HotKeyBackendKind>> detected;
+    if (!detected || detected->first != session) {
+        detected.emplace(session, detectHotKeyBackend(session));
+    }
+    return detected->second;
 }
 
 std::unique_ptr<HotKeyBackend> createHotKeyBackend(HotKeyBackendKind kind)
@@ -86,12 +98,12 @@ std::unique_ptr<HotKeyBackend> createHotKeyBackend(HotKeyBackendKind kind)
 
 std::unique_ptr<HotKeyBackend> createHotKeyBackend(SessionType session)
 {
-    return createHotKeyBackend(detectHotKeyBackend(session));
+    return createHotKeyBackend(sessionHotKeyBackend(session));
 }
 
 bool globalHotKeysAvailable(SessionType session)
 {
-    return detectHotKeyBackend(session) != HotKeyBackendKind::None;
+    return sessionHotKeyBackend(session) != HotKeyBackendKind::None;
 }
 
 } // namespace Tessary

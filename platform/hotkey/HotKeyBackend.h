@@ -53,13 +53,16 @@ Q_SIGNALS:
 };
 
 /**
- * Which backend this session gets: X11 grabs in a genuine X11 session; on Wayland KDE's daemon when its bus name has
- * an owner, else the portal when it offers GlobalShortcuts, else none. Asks the session bus on Wayland (blocking,
- * a fraction of a second at most).
+ * Which backend this session gets: KDE's daemon wherever its bus name has an owner (Plasma, X11 or Wayland); else
+ * X11 grabs in a genuine X11 session; on Wayland the portal when it offers GlobalShortcuts; else none. Asks the
+ * session bus each time (blocking; the portal may take up to a few seconds when the bus has to start it).
  */
 HotKeyBackendKind detectHotKeyBackend(SessionType session);
 
-/** The backend detectHotKeyBackend() picks; the null backend when there is none. GUI thread. */
+/** detectHotKeyBackend() once per process: the backend and the settings window agree and the bus is asked once. */
+HotKeyBackendKind sessionHotKeyBackend(SessionType session);
+
+/** The backend sessionHotKeyBackend() picks; the null backend when there is none. GUI thread. */
 std::unique_ptr<HotKeyBackend> createHotKeyBackend(SessionType session);
 std::unique_ptr<HotKeyBackend> createHotKeyBackend(HotKeyBackendKind kind);
 

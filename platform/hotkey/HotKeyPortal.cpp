@@ -69,7 +69,7 @@ HotKeyPortal::HotKeyPortal(QObject *parent)
     qDBusRegisterMetaType<QList<PortalShortcut>>();
     QDBusConnection::sessionBus().connect(PortalRequest::desktopService(), PortalRequest::desktopPath(), interfaceName,
                                           u"Activated"_s, this,
-                                          SLOT(onActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+                                          SLOT(onActivated(QDBusMessage)));
 }
 
 HotKeyPortal::~HotKeyPortal()
@@ -90,6 +90,11 @@ QString HotKeyPortal::description() const
 QString HotKeyPortal::sessionPath() const
 {
     return m_sessionPath;
+}
+
+bool HotKeyPortal::isBound() const
+{
+    return m_bound;
 }
 
 bool HotKeyPortal::registerShortcut(const HotKeyCombination &combination)
@@ -182,9 +187,14 @@ void HotKeyPortal::closeSession()
     m_sessionPath.clear();
 }
 
-void HotKeyPortal::onActivated(const QDBusObjectPath &session, const QString &id, qulonglong, const QVariantMap &)
+void HotKeyPortal::onActivated(const QDBusMessage &activation)
 {
-    if (m_bound && session.path() == m_sessionPath && id == shortcutId) {
+    // Activated(o session_handle, s shortcut_id, t timestamp, a{sv} options)
+    const QVariantList arguments = activation.arguments();
+    if (arguments.size() < 2 || !m_bound) {
+        return;
+    }
+    if (pathOf(arguments.at(0)) == m_sessionPath && arguments.at(1).toString() == shortcutId) {
         Q_EMIT pressed();
     }
 }
