@@ -1,8 +1,5 @@
 #include "platform/hotkey/HotKeyBackend.h"
 
-#include <optional>
-#include <utility>
-
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -65,16 +62,6 @@ HotKeyBackendKind detectHotKeyBackend(SessionType session)
     return HotKeyBackendKind::None;
 }
 
-HotKeyBackendKind sessionHotKeyBackend(SessionType session)
-{
-    // The portal's answer can take a moment when the bus first starts it; the desktop does not change under us.
-    static std::optional<std::pair<SessionType, HotKeyBackendKind>> detected;
-    if (!detected || detected->first != session) {
-        detected.emplace(session, detectHotKeyBackend(session));
-    }
-    return detected->second;
-}
-
 std::unique_ptr<HotKeyBackend> createHotKeyBackend(HotKeyBackendKind kind)
 {
     std::unique_ptr<HotKeyBackend> backend;
@@ -98,12 +85,12 @@ std::unique_ptr<HotKeyBackend> createHotKeyBackend(HotKeyBackendKind kind)
 
 std::unique_ptr<HotKeyBackend> createHotKeyBackend(SessionType session)
 {
-    return createHotKeyBackend(sessionHotKeyBackend(session));
+    return createHotKeyBackend(detectHotKeyBackend(session));
 }
 
 bool globalHotKeysAvailable(SessionType session)
 {
-    return sessionHotKeyBackend(session) != HotKeyBackendKind::None;
+    return detectHotKeyBackend(session) != HotKeyBackendKind::None;
 }
 
 } // namespace Tessary

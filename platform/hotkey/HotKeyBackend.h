@@ -59,10 +59,7 @@ Q_SIGNALS:
  */
 HotKeyBackendKind detectHotKeyBackend(SessionType session);
 
-/** detectHotKeyBackend() once per process: the backend and the settings window agree and the bus is asked once. */
-HotKeyBackendKind sessionHotKeyBackend(SessionType session);
-
-/** The backend sessionHotKeyBackend() picks; the null backend when there is none. GUI thread. */
+/** The backend detectHotKeyBackend() picks; the null backend when there is none. GUI thread. */
 std::unique_ptr<HotKeyBackend> createHotKeyBackend(SessionType session);
 std::unique_ptr<HotKeyBackend> createHotKeyBackend(HotKeyBackendKind kind);
 

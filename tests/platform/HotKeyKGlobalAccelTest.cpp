@@ -3,94 +3,51 @@
 
 #include <gtest/gtest.h>
 
-#include <QDBusArgument>
-#include <QDBusConnection>
-#include <QDBusConnectionInterface>
-#include <QDBusMessage>
-#include <QDBusMetaType>
-#include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 
 #include "platform/hotkey/HotKeyBackend.h"
 #include "platform/hotkey/HotKeyKGlobalAccel.h"
+#include "tests/support/KGlobalAccelDaemon.h"
 #include "tests/support/TestEnvironment.h"
 
 using namespace Qt::StringLiterals;
 using namespace Tessary;
+using Tessary::Test::KGlobalAccelDaemon;
 using Tessary::Test::runProcess;
 
 namespace {
 
-const QString daemonName = u"org.kde.kglobalaccel"_s;
 // Ctrl+Shift+Super+2 as the application translates its default shortcut, and the two key forms sent for it.
 const HotKeyCombination defaultCombination {11, (1 << 2) | (1 << 0) | (1 << 6), Qt::Key_2, false, u"2"_s};
 constexpr int ctrlShiftMeta2 = 0x16000032;
 constexpr int ctrlMetaAt = 0x14000040;
 
-/** What the daemon has stored for an action. */
 QList<int> storedKeys(const QString &component, const QString &action)
 {
-    QDBusMessage message = QDBusMessage::createMethodCall(daemonName, u"/kglobalaccel"_s, u"org.kde.KGlobalAccel"_s,
-                                                          u"shortcut"_s);
-    message << QStringList {component, action, QString(), QString()};
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(message);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
-        return {};
-    }
-    return qdbus_cast<QList<int>>(reply.arguments().constFirst().value<QDBusArgument>());
+    return KGlobalAccelDaemon::storedKeys(component, action);
 }
 
-/** Another program takes keys for an action of its own, through the daemon's command-line client. */
 void holdKeys(const QString &component, const QList<int> &keys)
 {
-    const QString actionId = u"['%1', 'grab', 'Other program', 'Grab']"_s.arg(component);
-    QStringList keyList;
-    for (int key : keys) {
-        keyList.append(QString::number(key));
-    }
-    const QStringList call {u"call"_s, u"--session"_s, u"--dest"_s, daemonName, u"--object-path"_s, u"/kglobalaccel"_s,
-                            u"--method"_s};
-    ASSERT_EQ(runProcess(u"gdbus"_s, call + QStringList {u"org.kde.KGlobalAccel.doRegister"_s, actionId}).exitCode, 0);
-    ASSERT_EQ(runProcess(u"gdbus"_s, call + QStringList {u"org.kde.KGlobalAccel.setShortcut"_s, actionId,
-                                                         u"@ai [%1]"_s.arg(keyList.join(u", "_s)), u"6"_s})
-                  .exitCode,
-              0);
+    ASSERT_TRUE(KGlobalAccelDaemon::holdKeys(component, keys));
 }
 
 class HotKeyKGlobalAccelTest : public ::testing::Test
 {
 protected:
-    static void SetUpTestSuite() { qDBusRegisterMetaType<QList<int>>(); }
-
     void SetUp() override
     {
         if (qEnvironmentVariableIsEmpty("DISPLAY") || qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")) {
             GTEST_SKIP() << "needs an X server and a private session bus (runs under with-xvfb with-session-bus)";
         }
         ASSERT_EQ(detectHotKeyBackend(SessionType::X11), HotKeyBackendKind::X11) << "no daemon yet: X11 grabs";
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
-        m_daemon.setProcessEnvironment(environment);
-        m_daemon.setProcessChannelMode(QProcess::ForwardedChannels);
-        m_daemon.start(u"kglobalaccel5"_s, {});
-        ASSERT_TRUE(m_daemon.waitForStarted(10000));
-        ASSERT_TRUE(QTest::qWaitFor(
-            [] { return QDBusConnection::sessionBus().interface()->isServiceRegistered(daemonName).value(); }, 30000));
-    }
-
-    void TearDown() override
-    {
-        m_daemon.terminate();
-        if (!m_daemon.waitForFinished(10000)) {
-            m_daemon.kill();
-            m_daemon.waitForFinished(5000);
-        }
+        ASSERT_TRUE(m_daemon.start());
     }
 
     static void press(const QString &chord) { runProcess(u"xdotool"_s, {u"key"_s, chord}); }
 
-    QProcess m_daemon;
+    KGlobalAccelDaemon m_daemon;
 };
 
 TEST_F(HotKeyKGlobalAccelTest, ChosenWhereverTheDaemonRuns)
