@@ -130,6 +130,9 @@ int runOnWayland(int &argc, char **argv, const QString &path)
 
 int run(int &argc, char **argv)
 {
+    // Standard error is the tool's answer to the application, which shows any text there as the reason a capture
+    // failed: Qt's own warnings (a runtime folder's permissions, a missing font) must not end up there.
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     QStringList arguments;
     for (int i = 0; i < argc; ++i) {
         arguments.append(QString::fromLocal8Bit(argv[i]));
