@@ -44,7 +44,8 @@ private:
     void onSessionCreated(uint response, const QVariantMap &results);
     void onShortcutsBound(uint response, const QVariantMap &results);
     void fail(const QString &detail);
-    void closeSession();
+    void abandon(PortalRequest *request);
+    static void closeSession(const QString &sessionPath);
 
     HotKeyCombination m_wanted;
     QString m_sessionPath;
