@@ -217,4 +217,19 @@ int qtKey(const KeyRow &row)
     return row.label ? static_cast<int>(row.label[0]) : 0;
 }
 
+std::optional<HotKeyCombination> hotKeyCombination(quint32 carbonCode, quint32 carbonModifiers)
+{
+    const KeyRow *row = byCarbonCode(carbonCode);
+    if (row == nullptr) {
+        return std::nullopt;
+    }
+    HotKeyCombination combination;
+    combination.x11Keycode = row->evdevCode + x11KeycodeOffset;
+    combination.x11Modifiers = x11Modifiers(carbonModifiers);
+    combination.qtKey = qtKey(*row);
+    combination.keypad = isKeypad(*row);
+    combination.keysym = QString::fromLatin1(row->keysym);
+    return combination;
+}
+
 } // namespace Tessary::KeyTables

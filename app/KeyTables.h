@@ -1,9 +1,12 @@
 #pragma once
 
+#include <optional>
 #include <span>
 
 #include <QString>
 #include <QtGlobal>
+
+#include "platform/hotkey/HotKeyCombination.h"
 
 namespace Tessary {
 
@@ -63,6 +66,9 @@ quint16 x11Modifiers(quint32 carbonModifiers);
 /** The Qt key of a row (Qt::Key_K, Qt::Key_F1, Qt::Key_1 for keypad 1); isKeypad tells the keypad keys apart. */
 int qtKey(const KeyRow &row);
 bool isKeypad(const KeyRow &row);
+
+/** A stored shortcut in the terms of the global shortcut backends; nothing for a key the tables do not know. */
+std::optional<HotKeyCombination> hotKeyCombination(quint32 carbonCode, quint32 carbonModifiers);
 
 } // namespace KeyTables
 

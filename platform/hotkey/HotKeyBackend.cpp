@@ -41,23 +41,22 @@ bool portalOffersGlobalShortcuts(const QDBusConnection &bus)
 
 HotKeyBackendKind detectHotKeyBackend(SessionType session)
 {
+    if (session == SessionType::Headless) {
+        return HotKeyBackendKind::None;
+    }
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    // KDE's daemon owns the desktop's shortcuts on Plasma, X11 or Wayland: it shows ours beside the others in the
+    // desktop's settings and tells when a key is taken. A running daemon only: elsewhere it may be installed and
+    // startable on demand, and would then grab keys behind the desktop's back.
+    if (bus.isConnected() && bus.interface()->isServiceRegistered(u"org.kde.kglobalaccel"_s)) {
+        return HotKeyBackendKind::KGlobalAccel;
+    }
     if (session == SessionType::X11) {
         // In a genuine X11 session our GUI runs on xcb; anything else (offscreen) has no X connection to grab with.
         return QGuiApplication::platformName() == u"xcb" ? HotKeyBackendKind::X11 : HotKeyBackendKind::None;
     }
-    if (session != SessionType::Wayland) {
-        return HotKeyBackendKind::None;
-    }
     // Under XWayland a grab only sees keys typed into X11 windows: Wayland sessions go through the session bus.
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) {
-        return HotKeyBackendKind::None;
-    }
-    // A running daemon only: on other desktops KDE's daemon may be installed and startable but sees no keys.
-    if (bus.interface()->isServiceRegistered(u"org.kde.kglobalaccel"_s)) {
-        return HotKeyBackendKind::KGlobalAccel;
-    }
-    if (portalOffersGlobalShortcuts(bus)) {
+    if (bus.isConnected() && portalOffersGlobalShortcuts(bus)) {
         return HotKeyBackendKind::Portal;
     }
     return HotKeyBackendKind::None;

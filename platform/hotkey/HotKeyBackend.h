@@ -53,9 +53,9 @@ Q_SIGNALS:
 };
 
 /**
- * Which backend this session gets: X11 grabs in a genuine X11 session; on Wayland KDE's daemon when its bus name has
- * an owner, else the portal when it offers GlobalShortcuts, else none. Asks the session bus on Wayland (blocking,
- * a fraction of a second at most).
+ * Which backend this session gets: KDE's daemon wherever its bus name has an owner (Plasma, X11 or Wayland); else
+ * X11 grabs in a genuine X11 session; on Wayland the portal when it offers GlobalShortcuts; else none. Asks the
+ * session bus each time (blocking; the portal may take up to a few seconds when the bus has to start it).
  */
 HotKeyBackendKind detectHotKeyBackend(SessionType session);
 

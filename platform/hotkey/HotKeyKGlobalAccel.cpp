@@ -160,9 +160,11 @@ bool HotKeyKGlobalAccel::registerShortcut(const HotKeyCombination &combination)
         qCWarning(lcHotKey) << "KDE global shortcuts: doRegister failed:" << registered.errorMessage();
         return false;
     }
-    // The daemon answers with the keys it gave us; a key that another component holds comes back as 0.
+    // The daemon answers with the keys it gave us; a key that another component holds comes back as 0. Half a
+    // shortcut is none: the form the desktop reports the chord in may be the one that is missing.
     const QList<int> granted = setKeys(keys);
-    if (!granted.contains(keys.constFirst())) {
+    if (granted != keys) {
+        qCInfo(lcHotKey) << "KDE global shortcuts: asked for" << keys << "got" << granted;
         setKeys({});
         callDaemon(u"unregister"_s, {component, action});
         return false;

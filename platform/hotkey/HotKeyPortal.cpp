@@ -69,7 +69,7 @@ HotKeyPortal::HotKeyPortal(QObject *parent)
     qDBusRegisterMetaType<QList<PortalShortcut>>();
     QDBusConnection::sessionBus().connect(PortalRequest::desktopService(), PortalRequest::desktopPath(), interfaceName,
                                           u"Activated"_s, this,
-                                          SLOT(onActivated(QDBusObjectPath, QString, qulonglong, QVariantMap)));
+                                          SLOT(onActivated(QDBusMessage)));
 }
 
 HotKeyPortal::~HotKeyPortal()
@@ -92,6 +92,11 @@ QString HotKeyPortal::sessionPath() const
     return m_sessionPath;
 }
 
+bool HotKeyPortal::isBound() const
+{
+    return m_bound;
+}
+
 bool HotKeyPortal::registerShortcut(const HotKeyCombination &combination)
 {
     unregisterShortcut();
@@ -111,6 +116,7 @@ bool HotKeyPortal::registerShortcut(const HotKeyCombination &combination)
 void HotKeyPortal::onSessionCreated(uint response, const QVariantMap &results)
 {
     m_request->deleteLater();
+    m_request = nullptr;
     const QString session = pathOf(results.value(u"session_handle"_s));
     if (response != 0 || session.isEmpty()) {
         fail(u"CreateSession answered %1"_s.arg(response));
@@ -133,6 +139,7 @@ void HotKeyPortal::onSessionCreated(uint response, const QVariantMap &results)
 void HotKeyPortal::onShortcutsBound(uint response, const QVariantMap &results)
 {
     m_request->deleteLater();
+    m_request = nullptr;
     if (response != 0) {
         fail(u"BindShortcuts answered %1"_s.arg(response));
         return;
@@ -164,27 +171,44 @@ void HotKeyPortal::fail(const QString &detail)
 void HotKeyPortal::unregisterShortcut()
 {
     if (m_request != nullptr) {
-        m_request->deleteLater();
+        abandon(m_request);
         m_request = nullptr;
     }
-    closeSession();
+    closeSession(m_sessionPath);
+    m_sessionPath.clear();
     m_bound = false;
 }
 
-void HotKeyPortal::closeSession()
+void HotKeyPortal::abandon(PortalRequest *request)
 {
-    if (m_sessionPath.isEmpty()) {
-        return;
-    }
-    const QDBusMessage close = QDBusMessage::createMethodCall(PortalRequest::desktopService(), m_sessionPath,
-                                                              u"org.freedesktop.portal.Session"_s, u"Close"_s);
-    QDBusConnection::sessionBus().call(close, QDBus::NoBlock);
-    m_sessionPath.clear();
+    // The portal still answers a request we no longer want; a session it creates then would stay open, holding the
+    // user's binding, until we quit. Close it as soon as it is known.
+    request->disconnect(this);
+    connect(request, &PortalRequest::responded, request, [request](uint, const QVariantMap &results) {
+        closeSession(pathOf(results.value(u"session_handle"_s)));
+        request->deleteLater();
+    });
+    connect(request, &PortalRequest::failed, request, &QObject::deleteLater);
 }
 
-void HotKeyPortal::onActivated(const QDBusObjectPath &session, const QString &id, qulonglong, const QVariantMap &)
+void HotKeyPortal::closeSession(const QString &sessionPath)
 {
-    if (m_bound && session.path() == m_sessionPath && id == shortcutId) {
+    if (sessionPath.isEmpty()) {
+        return;
+    }
+    const QDBusMessage close = QDBusMessage::createMethodCall(PortalRequest::desktopService(), sessionPath,
+                                                              u"org.freedesktop.portal.Session"_s, u"Close"_s);
+    QDBusConnection::sessionBus().call(close, QDBus::NoBlock);
+}
+
+void HotKeyPortal::onActivated(const QDBusMessage &activation)
+{
+    // Activated(o session_handle, s shortcut_id, t timestamp, a{sv} options)
+    const QVariantList arguments = activation.arguments();
+    if (arguments.size() < 2 || !m_bound) {
+        return;
+    }
+    if (pathOf(arguments.at(0)) == m_sessionPath && arguments.at(1).toString() == shortcutId) {
         Q_EMIT pressed();
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QPointer>
 #include <QString>
@@ -31,17 +32,20 @@ public:
 
     /** The session's object path once the portal has created it; empty before and after. */
     QString sessionPath() const;
+    /** The desktop has confirmed the binding; presses are reported from now on. */
+    bool isBound() const;
 
 private Q_SLOTS:
-    // Connected by name: QDBusConnection::connect() only takes slot signatures.
-    void onActivated(const QDBusObjectPath &session, const QString &shortcutId, qulonglong timestamp,
-                     const QVariantMap &options);
+    // Connected by name: QDBusConnection::connect() only takes slot signatures. The whole message, because
+    // QtDBus refuses to connect a slot whose parameters include a 64-bit timestamp and an object path.
+    void onActivated(const QDBusMessage &activation);
 
 private:
     void onSessionCreated(uint response, const QVariantMap &results);
     void onShortcutsBound(uint response, const QVariantMap &results);
     void fail(const QString &detail);
-    void closeSession();
+    void abandon(PortalRequest *request);
+    static void closeSession(const QString &sessionPath);
 
     HotKeyCombination m_wanted;
     QString m_sessionPath;

@@ -14,6 +14,7 @@ namespace Tessary {
 namespace {
 
 const QString requestInterface = u"org.freedesktop.portal.Request"_s;
+constexpr int portalStartTimeoutMs = 120000;
 
 QString newToken()
 {
@@ -67,8 +68,10 @@ void PortalRequest::start(const QString &interface, const QString &method, const
     QVariantList all = arguments;
     all.append(options);
     message.setArguments(all);
-    // The portal may wait for the user for a long time; only the method's own reply has to come quickly.
-    auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(message), this);
+    // The user's answer comes later, in Response, however long it takes. The method's own reply is quick once the
+    // portal runs, but the first call of a session starts the portal and its back ends, which has been seen to take
+    // longer than the bus's usual 25 seconds.
+    auto *watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(message, portalStartTimeoutMs), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, &PortalRequest::onCallFinished);
 }
 

@@ -10,6 +10,8 @@
 
 using namespace Tessary;
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 TEST(KeyTablesTest, EveryCodeNamesOneKey)
@@ -51,6 +53,31 @@ TEST(KeyTablesTest, QtKeysOfSomeRows)
     const KeyRow &keypadOne = *KeyTables::byCarbonCode(83);
     EXPECT_TRUE(KeyTables::isKeypad(keypadOne));
     EXPECT_EQ(KeyTables::qtKey(keypadOne), Qt::Key_1);
+}
+
+TEST(KeyTablesTest, StoredShortcutsInTheGlobalShortcutBackendsTerms)
+{
+    // The default ⌃⇧⌘2: the same physical keys for X11 grabs, KDE's daemon and the portal.
+    const std::optional<HotKeyCombination> standard = KeyTables::hotKeyCombination(19, 0x1000 | 0x200 | 0x100);
+    ASSERT_TRUE(standard.has_value());
+    EXPECT_EQ(standard->x11Keycode, 11u);
+    EXPECT_EQ(standard->x11Modifiers, (1 << 2) | (1 << 0) | (1 << 6));
+    EXPECT_EQ(standard->qtCombination(), (Qt::META | Qt::CTRL | Qt::SHIFT | Qt::Key_2).toCombined());
+    EXPECT_EQ(standard->portalTrigger(), u"CTRL+SHIFT+LOGO+2"_s);
+
+    const std::optional<HotKeyCombination> optionF1 = KeyTables::hotKeyCombination(122, 0x800);
+    ASSERT_TRUE(optionF1.has_value());
+    EXPECT_EQ(optionF1->qtCombination(), (Qt::ALT | Qt::Key_F1).toCombined());
+    EXPECT_EQ(optionF1->portalTrigger(), u"ALT+F1"_s);
+
+    // Keypad 1 is not the 1 above the letters.
+    const std::optional<HotKeyCombination> keypadOne = KeyTables::hotKeyCombination(83, 0x1000);
+    ASSERT_TRUE(keypadOne.has_value());
+    EXPECT_EQ(keypadOne->qtCombination(), QKeyCombination(Qt::ControlModifier | Qt::KeypadModifier, Qt::Key_1).toCombined());
+    EXPECT_EQ(keypadOne->portalTrigger(), u"CTRL+KP_1"_s);
+
+    EXPECT_EQ(KeyTables::hotKeyCombination(40, 0x100)->portalTrigger(), u"LOGO+k"_s);
+    EXPECT_FALSE(KeyTables::hotKeyCombination(0xffff, 0x100).has_value());
 }
 
 TEST(KeyTablesTest, AgreesWithTheXServersUsKeyboard)

@@ -1,0 +1,168 @@
+// The application's capture shortcut on desktops where the session bus decides: KDE's daemon (the real
+// kglobalaccel5), the desktop portal (a stand-in implementing its documented GlobalShortcuts interface, since Debian
+// 12 has no such portal outside KDE), and a Wayland session with neither. The application runs in this process.
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QMainWindow>
+#include <QTemporaryDir>
+#include <QSystemTrayIcon>
+#include <QTest>
+
+#include "app/CapturedShortcut.h"
+#include "app/TessaryApp.h"
+#include "app/TessaryPreferences.h"
+#include "app/settings/TessarySettingsWindow.h"
+#include "platform/defaults/UserDefaults.h"
+#include "tests/support/KGlobalAccelDaemon.h"
+#include "tests/support/PortalStandIn.h"
+#include "tests/support/TestEnvironment.h"
+
+using namespace Qt::StringLiterals;
+using namespace Tessary;
+using Tessary::Test::KGlobalAccelDaemon;
+using Tessary::Test::PortalStandIn;
+
+namespace {
+
+const QString taken = u"快捷键已被占用，请重新录制。"_s;
+const QString noShortcutTooltip = u"Tessary 快捷键注册失败，可从菜单启动"_s;
+constexpr int ctrlShiftMeta2 = 0x16000032;
+constexpr int ctrlMetaAt = 0x14000040;
+
+class DesktopShortcutTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (qEnvironmentVariableIsEmpty("DISPLAY") || qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")) {
+            GTEST_SKIP() << "needs an X server and a private session bus (runs under with-xvfb with-session-bus)";
+        }
+        // Status texts as their keys.
+        m_defaults.setString(u"language"_s, u"zh-Hans"_s);
+    }
+
+    void TearDown() override
+    {
+        qunsetenv("XDG_SESSION_TYPE");
+        qunsetenv("WAYLAND_DISPLAY");
+    }
+
+    /** The session as a Wayland desktop's: the application still draws through the X server (XWayland). */
+    static void pretendWaylandSession()
+    {
+        qputenv("XDG_SESSION_TYPE", "wayland");
+        qputenv("WAYLAND_DISPLAY", "wayland-stand-in");
+    }
+
+    std::unique_ptr<TessaryApp> launch()
+    {
+        auto app = std::make_unique<TessaryApp>(QStringList {u"tessary"_s}, m_defaults);
+        app->applicationDidFinishLaunching();
+        return app;
+    }
+
+    static QLabel *captureCommand(TessaryApp &app)
+    {
+        app.settingsWindow()->show(TessarySettingsWindow::General);
+        return app.settingsWindow()->window()->findChild<QLabel *>(u"captureCommand"_s);
+    }
+
+    /** The zh-Hans text of a formatted message up to its argument. */
+    static QString formatPrefix(const QString &key)
+    {
+        QFile file(Tessary::Test::sourcePath(u"app/resources/i18n/zh-Hans.lproj/Localizable.json"_s));
+        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
+        const QString format = QJsonDocument::fromJson(file.readAll()).object().value(key).toString(key);
+        return format.left(format.indexOf(u"%@"_s));
+    }
+
+    QTemporaryDir m_dir;
+    UserDefaults m_defaults {m_dir.filePath(u"defaults.ini"_s)};
+};
+
+TEST_F(DesktopShortcutTest, WaylandWithoutShortcutServiceOffersTheCommandToBind)
+{
+    pretendWaylandSession();
+    const auto app = launch();
+    EXPECT_EQ(app->preferences().shortcutError(), taken);
+    const QLabel *command = captureCommand(*app);
+    ASSERT_NE(command, nullptr);
+    EXPECT_TRUE(command->text().endsWith(u" --capture"_s)) << command->text().toStdString();
+}
+
+TEST_F(DesktopShortcutTest, PortalRefusalLeavesTheMenuAndRecordingAgainAsksAgain)
+{
+    pretendWaylandSession();
+    PortalStandIn portal;
+    ASSERT_TRUE(portal.start(PortalStandIn::GlobalShortcuts));
+    // The user declines the desktop's confirmation.
+    portal.setAnswers({{u"BindShortcuts"_s, QJsonObject {{u"response"_s, 1}}}});
+    const auto app = launch();
+    EXPECT_EQ(captureCommand(*app), nullptr) << "this desktop has global shortcuts";
+    EXPECT_TRUE(app->preferences().shortcutError().isEmpty()) << "asked, not answered yet";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return app->preferences().shortcutError() == taken; }, 20000));
+    EXPECT_EQ(app->statusItem()->toolTip(), noShortcutTooltip);
+    EXPECT_TRUE(portal.sessions().isEmpty());
+
+    // Recording the same shortcut again asks again; this time the user accepts and later presses it.
+    portal.setAnswers({});
+    app->preferences().setShortcut(app->preferences().shortcut());
+    EXPECT_TRUE(app->preferences().shortcutError().isEmpty());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return portal.calls(u"BindShortcuts"_s).size() == 2; }, 20000));
+    EXPECT_EQ(portal.sessions().size(), 1);
+    const QString launchFailure = formatPrefix(u"截图启动失败：%@"_s);
+    // Presses before the desktop has confirmed do not count, so press until one does. The capture tool is not next
+    // to this test program: the capture then ends at once with its launch failure.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            portal.activate(portal.sessions().value(0), u"capture"_s);
+            QTest::qWait(100);
+            return app->currentStatus().startsWith(launchFailure);
+        },
+        20000))
+        << app->currentStatus().toStdString();
+    EXPECT_TRUE(app->preferences().shortcutError().isEmpty());
+
+    // At the end the session goes.
+    app->applicationWillTerminate();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return portal.sessions().isEmpty(); }, 10000));
+}
+
+TEST_F(DesktopShortcutTest, KdeTakenShortcutKeepsThePreviousOneAndQuitLetsGo)
+{
+    KGlobalAccelDaemon daemon;
+    ASSERT_TRUE(daemon.start());
+    const auto app = launch();
+    TessaryPreferences &preferences = app->preferences();
+    EXPECT_TRUE(preferences.shortcutError().isEmpty());
+    EXPECT_EQ(captureCommand(*app), nullptr);
+    EXPECT_EQ(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s),
+              (QList<int> {ctrlShiftMeta2, ctrlMetaAt}));
+
+    // Another program holds Ctrl+Alt+K.
+    ASSERT_TRUE(KGlobalAccelDaemon::holdKeys(u"other.program"_s, {(Qt::CTRL | Qt::ALT | Qt::Key_K).toCombined()}));
+    const CapturedShortcut previous = preferences.shortcut();
+    preferences.setShortcut(CapturedShortcut {40, CapturedShortcut::Control | CapturedShortcut::Option, u"K"_s});
+    EXPECT_EQ(preferences.shortcut(), previous);
+    EXPECT_EQ(preferences.shortcutError(), taken);
+    EXPECT_EQ(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s),
+              (QList<int> {ctrlShiftMeta2, ctrlMetaAt}))
+        << "the previous shortcut is ours again";
+
+    // A free one is taken and clears the complaint.
+    preferences.setShortcut(CapturedShortcut {40, CapturedShortcut::Control | CapturedShortcut::Shift, u"K"_s});
+    EXPECT_TRUE(preferences.shortcutError().isEmpty());
+    EXPECT_EQ(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s),
+              QList<int> {(Qt::CTRL | Qt::SHIFT | Qt::Key_K).toCombined()});
+
+    // Quitting lets the key go.
+    app->applicationWillTerminate();
+    EXPECT_TRUE(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s).isEmpty());
+}
+
+} // namespace

@@ -1,0 +1,171 @@
+// The capture shortcut through the desktop portal's GlobalShortcuts interface. No desktop in Debian 12 offers that
+// interface outside KDE (where the daemon is used instead), so the portal here is a stand-in implementing the
+// documented interface on a private session bus; the backend under test is the real one.
+
+#include <gtest/gtest.h>
+
+#include <QDBusConnection>
+#include <QJsonArray>
+#include <QSignalSpy>
+#include <QTest>
+
+#include "platform/hotkey/HotKeyBackend.h"
+#include "platform/hotkey/HotKeyPortal.h"
+#include "tests/support/PortalStandIn.h"
+
+using namespace Qt::StringLiterals;
+using namespace Tessary;
+using Tessary::Test::PortalStandIn;
+
+namespace {
+
+// Ctrl+Shift+Super+2, as the application translates its default shortcut.
+HotKeyCombination defaultCombination()
+{
+    return {11, (1 << 2) | (1 << 0) | (1 << 6), Qt::Key_2, false, u"2"_s};
+}
+
+class HotKeyPortalTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")) {
+            GTEST_SKIP() << "needs a private session bus (runs under with-session-bus)";
+        }
+    }
+
+    /** Registers and waits until the portal has been asked to bind (or the registration has failed). */
+    void registerAndWait(HotKeyPortal &hotKey, QSignalSpy &failed)
+    {
+        ASSERT_TRUE(hotKey.registerShortcut(defaultCombination()));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !m_portal.calls(u"BindShortcuts"_s).isEmpty() || failed.count() > 0; },
+                                    20000));
+    }
+
+    PortalStandIn m_portal;
+};
+
+TEST_F(HotKeyPortalTest, DetectedOnlyWhereThePortalOffersGlobalShortcuts)
+{
+    EXPECT_EQ(detectHotKeyBackend(SessionType::Wayland), HotKeyBackendKind::None);
+    EXPECT_FALSE(createHotKeyBackend(HotKeyBackendKind::None)->registerShortcut(defaultCombination()));
+
+    ASSERT_TRUE(m_portal.start(PortalStandIn::Screenshot));
+    EXPECT_EQ(detectHotKeyBackend(SessionType::Wayland), HotKeyBackendKind::None);
+    m_portal.stop();
+
+    ASSERT_TRUE(m_portal.start(PortalStandIn::Screenshot | PortalStandIn::GlobalShortcuts));
+    EXPECT_EQ(detectHotKeyBackend(SessionType::Wayland), HotKeyBackendKind::Portal);
+    EXPECT_EQ(detectHotKeyBackend(SessionType::Headless), HotKeyBackendKind::None);
+}
+
+TEST_F(HotKeyPortalTest, BindsTheShortcutAndReportsItsActivations)
+{
+    ASSERT_TRUE(m_portal.start(PortalStandIn::GlobalShortcuts));
+    HotKeyPortal hotKey;
+    QSignalSpy pressed(&hotKey, &HotKeyBackend::pressed);
+    QSignalSpy failed(&hotKey, &HotKeyBackend::registrationFailed);
+    registerAndWait(hotKey, failed);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return hotKey.isBound(); }, 10000));
+
+    // The requests as documented: our own tokens, then the session the portal created and one shortcut.
+    const QJsonObject created = m_portal.calls(u"CreateSession"_s).constFirst();
+    const QJsonObject createOptions = created.value(u"args"_s).toArray().at(0).toObject();
+    EXPECT_FALSE(createOptions.value(u"handle_token"_s).toString().isEmpty());
+    EXPECT_FALSE(createOptions.value(u"session_handle_token"_s).toString().isEmpty());
+    const QJsonArray bind = m_portal.calls(u"BindShortcuts"_s).constFirst().value(u"args"_s).toArray();
+    ASSERT_EQ(bind.size(), 4);
+    EXPECT_EQ(bind.at(0).toString(), hotKey.sessionPath());
+    EXPECT_EQ(m_portal.sessions(), QStringList {hotKey.sessionPath()});
+    const QJsonArray shortcuts = bind.at(1).toArray();
+    ASSERT_EQ(shortcuts.size(), 1);
+    EXPECT_EQ(shortcuts.at(0).toArray().at(0).toString(), u"capture"_s);
+    const QJsonObject properties = shortcuts.at(0).toArray().at(1).toObject();
+    EXPECT_EQ(properties.value(u"preferred_trigger"_s).toString(), u"CTRL+SHIFT+LOGO+2"_s);
+    EXPECT_FALSE(properties.value(u"description"_s).toString().isEmpty());
+    EXPECT_EQ(bind.at(2).toString(), QString());
+    EXPECT_FALSE(bind.at(3).toObject().value(u"handle_token"_s).toString().isEmpty());
+
+    m_portal.activate(hotKey.sessionPath(), u"capture"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return pressed.count() == 1; }, 5000));
+    // Another shortcut id, or the same id in someone else's session, is not ours.
+    m_portal.activate(hotKey.sessionPath(), u"other"_s);
+    m_portal.activate(u"/org/freedesktop/portal/desktop/session/1_99/someone"_s, u"capture"_s);
+    m_portal.activate(hotKey.sessionPath(), u"capture"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return pressed.count() >= 2; }, 5000));
+    EXPECT_EQ(pressed.count(), 2);
+    EXPECT_EQ(failed.count(), 0);
+
+    // Letting go closes the session; its activations no longer count.
+    const QString session = hotKey.sessionPath();
+    hotKey.unregisterShortcut();
+    EXPECT_TRUE(hotKey.sessionPath().isEmpty());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_portal.sessions().isEmpty(); }, 5000));
+    m_portal.activate(session, u"capture"_s);
+    QTest::qWait(300);
+    EXPECT_EQ(pressed.count(), 2);
+}
+
+TEST_F(HotKeyPortalTest, ChangingTheShortcutReplacesTheSession)
+{
+    ASSERT_TRUE(m_portal.start(PortalStandIn::GlobalShortcuts));
+    HotKeyPortal hotKey;
+    QSignalSpy failed(&hotKey, &HotKeyBackend::registrationFailed);
+    registerAndWait(hotKey, failed);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return hotKey.isBound(); }, 10000));
+    const QString first = hotKey.sessionPath();
+
+    HotKeyCombination altK {45, 1 << 3, Qt::Key_K, false, u"k"_s};
+    ASSERT_TRUE(hotKey.registerShortcut(altK));
+    EXPECT_FALSE(hotKey.isBound()) << "until the desktop confirms the new binding";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return hotKey.isBound(); }, 20000));
+    EXPECT_NE(hotKey.sessionPath(), first);
+    EXPECT_EQ(m_portal.sessions(), QStringList {hotKey.sessionPath()});
+    const QJsonArray shortcuts = m_portal.calls(u"BindShortcuts"_s).constLast().value(u"args"_s).toArray().at(1).toArray();
+    EXPECT_EQ(shortcuts.at(0).toArray().at(1).toObject().value(u"preferred_trigger"_s).toString(), u"ALT+k"_s);
+    EXPECT_EQ(failed.count(), 0);
+
+    // Changed again before the portal has even created the session: the session that comes late is closed too.
+    ASSERT_TRUE(hotKey.registerShortcut(defaultCombination()));
+    ASSERT_TRUE(hotKey.registerShortcut(altK));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return hotKey.isBound(); }, 20000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_portal.calls(u"CreateSession"_s).size() == 4; }, 20000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_portal.sessions() == QStringList {hotKey.sessionPath()}; }, 10000))
+        << m_portal.sessions().join(u' ').toStdString();
+    EXPECT_EQ(failed.count(), 0);
+}
+
+TEST_F(HotKeyPortalTest, RefusalsFromTheDesktopOrTheUserEndTheRegistration)
+{
+    ASSERT_TRUE(m_portal.start(PortalStandIn::GlobalShortcuts));
+    const QList<std::pair<const char *, QJsonObject>> refusals {
+        {"user cancelled the binding", {{u"BindShortcuts"_s, QJsonObject {{u"response"_s, 1}}}}},
+        {"binding refused", {{u"BindShortcuts"_s, QJsonObject {{u"response"_s, 2}}}}},
+        {"bound without a trigger", {{u"BindShortcuts"_s, QJsonObject {{u"trigger_description"_s, u""_s}}}}},
+        {"no session", {{u"CreateSession"_s, QJsonObject {{u"response"_s, 2}}}}},
+    };
+    for (const auto &[what, answers] : refusals) {
+        SCOPED_TRACE(what);
+        m_portal.setAnswers(answers);
+        HotKeyPortal hotKey;
+        QSignalSpy failed(&hotKey, &HotKeyBackend::registrationFailed);
+        ASSERT_TRUE(hotKey.registerShortcut(defaultCombination()));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return failed.count() == 1; }, 20000));
+        EXPECT_TRUE(hotKey.sessionPath().isEmpty());
+        // Nothing of ours stays behind in the portal.
+        EXPECT_TRUE(QTest::qWaitFor([&] { return m_portal.sessions().isEmpty(); }, 5000));
+    }
+}
+
+TEST_F(HotKeyPortalTest, NoPortalOnTheBusFailsTheRegistration)
+{
+    HotKeyPortal hotKey;
+    QSignalSpy failed(&hotKey, &HotKeyBackend::registrationFailed);
+    // The request goes out; the bus then answers that nobody owns the portal's name.
+    hotKey.registerShortcut(defaultCombination());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return failed.count() == 1; }, 20000));
+    EXPECT_TRUE(hotKey.sessionPath().isEmpty());
+}
+
+} // namespace
