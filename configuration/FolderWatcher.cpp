@@ -17,7 +17,8 @@ namespace Tessary {
 
 namespace {
 
-Q_LOGGING_CATEGORY(lcMonitor, "tessary.configuration")
+// Silent unless asked for (QT_LOGGING_RULES="tessary.*=true").
+Q_LOGGING_CATEGORY(lcMonitor, "tessary.configuration", QtCriticalMsg)
 
 // Editors that write in place send many IN_MODIFY; IN_CLOSE_WRITE marks the end of a write.
 constexpr uint32_t folderEvents = IN_CLOSE_WRITE | IN_MOVED_FROM | IN_MOVED_TO | IN_CREATE | IN_DELETE | IN_ATTRIB

@@ -14,7 +14,8 @@
 
 using namespace Qt::StringLiterals;
 
-Q_LOGGING_CATEGORY(lcHotKey, "tessary.hotkey")
+// Silent unless asked for (QT_LOGGING_RULES="tessary.*=true"): the application writes nothing to a log of its own.
+Q_LOGGING_CATEGORY(lcHotKey, "tessary.hotkey", QtCriticalMsg)
 
 namespace Tessary {
 
