@@ -1,7 +1,6 @@
 #include "app/TessaryApp.h"
 
 #include <QApplication>
-#include <QIcon>
 #include <QMenuBar>
 #include <QNetworkAccessManager>
 #include <QNetworkProxyFactory>
@@ -12,12 +11,14 @@
 #include "app/AICommandLine.h"
 #include "app/KeyTables.h"
 #include "app/OcrCommandLine.h"
+#include "app/TessaryIcon.h"
 #include "app/TessaryPreferences.h"
 #include "app/TessaryToast.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/TextRecognizer.h"
 #include "core/TlsTrust.h"
 #include "app/settings/TessarySettingsWindow.h"
+#include "appearance/NativeAppAppearance.h"
 #include "platform/defaults/UserDefaults.h"
 #include "platform/clipboard/Clipboard.h"
 #include "platform/hotkey/HotKeyBackend.h"
@@ -32,6 +33,7 @@ namespace Tessary {
 namespace {
 
 constexpr auto automaticUpdateChecksKey = "NativeUpdater.tessary.automaticallyChecksForUpdates";
+constexpr auto accentPaletteKey = "tessary.accentPalette";
 
 } // namespace
 
@@ -87,6 +89,9 @@ TessaryApp::TessaryApp(QStringList arguments, UserDefaults &defaults, QObject *p
     , m_clipboard(createClipboard(detectSessionType()))
     , m_toast(std::make_unique<TessaryToast>(defaults))
     , m_preferences(std::make_unique<TessaryPreferences>(defaults))
+    , m_appearance(std::make_unique<NativeAppAppearance>(NativeAccentPalette::Violet,
+                                                         QString::fromLatin1(accentPaletteKey), defaults,
+                                                         &TessaryIcon::image))
 {
 }
 
@@ -117,7 +122,8 @@ void TessaryApp::applicationDidFinishLaunching()
     // 7.
     m_preferences->applyColorMode();
     // 8.
-    m_settingsWindow = std::make_unique<TessarySettingsWindow>(initialSettingsTab(), *m_preferences, *m_session);
+    m_settingsWindow =
+        std::make_unique<TessarySettingsWindow>(initialSettingsTab(), *m_preferences, *m_appearance, *m_session);
     // 9.
     m_preferences->onVisibilityChange = [self] {
         if (self) {
@@ -282,8 +288,8 @@ bool TessaryApp::registerHotKey(const CapturedShortcut &shortcut)
 
 void TessaryApp::applyApplicationIcon()
 {
-    // The palette-coloured icon arrives with the appearance module (issue #8); until then the theme icon.
-    QApplication::setWindowIcon(QIcon(u":/desktop/md.velmor.tessary.svg"_s));
+    // The window icon of every window without one of its own; a new pick replaces it through the controller.
+    m_appearance->applyApplicationIcon();
 }
 
 int TessaryApp::initialSettingsTab() const
@@ -303,6 +309,11 @@ int TessaryApp::initialSettingsTab() const
 TessaryPreferences &TessaryApp::preferences() const
 {
     return *m_preferences;
+}
+
+NativeAppAppearance &TessaryApp::appearance() const
+{
+    return *m_appearance;
 }
 
 TessarySettingsWindow *TessaryApp::settingsWindow() const

@@ -22,6 +22,7 @@ namespace Tessary {
 
 class Clipboard;
 class HotKeyBackend;
+class NativeAppAppearance;
 class TessaryPreferences;
 class TessarySettingsWindow;
 class TessaryToast;
@@ -29,7 +30,7 @@ class UserDefaults;
 
 /**
  * The application delegate: owns everything that lives for the whole run of the tray application (the status item
- * and its menus, the capture state, the toast, the preferences, the settings window) and runs the launch and
+ * and its menus, the capture state, the toast, the preferences, the accent palette, the settings window) and runs the launch and
  * shutdown sequences. Its static main() is the application's entry once the updater's modes have declined the
  * arguments. Everything here runs on the GUI thread.
  */
@@ -76,6 +77,7 @@ public:
     void beginCapture(bool polish);
 
     TessaryPreferences &preferences() const;
+    NativeAppAppearance &appearance() const;
     TessarySettingsWindow *settingsWindow() const;
     QString currentStatus() const;
     QSystemTrayIcon *statusItem() const;
@@ -121,6 +123,7 @@ private:
     std::unique_ptr<Clipboard> m_clipboard;
     std::unique_ptr<TessaryToast> m_toast;
     std::unique_ptr<TessaryPreferences> m_preferences;
+    std::unique_ptr<NativeAppAppearance> m_appearance;
     std::unique_ptr<TessarySettingsWindow> m_settingsWindow;
 };
 

@@ -14,12 +14,13 @@ namespace Tessary {
 
 class AIPane;
 class GeneralPane;
+class NativeAppAppearance;
 class SettingsTexts;
 class TessaryPreferences;
 
 /**
  * The settings window: four panes (general, AI polishing, appearance, updates) that edit the shared objects
- * directly; there is no OK or Apply. The window is built on the first show() and kept: closing it only hides it,
+ * directly; there is no OK or Apply. The window is tinted with the accent palette and follows a new pick at once. The window is built on the first show() and kept: closing it only hides it,
  * and the next show() brings back the same window with what was typed into it. GUI thread only.
  */
 class TessarySettingsWindow final : public QObject
@@ -30,8 +31,8 @@ public:
     enum Tab { General = 0, AIPolishing = 1, Appearance = 2, Updates = 3 };
 
     /** selectedTab: the pane the window opens on; the shared objects must outlive the window. */
-    TessarySettingsWindow(int selectedTab, TessaryPreferences &preferences, QNetworkAccessManager &session,
-                          QObject *parent = nullptr);
+    TessarySettingsWindow(int selectedTab, TessaryPreferences &preferences, NativeAppAppearance &appearance,
+                          QNetworkAccessManager &session, QObject *parent = nullptr);
     ~TessarySettingsWindow() override;
 
     /** Selects the tab when one is given, builds the window if needed and brings it to the front. */
@@ -63,6 +64,7 @@ private:
 
     int m_selectedTab = 0;
     TessaryPreferences &m_preferences;
+    NativeAppAppearance &m_appearance;
     QNetworkAccessManager &m_session;
     QPointer<QMainWindow> m_window;
     QPointer<QMenuBar> m_menuBar;
