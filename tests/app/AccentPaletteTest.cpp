@@ -15,6 +15,7 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QProcess>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <QTemporaryDir>
@@ -172,6 +173,18 @@ protected:
             EXPECT_EQ(describe(widget->palette().color(QPalette::Inactive, QPalette::Highlight)), describe(accent));
             EXPECT_EQ(describe(widget->palette().color(QPalette::Active, QPalette::Link)), describe(accent));
         }
+
+        // The selected colour mode, a checked segment, is filled with the accent.
+        auto *segment = window()->findChild<QPushButton *>(u"colorMode-system"_s);
+        ASSERT_NE(segment, nullptr);
+        const QImage drawn = segment->grab().toImage();
+        int accentPixels = 0;
+        for (int y = 0; y < drawn.height(); ++y) {
+            for (int x = 0; x < drawn.width(); ++x) {
+                accentPixels += isNear(drawn.pixelColor(x, y), accent, 8) ? 1 : 0;
+            }
+        }
+        EXPECT_GT(accentPixels, drawn.width() * drawn.height() / 2);
 
         // The picker marks the pick and only the pick.
         for (const NativeAppearanceTile *each : m_picker->tiles()) {
