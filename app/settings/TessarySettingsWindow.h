@@ -20,8 +20,9 @@ class TessaryPreferences;
 
 /**
  * The settings window: four panes (general, AI polishing, appearance, updates) that edit the shared objects
- * directly; there is no OK or Apply. The window is tinted with the accent palette and follows a new pick at once. The window is built on the first show() and kept: closing it only hides it,
- * and the next show() brings back the same window with what was typed into it. GUI thread only.
+ * directly; there is no OK or Apply. The window is built on the first show() and kept: closing it only hides it,
+ * and the next show() brings back the same window with what was typed into it. It is tinted with the accent
+ * palette and follows a new pick at once. GUI thread only.
  */
 class TessarySettingsWindow final : public QObject
 {

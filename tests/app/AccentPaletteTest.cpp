@@ -228,7 +228,8 @@ TEST_F(AccentPaletteTest, PickingEachPaletteRetintsTheWindowAndChangesEveryIconA
         ASSERT_TRUE(Tessary::Test::clickOn(tile(palette)));
         ASSERT_TRUE(QTest::qWaitFor([&] { return m_app->appearance().selection() == palette; }, 10000))
             << palette.rawValue().toStdString();
-        EXPECT_TRUE(defaultsFile().contains(QByteArray(QByteArray("tessary.accentPalette=") + palette.rawValue().toUtf8())));
+        const QByteArray stored = "tessary.accentPalette=" + palette.rawValue().toUtf8();
+        EXPECT_TRUE(defaultsFile().contains(stored));
         expectShownEverywhere(palette);
     }
 
