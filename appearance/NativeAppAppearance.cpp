@@ -12,6 +12,34 @@
 
 namespace Tessary {
 
+namespace {
+
+// Whether window was opened from owner: owner is somewhere up its chain of parents.
+bool isOpenedFrom(const QWidget *window, const QWidget *owner)
+{
+    for (const QWidget *parent = window->parentWidget(); parent != nullptr; parent = parent->parentWidget()) {
+        if (parent == owner) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Only the accent roles are set, so a later change of the application's palette (light or dark) still reaches every
+// other role.
+void applyTint(QWidget *window, const QPalette &tinted)
+{
+    window->setPalette(tinted);
+    // Item delegates draw with their view's own palette roles over the application's (a drop-down list takes the
+    // application's menu palette for every role its view does not set itself), so views get the roles explicitly.
+    const QList<QAbstractItemView *> views = window->findChildren<QAbstractItemView *>();
+    for (QAbstractItemView *view : views) {
+        view->setPalette(tinted);
+    }
+}
+
+} // namespace
+
 NativeAppAppearance::NativeAppAppearance(NativeAccentPalette defaultPalette, const QString &defaultsKey,
                                          UserDefaults &defaults, IconBuilder iconBuilder, QObject *parent)
     : QObject(parent)
@@ -106,34 +134,6 @@ void NativeAppAppearance::tint(QWidget *window)
     tintWindowsOf(window);
     connect(this, &NativeAppAppearance::selectionChanged, window, [this, window] { tintWindowsOf(window); });
 }
-
-namespace {
-
-// Whether window was opened from owner: owner is somewhere up its chain of parents.
-bool isOpenedFrom(const QWidget *window, const QWidget *owner)
-{
-    for (const QWidget *parent = window->parentWidget(); parent != nullptr; parent = parent->parentWidget()) {
-        if (parent == owner) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// Only the accent roles are set, so a later change of the application's palette (light or dark) still reaches every
-// other role.
-void applyTint(QWidget *window, const QPalette &tinted)
-{
-    window->setPalette(tinted);
-    // Item delegates draw with their view's own palette roles over the application's (a drop-down list takes the
-    // application's menu palette for every role its view does not set itself), so views get the roles explicitly.
-    const QList<QAbstractItemView *> views = window->findChildren<QAbstractItemView *>();
-    for (QAbstractItemView *view : views) {
-        view->setPalette(tinted);
-    }
-}
-
-} // namespace
 
 void NativeAppAppearance::tintWindowsOf(QWidget *window)
 {
