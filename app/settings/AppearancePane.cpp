@@ -1,5 +1,7 @@
 #include "app/settings/AppearancePane.h"
 
+#include <algorithm>
+
 #include <QButtonGroup>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -52,6 +54,18 @@ AppearancePane::AppearancePane(TessaryPreferences &preferences, NativeAppAppeara
         m_colorModes->addButton(button, i);
         segments->addWidget(button);
     }
+    // Segments of one width, whatever the language makes of their titles (bound after the titles, so run after them).
+    texts.bind([this] {
+        int widest = 0;
+        const QList<QAbstractButton *> buttons = m_colorModes->buttons();
+        for (QAbstractButton *button : buttons) {
+            button->setMinimumWidth(0);
+            widest = std::max(widest, button->sizeHint().width());
+        }
+        for (QAbstractButton *button : buttons) {
+            button->setMinimumWidth(widest);
+        }
+    });
     row->addLayout(segments);
     row->addStretch(1);
     layout->addLayout(row);
