@@ -5,6 +5,8 @@
 #include <QStyle>
 #include <QStyleFactory>
 
+#include "appearance/NativeAccentStyle.h"
+
 using namespace Qt::StringLiterals;
 
 namespace Tessary::ColorModePalettes {
@@ -64,8 +66,9 @@ void apply(bool dark)
     if (!qobject_cast<QApplication *>(QCoreApplication::instance())) {
         return;
     }
-    if (QApplication::style()->name() != u"fusion") {
-        QApplication::setStyle(QStyleFactory::create(u"Fusion"_s));
+    // Fusion, with checked controls in the accent colour of their window.
+    if (qobject_cast<NativeAccentStyle *>(QApplication::style()) == nullptr) {
+        QApplication::setStyle(new NativeAccentStyle(QStyleFactory::create(u"Fusion"_s)));
     }
     QApplication::setPalette(dark ? ColorModePalettes::dark() : light());
 }

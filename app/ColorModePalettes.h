@@ -13,7 +13,10 @@ namespace ColorModePalettes {
 QPalette light();
 QPalette dark();
 
-/** Switches the whole application (a QApplication) to Fusion with the light or dark palette. */
+/**
+ * Switches the whole application (a QApplication) to Fusion, its checked controls in the accent colour
+ * (NativeAccentStyle), with the light or dark palette.
+ */
 void apply(bool dark);
 
 /** Whether the application's current palette is the dark one. */

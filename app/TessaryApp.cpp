@@ -4,7 +4,6 @@
 #include <cstdlib>
 
 #include <QApplication>
-#include <QIcon>
 #include <QMenuBar>
 #include <QNetworkAccessManager>
 #include <QNetworkProxyFactory>
@@ -39,6 +38,7 @@ namespace Tessary {
 namespace {
 
 constexpr auto automaticUpdateChecksKey = "NativeUpdater.tessary.automaticallyChecksForUpdates";
+constexpr auto accentPaletteKey = "tessary.accentPalette";
 
 } // namespace
 
@@ -104,8 +104,9 @@ TessaryApp::TessaryApp(QStringList arguments, UserDefaults &defaults, QObject *p
     , m_clipboard(createClipboard(detectSessionType()))
     , m_toast(std::make_unique<TessaryToast>(defaults))
     , m_preferences(std::make_unique<TessaryPreferences>(defaults))
-    , m_appearance(std::make_unique<NativeAppAppearance>(NativeAccentPalette::Violet, u"tessary.accentPalette"_s,
-                                                         defaults, &TessaryIcon::image))
+    , m_appearance(std::make_unique<NativeAppAppearance>(NativeAccentPalette::Violet,
+                                                         QString::fromLatin1(accentPaletteKey), defaults,
+                                                         &TessaryIcon::image))
 {
 }
 
@@ -149,7 +150,8 @@ void TessaryApp::applicationDidFinishLaunching()
     // 7.
     m_preferences->applyColorMode();
     // 8.
-    m_settingsWindow = std::make_unique<TessarySettingsWindow>(initialSettingsTab(), *m_preferences, *m_session);
+    m_settingsWindow =
+        std::make_unique<TessarySettingsWindow>(initialSettingsTab(), *m_preferences, *m_appearance, *m_session);
     m_settingsWindow->setCloudSettings(&cloud());
     // 9.
     m_preferences->onVisibilityChange = [self] {
@@ -326,8 +328,8 @@ void TessaryApp::hotKeyRefused()
 
 void TessaryApp::applyApplicationIcon()
 {
-    // The palette-coloured icon arrives with the appearance module (issue #8); until then the theme icon.
-    QApplication::setWindowIcon(QIcon(u":/desktop/md.velmor.tessary.svg"_s));
+    // The window icon of every window without one of its own; a new pick replaces it through the controller.
+    m_appearance->applyApplicationIcon();
 }
 
 int TessaryApp::initialSettingsTab() const
@@ -355,6 +357,11 @@ TessaryCloudSettings &TessaryApp::cloud()
         m_cloud = std::make_unique<TessaryCloudSettings>(*m_preferences, *m_appearance, m_defaults);
     }
     return *m_cloud;
+}
+
+NativeAppAppearance &TessaryApp::appearance() const
+{
+    return *m_appearance;
 }
 
 TessarySettingsWindow *TessaryApp::settingsWindow() const

@@ -31,9 +31,9 @@ class UserDefaults;
 
 /**
  * The application delegate: owns everything that lives for the whole run of the tray application (the status item
- * and its menus, the capture state, the toast, the preferences, the settings window) and runs the launch and
- * shutdown sequences. Its static main() is the application's entry once the updater's modes have declined the
- * arguments. Everything here runs on the GUI thread.
+ * and its menus, the capture state, the toast, the preferences, the accent palette, the settings window) and runs
+ * the launch and shutdown sequences. Its static main() is the application's entry once the updater's modes have
+ * declined the arguments. Everything here runs on the GUI thread.
  */
 class TessaryApp final : public QObject
 {
@@ -80,6 +80,7 @@ public:
     TessaryPreferences &preferences() const;
     /** The configuration sync, created on first use. */
     TessaryCloudSettings &cloud();
+    NativeAppAppearance &appearance() const;
     TessarySettingsWindow *settingsWindow() const;
     QString currentStatus() const;
     QSystemTrayIcon *statusItem() const;

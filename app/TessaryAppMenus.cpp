@@ -8,10 +8,12 @@
 #include <QMenuBar>
 #include <QSystemTrayIcon>
 
-#include "app/SymbolIcon.h"
+#include "app/TessaryIcon.h"
 #include "app/TessaryPreferences.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/settings/TessarySettingsWindow.h"
+#include "appearance/NativeAppAppearance.h"
+#include "appearance/NativeEditingMenu.h"
 
 using namespace Qt::StringLiterals;
 
@@ -53,8 +55,11 @@ QAction *addAction(QMenu *menu, const QString &title, const QString &role, Tessa
 void TessaryApp::createStatusItem()
 {
     m_trayAvailable = QSystemTrayIcon::isSystemTrayAvailable();
-    m_statusItem = new QSystemTrayIcon(symbolIcon(u"text.viewfinder"_s, QColor(0xf2, 0xf2, 0xf2)), this);
+    m_statusItem = new QSystemTrayIcon(TessaryIcon::statusIcon(m_appearance->selection()), this);
     m_statusItem->setToolTip(u"Tessary"_s);
+    // The glyph follows the accent palette, like the application icon.
+    connect(m_appearance.get(), &NativeAppAppearance::selectionChanged, m_statusItem,
+            [this](NativeAccentPalette palette) { m_statusItem->setIcon(TessaryIcon::statusIcon(palette)); });
 
     // The menu object is never replaced: tray hosts keep its path; only the titles change.
     m_statusMenu = new QMenu;
@@ -87,7 +92,8 @@ void TessaryApp::installApplicationMenu()
     QMenu *appMenu = m_mainMenu->addMenu(u"Tessary"_s);
     addAction(appMenu, settingsTitle, u"openSettings"_s, this, &TessaryApp::openSettings, QKeySequence::Preferences);
     addAction(appMenu, quitTitle, u"quit"_s, this, &TessaryApp::quit, QKeySequence::Quit);
-    // The Edit menu arrives with the appearance module (issue #8).
+    // Text fields get undo, cut, copy, paste and select all through it; titled in the language by localizeMenus().
+    NativeEditingMenu::install(m_mainMenu);
     m_settingsWindow->setApplicationMenu(m_mainMenu);
 }
 
@@ -119,6 +125,8 @@ void TessaryApp::localizeMenus()
         if (QAction *action = actionWithRole(appMenu, u"quit"_s)) {
             action->setText(localized(quitTitle));
         }
+        NativeEditingMenu::retitle(m_mainMenu->findChild<QMenu *>(u"edit"_s, Qt::FindDirectChildrenOnly),
+                                   [this](const QString &title) { return localized(title); });
     }
     if (m_settingsWindow) {
         m_settingsWindow->localizeTitle();

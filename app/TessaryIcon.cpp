@@ -1,5 +1,6 @@
 #include "app/TessaryIcon.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -9,6 +10,8 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPixmap>
+
+#include "app/SymbolIcon.h"
 
 using namespace Qt::StringLiterals;
 
@@ -205,6 +208,19 @@ QImage render(NativeAccentPalette palette, int pixelSize)
 QIcon image(NativeAccentPalette palette)
 {
     return QIcon(new TessaryIconEngine(palette));
+}
+
+QColor statusIconColor(NativeAccentPalette palette)
+{
+    // The palette colours are mid-tones made for light window backgrounds; on a panel they would sink into the dark.
+    // Lifting the lightness keeps the hue, so each palette stays recognisable in the tray.
+    const QColor accent = palette.color().toHsl();
+    return QColor::fromHslF(accent.hslHueF(), accent.hslSaturationF(), std::max(accent.lightnessF(), 0.8f));
+}
+
+QIcon statusIcon(NativeAccentPalette palette)
+{
+    return symbolIcon(u"text.viewfinder"_s, statusIconColor(palette));
 }
 
 } // namespace Tessary::TessaryIcon

@@ -26,6 +26,15 @@ QImage render(NativeAccentPalette palette, int pixelSize);
 /** Draws the artwork into the square rect (in the painter's coordinates). */
 void paint(QPainter &painter, const QRectF &rect, NativeAccentPalette palette);
 
+/**
+ * The tray's glyph in a palette: the viewfinder symbol in one colour, a light tint of the palette's colour, so that
+ * it reads on the dark panels most desktops give their trays and still follows the user's accent.
+ */
+QIcon statusIcon(NativeAccentPalette palette);
+
+/** The colour of the tray's glyph in a palette. */
+QColor statusIconColor(NativeAccentPalette palette);
+
 } // namespace TessaryIcon
 
 } // namespace Tessary

@@ -1,5 +1,8 @@
 #include "appearance/NativeAppAppearance.h"
 
+#include <QAbstractItemView>
+#include <QApplication>
+#include <QEvent>
 #include <QGuiApplication>
 #include <QPalette>
 #include <QPointer>
@@ -8,6 +11,34 @@
 #include "platform/defaults/UserDefaults.h"
 
 namespace Tessary {
+
+namespace {
+
+// Whether window was opened from owner: owner is somewhere up its chain of parents.
+bool isOpenedFrom(const QWidget *window, const QWidget *owner)
+{
+    for (const QWidget *parent = window->parentWidget(); parent != nullptr; parent = parent->parentWidget()) {
+        if (parent == owner) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Only the accent roles are set, so a later change of the application's palette (light or dark) still reaches every
+// other role.
+void applyTint(QWidget *window, const QPalette &tinted)
+{
+    window->setPalette(tinted);
+    // Item delegates draw with their view's own palette roles over the application's (a drop-down list takes the
+    // application's menu palette for every role its view does not set itself), so views get the roles explicitly.
+    const QList<QAbstractItemView *> views = window->findChildren<QAbstractItemView *>();
+    for (QAbstractItemView *view : views) {
+        view->setPalette(tinted);
+    }
+}
+
+} // namespace
 
 NativeAppAppearance::NativeAppAppearance(NativeAccentPalette defaultPalette, const QString &defaultsKey,
                                          UserDefaults &defaults, IconBuilder iconBuilder, QObject *parent)
@@ -94,17 +125,43 @@ void NativeAppAppearance::tint(QWidget *window)
     if (window == nullptr) {
         return;
     }
-    const auto apply = [window = QPointer<QWidget>(window)](const QColor &accent) {
-        if (window == nullptr) {
-            return;
+    if (m_tintedWindows.isEmpty()) {
+        // Popups and dialogs are windows of their own and take the application's palette, not their parent's; they
+        // are caught as they show.
+        QCoreApplication::instance()->installEventFilter(this);
+    }
+    m_tintedWindows.append(window);
+    tintWindowsOf(window);
+    connect(this, &NativeAppAppearance::selectionChanged, window, [this, window] { tintWindowsOf(window); });
+}
+
+void NativeAppAppearance::tintWindowsOf(QWidget *window)
+{
+    const QPalette tinted = accentPalette(accent());
+    applyTint(window, tinted);
+    const QList<QWidget *> windows = QApplication::topLevelWidgets();
+    for (QWidget *each : windows) {
+        if (isOpenedFrom(each, window)) {
+            applyTint(each, tinted);
         }
-        // Only the accent roles are set on the window, so a later change of the application's palette (light or
-        // dark) still reaches every other role.
-        window->setPalette(accentPalette(accent));
-    };
-    apply(accent());
-    connect(this, &NativeAppAppearance::selectionChanged, window,
-            [apply](NativeAccentPalette palette) { apply(palette.color()); });
+    }
+}
+
+bool NativeAppAppearance::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Show && watched->isWidgetType()) {
+        auto *shown = static_cast<QWidget *>(watched);
+        if (shown->isWindow()) {
+            m_tintedWindows.removeAll(nullptr);
+            for (const QPointer<QWidget> &window : std::as_const(m_tintedWindows)) {
+                if (isOpenedFrom(shown, window)) {
+                    applyTint(shown, accentPalette(accent()));
+                    break;
+                }
+            }
+        }
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 } // namespace Tessary

@@ -6,7 +6,9 @@
 
 #include <QColor>
 #include <QIcon>
+#include <QList>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 
 #include "appearance/NativeAccentPalette.h"
@@ -73,8 +75,9 @@ public:
     static QPalette accentPalette(const QColor &accent);
 
     /**
-     * Tints a window (and its children) with the selected palette's colour, now and after every change. The window's
-     * own palette is replaced by accentPalette(): tint windows that set no palette roles of their own.
+     * Tints a window (and its children) with the selected palette's colour, now and after every change. The windows
+     * it opens (menus, drop-down lists, dialogs: any window whose parent chain leads to it) are tinted when they show.
+     * Their own palettes are replaced by accentPalette(): tint windows that set no palette roles of their own.
      */
     void tint(QWidget *window);
 
@@ -83,14 +86,19 @@ Q_SIGNALS:
     /** The application icon changed (a new selection); a tray icon or other view of it can follow. */
     void applicationIconChanged(const QIcon &icon);
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     void installWindowIcon();
+    void tintWindowsOf(QWidget *window);
 
     QString m_defaultsKey;
     UserDefaults &m_defaults;
     IconBuilder m_iconBuilder;
     NativeAccentPalette m_selection;
     std::array<std::optional<QIcon>, 6> m_icons;
+    QList<QPointer<QWidget>> m_tintedWindows;
 };
 
 } // namespace Tessary

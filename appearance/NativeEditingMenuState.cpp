@@ -25,7 +25,8 @@ bool hasSlot(const QObject *object, const char *name)
 }
 
 // What each item would do in a line edit. Passwords are never copied out, as QLineEdit itself refuses to.
-std::array<bool, NativeEditingMenuState::ItemCount> lineEditItems(const QLineEdit *edit, bool clipboardHasText)
+// canPaste: the field is editable and the clipboard holds text.
+std::array<bool, NativeEditingMenuState::ItemCount> lineEditItems(const QLineEdit *edit, bool canPaste)
 {
     const bool revealed = edit->echoMode() == QLineEdit::Normal;
     const bool editable = !edit->isReadOnly();
@@ -33,12 +34,12 @@ std::array<bool, NativeEditingMenuState::ItemCount> lineEditItems(const QLineEdi
             edit->isRedoAvailable(),
             editable && revealed && edit->hasSelectedText(),
             revealed && edit->hasSelectedText(),
-            editable && clipboardHasText,
+            canPaste,
             !edit->text().isEmpty()};
 }
 
 template<typename Edit>
-std::array<bool, NativeEditingMenuState::ItemCount> textEditItems(const Edit *edit, bool clipboardHasText)
+std::array<bool, NativeEditingMenuState::ItemCount> textEditItems(const Edit *edit, bool canPaste)
 {
     const bool editable = !edit->isReadOnly();
     const bool hasSelection = edit->textCursor().hasSelection();
@@ -47,8 +48,22 @@ std::array<bool, NativeEditingMenuState::ItemCount> textEditItems(const Edit *ed
             editable && document->isRedoAvailable(),
             editable && hasSelection,
             hasSelection,
-            editable && clipboardHasText,
+            canPaste,
             !document->isEmpty()};
+}
+
+bool isEditableText(const QWidget *widget)
+{
+    if (const auto *edit = qobject_cast<const QLineEdit *>(widget)) {
+        return !edit->isReadOnly();
+    }
+    if (const auto *edit = qobject_cast<const QTextEdit *>(widget)) {
+        return !edit->isReadOnly();
+    }
+    if (const auto *edit = qobject_cast<const QPlainTextEdit *>(widget)) {
+        return !edit->isReadOnly();
+    }
+    return false;
 }
 
 template<typename Edit>
@@ -77,7 +92,6 @@ NativeEditingMenuState::NativeEditingMenuState(QMenu *menu, std::array<QAction *
     });
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { focusChanged(now); });
     connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, this, &NativeEditingMenuState::clipboardChanged);
-    clipboardChanged();
     focusChanged(QApplication::focusWidget());
 }
 
@@ -126,21 +140,34 @@ void NativeEditingMenuState::focusChanged(QWidget *now)
 
 void NativeEditingMenuState::clipboardChanged()
 {
-    const QMimeData *data = QGuiApplication::clipboard()->mimeData();
-    m_clipboardHasText = data != nullptr && data->hasText();
-    refresh();
+    // Every copy anywhere on the desktop lands here. Asking what another program copied is a round trip to that
+    // program, which stalls this thread while it does not answer: ask only when a field could paste it.
+    m_clipboardHasText.reset();
+    if (isEditableText(target())) {
+        refresh();
+    }
+}
+
+bool NativeEditingMenuState::clipboardHasText()
+{
+    if (!m_clipboardHasText) {
+        const QMimeData *data = QGuiApplication::clipboard()->mimeData();
+        m_clipboardHasText = data != nullptr && data->hasText();
+    }
+    return *m_clipboardHasText;
 }
 
 void NativeEditingMenuState::refresh()
 {
     std::array<bool, ItemCount> enabled {};
     const QWidget *widget = target();
+    const bool canPaste = isEditableText(widget) && clipboardHasText();
     if (const auto *edit = qobject_cast<const QLineEdit *>(widget)) {
-        enabled = lineEditItems(edit, m_clipboardHasText);
+        enabled = lineEditItems(edit, canPaste);
     } else if (const auto *edit = qobject_cast<const QTextEdit *>(widget)) {
-        enabled = textEditItems(edit, m_clipboardHasText);
+        enabled = textEditItems(edit, canPaste);
     } else if (const auto *edit = qobject_cast<const QPlainTextEdit *>(widget)) {
-        enabled = textEditItems(edit, m_clipboardHasText);
+        enabled = textEditItems(edit, canPaste);
     } else if (widget != nullptr) {
         for (int item = 0; item < ItemCount; ++item) {
             enabled[item] = hasSlot(widget, slotNames[item]);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 
 #include <QList>
 #include <QObject>
@@ -25,13 +26,15 @@ private:
     void trigger(Item item);
     void focusChanged(QWidget *now);
     void clipboardChanged();
+    bool clipboardHasText();
     void refresh();
     QWidget *target() const;
 
     std::array<QAction *, ItemCount> m_actions;
     QPointer<QWidget> m_target;
     QList<QMetaObject::Connection> m_targetConnections;
-    bool m_clipboardHasText = false;
+    // Asked for only while a field that could paste has the focus, then kept until the clipboard changes.
+    std::optional<bool> m_clipboardHasText;
 };
 
 } // namespace Tessary

@@ -1,5 +1,7 @@
 #include "app/settings/AppearancePane.h"
 
+#include <algorithm>
+
 #include <QButtonGroup>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -8,6 +10,7 @@
 
 #include "app/TessaryPreferences.h"
 #include "app/settings/SettingsTexts.h"
+#include "appearance/NativeAppearancePicker.h"
 
 using namespace Qt::StringLiterals;
 
@@ -20,7 +23,8 @@ const QStringList colorModeTitles {u"跟随系统"_s, u"浅色"_s, u"深色"_s};
 
 } // namespace
 
-AppearancePane::AppearancePane(TessaryPreferences &preferences, SettingsTexts &texts, QWidget *parent)
+AppearancePane::AppearancePane(TessaryPreferences &preferences, NativeAppAppearance &appearance, SettingsTexts &texts,
+                               QWidget *parent)
     : QWidget(parent)
     , m_preferences(preferences)
     , m_colorModes(new QButtonGroup(this))
@@ -50,10 +54,28 @@ AppearancePane::AppearancePane(TessaryPreferences &preferences, SettingsTexts &t
         m_colorModes->addButton(button, i);
         segments->addWidget(button);
     }
+    // Segments of one width, whatever the language makes of their titles (bound after the titles, so run after them).
+    texts.bind([this] {
+        int widest = 0;
+        const QList<QAbstractButton *> buttons = m_colorModes->buttons();
+        for (QAbstractButton *button : buttons) {
+            button->setMinimumWidth(0);
+            widest = std::max(widest, button->sizeHint().width());
+        }
+        for (QAbstractButton *button : buttons) {
+            button->setMinimumWidth(widest);
+        }
+    });
     row->addLayout(segments);
     row->addStretch(1);
     layout->addLayout(row);
-    // The accent palette picker arrives with the appearance module (issue #8).
+    layout->addSpacing(8);
+
+    // The palette picker carries its texts in the three languages; it only needs to know which one is chosen.
+    auto *picker = new NativeAppearancePicker(appearance, m_preferences.language(), this);
+    picker->setObjectName(u"accentPalettePicker"_s);
+    texts.bind([this, picker] { picker->setLanguage(m_preferences.language()); });
+    layout->addWidget(picker);
     layout->addStretch(1);
 
     showColorMode();

@@ -21,6 +21,7 @@
 #include "app/settings/SettingsTexts.h"
 #include "app/settings/UpdatesPane.h"
 #include "app/sync/TessaryCloudSettings.h"
+#include "appearance/NativeAppAppearance.h"
 
 using namespace Qt::StringLiterals;
 
@@ -61,10 +62,12 @@ protected:
 } // namespace
 
 TessarySettingsWindow::TessarySettingsWindow(int selectedTab, TessaryPreferences &preferences,
-                                             QNetworkAccessManager &session, QObject *parent)
+                                             NativeAppAppearance &appearance, QNetworkAccessManager &session,
+                                             QObject *parent)
     : QObject(parent)
     , m_selectedTab(selectedTab)
     , m_preferences(preferences)
+    , m_appearance(appearance)
     , m_session(session)
 {
 }
@@ -165,7 +168,7 @@ void TessarySettingsWindow::build()
     m_aiPane = new AIPane(m_preferences, *m_texts, m_session);
     m_tabs->addTab(m_generalPane, QString());
     m_tabs->addTab(m_aiPane, QString());
-    m_tabs->addTab(new AppearancePane(m_preferences, *m_texts), QString());
+    m_tabs->addTab(new AppearancePane(m_preferences, m_appearance, *m_texts), QString());
     m_tabs->addTab(new UpdatesPane(*m_texts), QString());
     m_texts->bind([this] {
         const QColor symbolColor = m_tabs->palette().color(QPalette::WindowText);
@@ -195,6 +198,8 @@ void TessarySettingsWindow::build()
         m_window->setMenuBar(m_menuBar);
     }
     m_window->installEventFilter(this);
+    // Selections, focus rings, checked controls and links in the accent palette's colour.
+    m_appearance.tint(m_window);
     // Ctrl+W closes (hides) the window, as in other settings windows.
     auto *close = new QAction(m_window);
     close->setShortcut(QKeySequence::Close);

@@ -14,6 +14,7 @@ namespace Tessary {
 
 class AIPane;
 class GeneralPane;
+class NativeAppAppearance;
 class SettingsTexts;
 class TessaryCloudSettings;
 class TessaryPreferences;
@@ -21,7 +22,8 @@ class TessaryPreferences;
 /**
  * The settings window: four panes (general, AI polishing, appearance, updates) that edit the shared objects
  * directly; there is no OK or Apply. The window is built on the first show() and kept: closing it only hides it,
- * and the next show() brings back the same window with what was typed into it. GUI thread only.
+ * and the next show() brings back the same window with what was typed into it. It is tinted with the accent
+ * palette and follows a new pick at once. GUI thread only.
  */
 class TessarySettingsWindow final : public QObject
 {
@@ -31,8 +33,8 @@ public:
     enum Tab { General = 0, AIPolishing = 1, Appearance = 2, Updates = 3 };
 
     /** selectedTab: the pane the window opens on; the shared objects must outlive the window. */
-    TessarySettingsWindow(int selectedTab, TessaryPreferences &preferences, QNetworkAccessManager &session,
-                          QObject *parent = nullptr);
+    TessarySettingsWindow(int selectedTab, TessaryPreferences &preferences, NativeAppAppearance &appearance,
+                          QNetworkAccessManager &session, QObject *parent = nullptr);
     ~TessarySettingsWindow() override;
 
     /** Selects the tab when one is given, builds the window if needed and brings it to the front. */
@@ -66,6 +68,7 @@ private:
 
     int m_selectedTab = 0;
     TessaryPreferences &m_preferences;
+    NativeAppAppearance &m_appearance;
     QNetworkAccessManager &m_session;
     QPointer<TessaryCloudSettings> m_cloud;
     QPointer<QMainWindow> m_window;

@@ -516,7 +516,7 @@ TEST_F(TessaryCloudSettingsTest, SettingsPaneSwitchesSyncThroughTheRealAlertAndS
     // The alert a user sees, not a scripted answer.
     m_cloud = std::make_unique<TessaryCloudSettings>(*m_preferences, *m_appearance, m_defaults);
     QNetworkAccessManager session;
-    TessarySettingsWindow settings(TessarySettingsWindow::General, *m_preferences, session);
+    TessarySettingsWindow settings(TessarySettingsWindow::General, *m_preferences, *m_appearance, session);
     settings.setCloudSettings(m_cloud.get());
     settings.show();
     auto *box = settings.window()->findChild<QCheckBox *>(u"iCloudSync"_s);

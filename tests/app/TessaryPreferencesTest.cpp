@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QProxyStyle>
 #include <QFile>
 #include <QStyle>
 #include <QSignalSpy>
@@ -297,7 +298,9 @@ TEST_F(TessaryPreferencesTest, ColorModeAppliesBeforeTheConfigurationCallback)
     preferences.onConfigurationChange = [&] { darkWhenCalledBack = ColorModePalettes::isDarkApplied(); };
     preferences.setColorMode(u"dark"_s);
     EXPECT_EQ(darkWhenCalledBack, true);
-    EXPECT_EQ(QApplication::style()->name(), u"fusion"_s);
+    const auto *style = qobject_cast<const QProxyStyle *>(QApplication::style());
+    ASSERT_NE(style, nullptr) << "Fusion under the accent style";
+    EXPECT_EQ(style->baseStyle()->name(), u"fusion"_s);
 
     preferences.setColorMode(u"light"_s);
     EXPECT_FALSE(ColorModePalettes::isDarkApplied());

@@ -4,7 +4,10 @@
 
 #include <QApplication>
 #include <QFile>
+#include <QComboBox>
 #include <QLineEdit>
+#include <QListView>
+#include <QMenu>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -145,6 +148,59 @@ TEST_F(NativeAppAppearanceTest, TintsWindowsAndFollowsBothSelectionAndColourMode
     EXPECT_EQ(highlight(QPalette::Active).rgba(), colorOf(NativeAccentPalette::Forest));
     QApplication::setPalette(applicationPalette);
     QCoreApplication::processEvents();
+}
+
+TEST_F(NativeAppAppearanceTest, TintsTheMenusListsAndDialogsATintedWindowOpens)
+{
+    auto appearance = makeAppearance();
+    QWidget window;
+    auto *languages = new QComboBox(&window);
+    languages->addItems({u"English"_s, u"Deutsch"_s});
+    auto *field = new QLineEdit(&window);
+    appearance->tint(&window);
+    window.show();
+    const auto highlight = [](const QWidget *widget) { return widget->palette().color(QPalette::Highlight).rgba(); };
+
+    // A drop-down list and a context menu are windows of their own.
+    languages->showPopup();
+    QWidget *list = languages->view()->window();
+    ASSERT_NE(list, &window);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list->isVisible(); }, 5000));
+    EXPECT_EQ(highlight(list), colorOf(NativeAccentPalette::Violet));
+    // The current entry is drawn selected: in the accent, not in the application's highlight.
+    const auto drawnInAccent = [&](QWidget *widget, NativeAccentPalette palette) {
+        const QImage image = widget->grab().toImage();
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                if (image.pixel(x, y) == colorOf(palette)) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    };
+    EXPECT_TRUE(drawnInAccent(languages->view(), NativeAccentPalette::Violet));
+    QMenu *menu = field->createStandardContextMenu();
+    menu->popup(QPoint(10, 10));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return menu->isVisible(); }, 5000));
+    EXPECT_EQ(highlight(menu), colorOf(NativeAccentPalette::Violet));
+
+    // A pick reaches the open ones at once.
+    appearance->select(NativeAccentPalette::Coral);
+    EXPECT_EQ(highlight(list), colorOf(NativeAccentPalette::Coral));
+    EXPECT_TRUE(drawnInAccent(languages->view(), NativeAccentPalette::Coral));
+    EXPECT_EQ(highlight(menu), colorOf(NativeAccentPalette::Coral));
+    menu->close();
+    delete menu;
+    languages->hidePopup();
+
+    // A window that nothing tinted opened keeps the application's colours.
+    QWidget other;
+    QMenu otherMenu(&other);
+    otherMenu.addAction(u"Item"_s);
+    otherMenu.popup(QPoint(10, 10));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return otherMenu.isVisible(); }, 5000));
+    EXPECT_EQ(otherMenu.palette().color(QPalette::Highlight), QApplication::palette().color(QPalette::Highlight));
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <QMenuBar>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QSpinBox>
 #include <QTest>
 #include <QVBoxLayout>
@@ -237,6 +238,20 @@ TEST_F(NativeEditingMenuTest, PasteFollowsWhatTheClipboardHolds)
     EXPECT_TRUE(QTest::qWaitFor([&] { return item(u"paste"_s)->isEnabled(); }, 5000));
     press(u"ctrl+v"_s);
     EXPECT_TRUE(QTest::qWaitFor([&] { return m_other->text() == u"text again"_s; }, 5000));
+
+    // A copy made while no field has the focus counts as soon as one has it.
+    focus(m_button);
+    QSignalSpy changed(QGuiApplication::clipboard(), &QClipboard::dataChanged);
+    ASSERT_TRUE(Tessary::Test::offerClipboardElsewhere(png, u"image/png"_s));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return changed.count() > 0; }, 5000));
+    focus(m_other);
+    EXPECT_FALSE(item(u"paste"_s)->isEnabled());
+    focus(m_button);
+    changed.clear();
+    ASSERT_TRUE(Tessary::Test::offerClipboardElsewhere("and text"));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return changed.count() > 0; }, 5000));
+    focus(m_other);
+    EXPECT_TRUE(item(u"paste"_s)->isEnabled());
 }
 
 } // namespace

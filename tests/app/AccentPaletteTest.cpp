@@ -1,0 +1,306 @@
+// The accent palette in the running application: picking a palette in the settings window with real clicks retints
+// the window and changes the window icon (as the window manager reads it), the application icon and the tray glyph at
+// once; the pick survives a restart of the real executable; a stored value that names no palette is left alone.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+
+#include <xcb/xcb.h>
+
+#include <QApplication>
+#include <QDir>
+#include <QFile>
+#include <QLineEdit>
+#include <QMainWindow>
+#include <QProcess>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSystemTrayIcon>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include "app/TessaryApp.h"
+#include "app/TessaryIcon.h"
+#include "app/settings/TessarySettingsWindow.h"
+#include "appearance/NativeAppAppearance.h"
+#include "appearance/NativeAppearancePicker.h"
+#include "appearance/NativeAppearanceTile.h"
+#include "platform/defaults/UserDefaults.h"
+#include "tests/appearance/AppearanceTestSupport.h"
+#include "tests/support/TestEnvironment.h"
+
+using namespace Qt::StringLiterals;
+using namespace Tessary;
+
+namespace {
+
+const QString paletteKey = u"tessary.accentPalette"_s;
+
+bool isNear(const QColor &color, const QColor &expected, int tolerance = 3)
+{
+    return color.alpha() == 255 && std::abs(color.red() - expected.red()) <= tolerance &&
+           std::abs(color.green() - expected.green()) <= tolerance &&
+           std::abs(color.blue() - expected.blue()) <= tolerance;
+}
+
+std::string describe(const QColor &color)
+{
+    return color.toRgb().name(QColor::HexArgb).toStdString();
+}
+
+// The colour of the icon's rounded square: left of the viewfinder, halfway up.
+QColor squareFill(const QImage &icon)
+{
+    return icon.pixelColor(icon.width() * 160 / 1024, icon.height() / 2);
+}
+
+/**
+ * The window's icon as the window manager reads it: the _NET_WM_ICON entry of the given side (the property holds
+ * several sizes, each as width, height and ARGB pixels).
+ */
+std::optional<QImage> windowManagerIcon(xcb_window_t window, int side)
+{
+    xcb_connection_t *connection = xcb_connect(nullptr, nullptr);
+    std::optional<QImage> found;
+    if (xcb_connection_has_error(connection) == 0) {
+        const char name[] = "_NET_WM_ICON";
+        xcb_intern_atom_reply_t *atom =
+            xcb_intern_atom_reply(connection, xcb_intern_atom(connection, 1, sizeof(name) - 1, name), nullptr);
+        xcb_get_property_reply_t *reply =
+            atom == nullptr ? nullptr
+                            : xcb_get_property_reply(connection,
+                                                     xcb_get_property(connection, 0, window, atom->atom,
+                                                                      XCB_ATOM_CARDINAL, 0, 16 * 1024 * 1024),
+                                                     nullptr);
+        if (reply != nullptr && reply->format == 32) {
+            const auto *values = static_cast<const quint32 *>(xcb_get_property_value(reply));
+            const qsizetype count = xcb_get_property_value_length(reply) / 4;
+            for (qsizetype at = 0; at + 2 <= count && !found;) {
+                const quint32 width = values[at];
+                const quint32 height = values[at + 1];
+                const qsizetype pixels = qsizetype(width) * height;
+                if (width == 0 || at + 2 + pixels > count) {
+                    break;
+                }
+                if (int(width) == side && int(height) == side) {
+                    QImage image(side, side, QImage::Format_ARGB32);
+                    for (int y = 0; y < side; ++y) {
+                        for (int x = 0; x < side; ++x) {
+                            image.setPixel(x, y, values[at + 2 + y * side + x]);
+                        }
+                    }
+                    found = image;
+                }
+                at += 2 + pixels;
+            }
+        }
+        free(reply);
+        free(atom);
+    }
+    xcb_disconnect(connection);
+    return found;
+}
+
+// The colour of the tray glyph: its most opaque pixel.
+QColor trayGlyphColor(const QSystemTrayIcon *tray)
+{
+    const QImage image = tray->icon().pixmap(QSize(22, 22), 1.0).toImage().convertToFormat(QImage::Format_ARGB32);
+    QColor strongest(Qt::transparent);
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (image.pixelColor(x, y).alpha() > strongest.alpha()) {
+                strongest = image.pixelColor(x, y);
+            }
+        }
+    }
+    return strongest;
+}
+
+class AccentPaletteTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY")) << "runs under with-xvfb";
+        ASSERT_TRUE(QDir().mkpath(m_config.filePath(u"md.velmor.tessary"_s)));
+        m_defaults = std::make_unique<UserDefaults>(defaultsPath());
+        m_defaults->setString(u"language"_s, u"en"_s);
+    }
+
+    QString defaultsPath() const { return m_config.filePath(u"md.velmor.tessary/defaults.ini"_s); }
+
+    QByteArray defaultsFile() const
+    {
+        QFile file(defaultsPath());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    void launch()
+    {
+        m_app = std::make_unique<TessaryApp>(QStringList {u"tessary"_s, u"--open-settings-appearance"_s}, *m_defaults);
+        m_app->applicationDidFinishLaunching();
+        QMainWindow *window = m_app->settingsWindow()->window();
+        ASSERT_NE(window, nullptr);
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(window));
+        m_picker = window->findChild<NativeAppearancePicker *>();
+        ASSERT_NE(m_picker, nullptr);
+    }
+
+    void quit()
+    {
+        m_app->applicationWillTerminate();
+        m_app.reset();
+    }
+
+    QMainWindow *window() const { return m_app->settingsWindow()->window(); }
+
+    NativeAppearanceTile *tile(NativeAccentPalette palette) const { return m_picker->tiles().at(palette.index()); }
+
+    /** Checks every place the palette shows in, as a user would see them right after the pick. */
+    void expectShownEverywhere(NativeAccentPalette palette)
+    {
+        SCOPED_TRACE(palette.rawValue().toStdString());
+        const QColor accent = palette.color().toRgb();
+        EXPECT_EQ(m_app->appearance().selection(), palette);
+
+        // The window and the fields in it (on another pane too) select and link in the accent.
+        const QList<const QWidget *> tinted {window(), window()->findChild<QLineEdit *>(u"aiBaseURL"_s)};
+        for (const QWidget *widget : tinted) {
+            ASSERT_NE(widget, nullptr);
+            EXPECT_EQ(describe(widget->palette().color(QPalette::Active, QPalette::Highlight)), describe(accent));
+            EXPECT_EQ(describe(widget->palette().color(QPalette::Inactive, QPalette::Highlight)), describe(accent));
+            EXPECT_EQ(describe(widget->palette().color(QPalette::Active, QPalette::Link)), describe(accent));
+        }
+
+        // The selected colour mode, a checked segment, is filled with the accent.
+        auto *segment = window()->findChild<QPushButton *>(u"colorMode-system"_s);
+        ASSERT_NE(segment, nullptr);
+        const QImage drawn = segment->grab().toImage();
+        int accentPixels = 0;
+        for (int y = 0; y < drawn.height(); ++y) {
+            for (int x = 0; x < drawn.width(); ++x) {
+                accentPixels += isNear(drawn.pixelColor(x, y), accent, 8) ? 1 : 0;
+            }
+        }
+        EXPECT_GT(accentPixels, drawn.width() * drawn.height() / 2);
+
+        // The picker marks the pick and only the pick.
+        for (const NativeAppearanceTile *each : m_picker->tiles()) {
+            EXPECT_EQ(each->isSelected(), each->accentPalette() == palette) << each->objectName().toStdString();
+        }
+
+        EXPECT_TRUE(isNear(squareFill(QApplication::windowIcon().pixmap(QSize(64, 64), 1.0).toImage()), accent))
+            << describe(squareFill(QApplication::windowIcon().pixmap(QSize(64, 64), 1.0).toImage()));
+
+        // What the window manager shows in title bars and task switchers.
+        std::optional<QImage> shown;
+        EXPECT_TRUE(QTest::qWaitFor(
+            [&] {
+                shown = windowManagerIcon(xcb_window_t(window()->winId()), 32);
+                return shown && isNear(squareFill(*shown), accent);
+            },
+            10000))
+            << (shown ? describe(squareFill(*shown)) : std::string("no 32 px _NET_WM_ICON"));
+
+        EXPECT_TRUE(isNear(trayGlyphColor(m_app->statusItem()), TessaryIcon::statusIconColor(palette)))
+            << describe(trayGlyphColor(m_app->statusItem()));
+    }
+
+    QTemporaryDir m_config;
+    std::unique_ptr<UserDefaults> m_defaults;
+    std::unique_ptr<TessaryApp> m_app;
+    NativeAppearancePicker *m_picker = nullptr;
+};
+
+TEST_F(AccentPaletteTest, PickingEachPaletteRetintsTheWindowAndChangesEveryIconAtOnce)
+{
+    launch();
+    ASSERT_EQ(window()->windowTitle(), u"Tessary Settings"_s);
+    expectShownEverywhere(NativeAccentPalette::Violet);
+    EXPECT_FALSE(defaultsFile().contains(paletteKey.toUtf8())) << "the default is not written back";
+
+    const QList<NativeAccentPalette> order {NativeAccentPalette::Ocean, NativeAccentPalette::Terracotta,
+                                            NativeAccentPalette::Coral, NativeAccentPalette::Amber,
+                                            NativeAccentPalette::Violet, NativeAccentPalette::Forest};
+    for (const NativeAccentPalette palette : order) {
+        ASSERT_TRUE(Tessary::Test::clickOn(tile(palette)));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return m_app->appearance().selection() == palette; }, 10000))
+            << palette.rawValue().toStdString();
+        const QByteArray stored = "tessary.accentPalette=" + palette.rawValue().toUtf8();
+        EXPECT_TRUE(defaultsFile().contains(stored));
+        expectShownEverywhere(palette);
+    }
+
+    // A click on the palette already picked changes nothing.
+    QSignalSpy changed(&m_app->appearance(), &NativeAppAppearance::selectionChanged);
+    QSignalSpy clicked(tile(NativeAccentPalette::Forest), &QAbstractButton::clicked);
+    ASSERT_TRUE(Tessary::Test::clickOn(tile(NativeAccentPalette::Forest)));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return clicked.count() == 1; }, 10000));
+    EXPECT_EQ(changed.count(), 0);
+    EXPECT_TRUE(tile(NativeAccentPalette::Forest)->isSelected());
+
+    // The next launch starts on the pick, with its icon from the first moment.
+    quit();
+    m_defaults = std::make_unique<UserDefaults>(defaultsPath());
+    launch();
+    expectShownEverywhere(NativeAccentPalette::Forest);
+}
+
+TEST_F(AccentPaletteTest, StoredValueThatNamesNoPaletteShowsTheDefaultAndStaysUntilThePick)
+{
+    m_defaults->setString(paletteKey, u"Ocean"_s);
+    const QByteArray before = defaultsFile();
+    launch();
+    expectShownEverywhere(NativeAccentPalette::Violet);
+    quit();
+    EXPECT_EQ(defaultsFile(), before) << "a launch and quit lose nothing";
+
+    launch();
+    ASSERT_TRUE(Tessary::Test::clickOn(tile(NativeAccentPalette::Amber)));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_app->appearance().selection() == NativeAccentPalette::Amber; }, 10000));
+    EXPECT_TRUE(defaultsFile().contains("tessary.accentPalette=amber"));
+}
+
+TEST_F(AccentPaletteTest, TheExecutableStartsOnThePaletteItWasLeftOn)
+{
+    // Picked in the window of one run…
+    launch();
+    ASSERT_TRUE(Tessary::Test::clickOn(tile(NativeAccentPalette::Coral)));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_app->appearance().selection() == NativeAccentPalette::Coral; }, 10000));
+    quit();
+
+    // …shown by the next start of the real executable, in the icon the window manager gets.
+    QProcess tessary;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"XDG_CONFIG_HOME"_s, m_config.path());
+    tessary.setProcessEnvironment(environment);
+    tessary.start(Tessary::Test::buildPath(u"bin/tessary"_s), {u"--open-settings-appearance"_s});
+    ASSERT_TRUE(tessary.waitForStarted());
+    const QColor coral = NativeAccentPalette(NativeAccentPalette::Coral).color().toRgb();
+    std::optional<QImage> shown;
+    const bool coralShown = QTest::qWaitFor(
+        [&] {
+            const Tessary::Test::ProcessResult search = Tessary::Test::runProcess(
+                u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--pid"_s, QString::number(tessary.processId())});
+            for (const QByteArray &id : search.standardOutput.split('\n')) {
+                if (!id.trimmed().isEmpty()) {
+                    shown = windowManagerIcon(xcb_window_t(id.trimmed().toULong()), 32);
+                    if (shown && isNear(squareFill(*shown), coral)) {
+                        return true;
+                    }
+                }
+            }
+            return false;
+        },
+        20000);
+    EXPECT_TRUE(coralShown) << (shown ? describe(squareFill(*shown)) : std::string("no window with an icon"));
+
+    tessary.terminate();
+    EXPECT_TRUE(tessary.waitForFinished(15000));
+    EXPECT_EQ(tessary.exitCode(), 0);
+    EXPECT_TRUE(defaultsFile().contains("tessary.accentPalette=coral"));
+}
+
+} // namespace
