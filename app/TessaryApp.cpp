@@ -31,6 +31,7 @@
 #include "platform/instance/SingleInstance.h"
 #include "platform/session/PlatformSession.h"
 #include "platform/signals/TerminationSignals.h"
+#include "updater/NativeUpdater.h"
 
 using namespace Qt::StringLiterals;
 
@@ -151,6 +152,7 @@ void TessaryApp::applicationDidFinishLaunching()
     // 8.
     m_settingsWindow = std::make_unique<TessarySettingsWindow>(initialSettingsTab(), *m_preferences, *m_session);
     m_settingsWindow->setCloudSettings(&cloud());
+    m_settingsWindow->setUpdater(&updater());
     // 9.
     m_preferences->onVisibilityChange = [self] {
         if (self) {
@@ -169,7 +171,8 @@ void TessaryApp::applicationDidFinishLaunching()
     installApplicationMenu();
     localizeMenus();
     applyVisibility();
-    // 16. The updater's automatic checks arrive with issue #10.
+    // 16. In a build without an installed bundle the updater is disabled and this starts nothing.
+    updater().startAutomaticChecks();
 
     // 17.
     for (const QString &argument : std::as_const(m_arguments)) {
@@ -236,7 +239,7 @@ void TessaryApp::openSettings()
 
 void TessaryApp::checkUpdates()
 {
-    // The updater arrives with issue #10.
+    updater().checkForUpdates(true);
 }
 
 void TessaryApp::openCaptureSettings()
@@ -355,6 +358,14 @@ TessaryCloudSettings &TessaryApp::cloud()
         m_cloud = std::make_unique<TessaryCloudSettings>(*m_preferences, *m_appearance, m_defaults);
     }
     return *m_cloud;
+}
+
+NativeUpdater &TessaryApp::updater()
+{
+    if (!m_updater) {
+        m_updater = std::make_unique<NativeUpdater>(NativeUpdateConfiguration::tessary(), m_defaults);
+    }
+    return *m_updater;
 }
 
 TessarySettingsWindow *TessaryApp::settingsWindow() const

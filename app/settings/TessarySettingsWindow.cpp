@@ -21,6 +21,7 @@
 #include "app/settings/SettingsTexts.h"
 #include "app/settings/UpdatesPane.h"
 #include "app/sync/TessaryCloudSettings.h"
+#include "updater/NativeUpdater.h"
 
 using namespace Qt::StringLiterals;
 
@@ -140,6 +141,11 @@ void TessarySettingsWindow::setCloudSettings(TessaryCloudSettings *cloud)
     m_cloud = cloud;
 }
 
+void TessarySettingsWindow::setUpdater(NativeUpdater *updater)
+{
+    m_updater = updater;
+}
+
 void TessarySettingsWindow::setApplicationMenu(QMenuBar *menuBar)
 {
     m_menuBar = menuBar;
@@ -166,7 +172,7 @@ void TessarySettingsWindow::build()
     m_tabs->addTab(m_generalPane, QString());
     m_tabs->addTab(m_aiPane, QString());
     m_tabs->addTab(new AppearancePane(m_preferences, *m_texts), QString());
-    m_tabs->addTab(new UpdatesPane(*m_texts), QString());
+    m_tabs->addTab(new UpdatesPane(*m_texts, m_updater.data()), QString());
     m_texts->bind([this] {
         const QColor symbolColor = m_tabs->palette().color(QPalette::WindowText);
         for (int i = 0; i < tabs.size(); ++i) {
