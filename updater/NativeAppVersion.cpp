@@ -15,13 +15,18 @@ const QString missing = QStringLiteral("—");
 
 QString displayText(const NativeBundle &bundle)
 {
-    return displayText(bundle.string(u"CFBundleShortVersionString"_s).value_or(missing),
-                       bundle.string(u"CFBundleVersion"_s).value_or(missing));
+    return displayText(bundle, currentUpdaterLanguage());
 }
 
-QString displayText(const QString &shortVersion, const QString &build)
+QString displayText(const NativeBundle &bundle, UpdaterLanguage language)
 {
-    return updaterCopy(u"版本 %1（%2）"_s)
+    return displayText(bundle.string(u"CFBundleShortVersionString"_s).value_or(missing),
+                       bundle.string(u"CFBundleVersion"_s).value_or(missing), language);
+}
+
+QString displayText(const QString &shortVersion, const QString &build, UpdaterLanguage language)
+{
+    return updaterCopy(u"版本 %1（%2）"_s, language)
         .arg(shortVersion.isEmpty() ? missing : shortVersion, build.isEmpty() ? missing : build);
 }
 

@@ -172,7 +172,7 @@ void TessarySettingsWindow::build()
     m_tabs->addTab(m_generalPane, QString());
     m_tabs->addTab(m_aiPane, QString());
     m_tabs->addTab(new AppearancePane(m_preferences, *m_texts), QString());
-    m_tabs->addTab(new UpdatesPane(*m_texts, m_updater.data()), QString());
+    m_tabs->addTab(new UpdatesPane(m_preferences, *m_texts, m_updater.data()), QString());
     m_texts->bind([this] {
         const QColor symbolColor = m_tabs->palette().color(QPalette::WindowText);
         for (int i = 0; i < tabs.size(); ++i) {

@@ -8,6 +8,9 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "app/TessaryPreferences.h"
+#include "app/localization/TessaryLocalized.h"
+#include "app/recognition/TessaryDefaultPrompt.h"
 #include "app/settings/SettingsSection.h"
 #include "app/settings/SettingsTexts.h"
 #include "updater/NativeAppVersion.h"
@@ -20,27 +23,42 @@ namespace Tessary {
 
 namespace {
 
-QString versionText()
+/** The updater's texts in the interface language: the table the rest of the window is read from. */
+UpdaterLanguage updaterLanguageFor(const QString &interfaceLanguage)
+{
+    const QString table = tessaryTableLanguage(interfaceLanguage, TessaryDefaultPrompt::preferredLanguages());
+    if (table == u"zh-Hans"_s) {
+        return UpdaterLanguage::SimplifiedChinese;
+    }
+    if (table == u"zh-Hant"_s) {
+        return UpdaterLanguage::TraditionalChinese;
+    }
+    return UpdaterLanguage::English;
+}
+
+QString versionText(UpdaterLanguage language)
 {
     if (const std::optional<NativeBundle> &bundle = NativeBundle::main()) {
-        return NativeAppVersion::displayText(*bundle);
+        return NativeAppVersion::displayText(*bundle, language);
     }
     // Run from the build tree: no bundle, so no build number; the version the program was built as.
-    return NativeAppVersion::displayText(QCoreApplication::applicationVersion(), QString());
+    return NativeAppVersion::displayText(QCoreApplication::applicationVersion(), QString(), language);
 }
 
 } // namespace
 
-UpdatesPane::UpdatesPane(SettingsTexts &texts, NativeUpdater *updater, QWidget *parent)
+UpdatesPane::UpdatesPane(TessaryPreferences &preferences, SettingsTexts &texts, NativeUpdater *updater,
+                         QWidget *parent)
     : QWidget(parent)
-    , m_texts(texts)
+    , m_preferences(preferences)
     , m_updater(updater)
 {
     auto *layout = new QVBoxLayout(this);
     auto *section = new SettingsSection(texts, u"软件更新"_s, this);
-    auto *version = new QLabel(versionText(), section);
+    auto *version = new QLabel(section);
     version->setObjectName(u"version"_s);
     version->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    texts.bind([this, version] { version->setText(versionText(language())); });
     section->addWidget(version);
     layout->addWidget(section);
     layout->addStretch(1);
@@ -79,8 +97,14 @@ UpdatesPane::UpdatesPane(SettingsTexts &texts, NativeUpdater *updater, QWidget *
     connect(m_updater, &NativeUpdater::stateChanged, this, &UpdatesPane::showState);
     connect(m_updater, &NativeUpdater::automaticallyChecksForUpdatesChanged, this, &UpdatesPane::showState);
     connect(m_updater, &NativeUpdater::downloadProgressChanged, this, &UpdatesPane::showProgress);
-    // The updater writes its texts in its own language; they are looked up again in the interface language.
+    // The updater speaks the language of the system; this window speaks the one the user chose, so the texts are
+    // asked for in that language, from the updater's own tables.
     texts.bind([this] { showState(); });
+}
+
+UpdaterLanguage UpdatesPane::language() const
+{
+    return updaterLanguageFor(m_preferences.language());
 }
 
 void UpdatesPane::showState()
@@ -88,8 +112,8 @@ void UpdatesPane::showState()
     if (m_updater == nullptr) {
         return;
     }
-    m_status->setText(m_texts.text(m_updater->statusText()));
-    m_action->setText(m_texts.text(m_updater->actionTitle()));
+    m_status->setText(m_updater->statusText(language()));
+    m_action->setText(m_updater->actionTitle(language()));
     m_action->setEnabled(!m_updater->isActionDisabled());
     const QSignalBlocker blocker(m_automatic);
     m_automatic->setChecked(m_updater->automaticallyChecksForUpdates());
