@@ -282,8 +282,8 @@ void NativeUpdater::restartAndInstall()
         return;
     }
     // A moment for the helper to start; then end the event loop normally, so that everything is saved on the way
-    // out. exit() rather than quit(): quit() first asks every window to close, and an application whose windows
-    // only hide when closed (a settings window) would turn it down and keep running while the helper waits.
+    // out. exit() rather than quit(): Qt lets windows refuse a quit() by refusing to close, and an application whose
+    // windows only hide when closed (a settings window) must not keep running while the helper waits for it.
     QTimer::singleShot(150ms, QCoreApplication::instance(), [] { QCoreApplication::exit(0); });
 }
 

@@ -98,13 +98,4 @@ TEST_F(TessaryAppUpdaterTest, BuildTreeCopyExplainsThatItDoesNotUpdate)
     EXPECT_EQ(window->findChild<QPushButton *>(u"updateAction"_s)->text(), u"检查更新"_s);
 }
 
-TEST_F(TessaryAppUpdaterTest, StoredSwitchOffIsKept)
-{
-    m_defaults.setBoolean(u"NativeUpdater.tessary.automaticallyChecksForUpdates"_s, false);
-    const auto app = launch({u"--open-settings-updates"_s});
-    EXPECT_FALSE(app->updater().automaticallyChecksForUpdates());
-    EXPECT_FALSE(
-        app->settingsWindow()->window()->findChild<QCheckBox *>(u"automaticallyChecksForUpdates"_s)->isChecked());
-}
-
 } // namespace

@@ -56,6 +56,9 @@ protected:
             m_application.waitForFinished();
         }
         // The new version was started by the update helper, not by us; it is found by its program and ended here.
+        if (m_relaunched == 0) {
+            m_relaunched = relaunchedInstance();
+        }
         if (m_relaunched > 0) {
             ::kill(m_relaunched, SIGKILL);
         }
@@ -143,8 +146,15 @@ protected:
             return false;
         }
         m_answered.insert(dialog);
-        runProcess(u"xdotool"_s, {u"windowfocus"_s, u"--sync"_s, dialog});
-        return runProcess(u"xdotool"_s, {u"key"_s, u"--clearmodifiers"_s, u"Return"_s}).exitCode == 0;
+        // Pressed again while the dialog stays, in case the key arrived before the dialog had the focus.
+        return QTest::qWaitFor(
+            [&] {
+                runProcess(u"xdotool"_s, {u"windowfocus"_s, u"--sync"_s, dialog}, QProcessEnvironment::systemEnvironment(),
+                           {}, 5000);
+                runProcess(u"xdotool"_s, {u"key"_s, u"--clearmodifiers"_s, u"Return"_s});
+                return QTest::qWaitFor([&] { return !visibleWindows(u"^Tessary$"_s).contains(dialog); }, 2000);
+            },
+            60000);
     }
 
     /** The process that runs the installed program and was started as a new instance, or 0. */

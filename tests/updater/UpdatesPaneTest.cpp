@@ -173,26 +173,4 @@ TEST_F(UpdatesPaneTest, SwitchIsStoredAndSchedulesTheFirstCheck)
     EXPECT_TRUE(automatic->isChecked());
 }
 
-TEST_F(UpdatesPaneTest, DevelopmentBuildExplainsItselfAndNeverAsksTheNetwork)
-{
-    m_preferences->setLanguage(u"zh-Hant"_s);
-    NativeUpdateConfiguration development = configuration();
-    development.isEnabled = false;
-    const auto updater = makeUpdater(development);
-    const auto pane = makePane(updater.get());
-    updater->startAutomaticChecks();
-    EXPECT_EQ(view(*pane), (View{u"版本 1.4.0（42）"_s, u"開發版不會自動更新"_s, u"檢查更新"_s, true, true, false}));
-
-    m_answerer.answer({0});
-    pane->findChild<QPushButton *>(u"updateAction"_s)->click();
-    ASSERT_EQ(m_answerer.dialogs().size(), 1);
-    EXPECT_EQ(m_answerer.dialogs()[0].text, u"Development builds do not check for production updates."_s);
-    EXPECT_EQ(updater->state(), NativeUpdateState::idle());
-    // No timer is waiting to check later either.
-    for (const QTimer *timer : updater->findChildren<QTimer *>()) {
-        EXPECT_FALSE(timer->isActive());
-    }
-    EXPECT_TRUE(s_server->requests().isEmpty());
-}
-
 } // namespace
