@@ -30,6 +30,7 @@
 #include "platform/instance/SingleInstance.h"
 #include "platform/session/PlatformSession.h"
 #include "platform/signals/TerminationSignals.h"
+#include "updater/NativeUpdater.h"
 
 using namespace Qt::StringLiterals;
 
@@ -153,6 +154,7 @@ void TessaryApp::applicationDidFinishLaunching()
     m_settingsWindow =
         std::make_unique<TessarySettingsWindow>(initialSettingsTab(), *m_preferences, *m_appearance, *m_session);
     m_settingsWindow->setCloudSettings(&cloud());
+    m_settingsWindow->setUpdater(&updater());
     // 9.
     m_preferences->onVisibilityChange = [self] {
         if (self) {
@@ -171,7 +173,8 @@ void TessaryApp::applicationDidFinishLaunching()
     installApplicationMenu();
     localizeMenus();
     applyVisibility();
-    // 16. The updater's automatic checks arrive with issue #10.
+    // 16. In a build without an installed bundle the updater is disabled and this starts nothing.
+    updater().startAutomaticChecks();
 
     // 17.
     for (const QString &argument : std::as_const(m_arguments)) {
@@ -238,7 +241,7 @@ void TessaryApp::openSettings()
 
 void TessaryApp::checkUpdates()
 {
-    // The updater arrives with issue #10.
+    updater().checkForUpdates(true);
 }
 
 void TessaryApp::openCaptureSettings()
@@ -362,6 +365,14 @@ TessaryCloudSettings &TessaryApp::cloud()
 NativeAppAppearance &TessaryApp::appearance() const
 {
     return *m_appearance;
+}
+
+NativeUpdater &TessaryApp::updater()
+{
+    if (!m_updater) {
+        m_updater = std::make_unique<NativeUpdater>(NativeUpdateConfiguration::tessary(), m_defaults);
+    }
+    return *m_updater;
 }
 
 TessarySettingsWindow *TessaryApp::settingsWindow() const

@@ -22,6 +22,7 @@ namespace Tessary {
 
 class Clipboard;
 class HotKeyBackend;
+class NativeUpdater;
 class NativeAppAppearance;
 class TessaryCloudSettings;
 class TessaryPreferences;
@@ -81,6 +82,8 @@ public:
     /** The configuration sync, created on first use. */
     TessaryCloudSettings &cloud();
     NativeAppAppearance &appearance() const;
+    /** The self-updater, created on first use. */
+    NativeUpdater &updater();
     TessarySettingsWindow *settingsWindow() const;
     QString currentStatus() const;
     QSystemTrayIcon *statusItem() const;
@@ -129,6 +132,7 @@ private:
     std::unique_ptr<TessaryPreferences> m_preferences;
     std::unique_ptr<NativeAppAppearance> m_appearance;
     std::unique_ptr<TessaryCloudSettings> m_cloud;
+    std::unique_ptr<NativeUpdater> m_updater;
     std::unique_ptr<TessarySettingsWindow> m_settingsWindow;
 };
 

@@ -281,8 +281,10 @@ void NativeUpdater::restartAndInstall()
                                  updaterCopy(u"好"_s));
         return;
     }
-    // A moment for the helper to start; then quit normally so that everything is saved on the way out.
-    QTimer::singleShot(150ms, QCoreApplication::instance(), &QCoreApplication::quit);
+    // A moment for the helper to start; then end the event loop normally, so that everything is saved on the way
+    // out. exit() rather than quit(): Qt lets windows refuse a quit() by refusing to close, and an application whose
+    // windows only hide when closed (a settings window) must not keep running while the helper waits for it.
+    QTimer::singleShot(150ms, QCoreApplication::instance(), [] { QCoreApplication::exit(0); });
 }
 
 } // namespace Tessary

@@ -10,6 +10,7 @@
 #include "updater/NativeUpdateConfiguration.h"
 #include "updater/NativeUpdateManifest.h"
 #include "updater/NativeUpdateState.h"
+#include "updater/UpdaterCopy.h"
 
 class QNetworkAccessManager;
 class QTimer;
@@ -61,6 +62,12 @@ public:
     /** What the settings' update section shows, in the updater's language (already looked up). */
     QString statusText() const;
     QString actionTitle() const;
+    /**
+     * The same in a language of the caller's choice, for a window that speaks the user's chosen interface language.
+     * A failure message stays in the language it was formed in.
+     */
+    QString statusText(UpdaterLanguage language) const;
+    QString actionTitle(UpdaterLanguage language) const;
     bool isActionDisabled() const;
     /** 0 to 1 while an archive downloads; -1 when its size is unknown or nothing downloads. */
     double downloadProgress() const { return m_downloadProgress; }

@@ -20,39 +20,51 @@ QString NativeUpdater::promptKey(std::int64_t build) const
 
 QString NativeUpdater::statusText() const
 {
+    return statusText(currentUpdaterLanguage());
+}
+
+QString NativeUpdater::actionTitle() const
+{
+    return actionTitle(currentUpdaterLanguage());
+}
+
+QString NativeUpdater::statusText(UpdaterLanguage language) const
+{
+    const auto copy = [language](const QString &text) { return updaterCopy(text, language); };
     if (!m_configuration.isEnabled) {
-        return updaterCopy(u"开发版不自动更新"_s);
+        return copy(u"开发版不自动更新"_s);
     }
     const QString automatic =
-        m_automaticallyChecksForUpdates ? updaterCopy(u"自动提示新版已开启"_s) : updaterCopy(u"自动提示新版已关闭"_s);
+        m_automaticallyChecksForUpdates ? copy(u"自动提示新版已开启"_s) : copy(u"自动提示新版已关闭"_s);
     switch (m_state.kind()) {
     case NativeUpdateState::Kind::Available:
-        return updaterCopy(u"发现新版本 %1"_s).arg(m_state.text());
+        return copy(u"发现新版本 %1"_s).arg(m_state.text());
     case NativeUpdateState::Kind::Downloading:
-        return updaterCopy(u"正在下载 %1…"_s).arg(m_state.text());
+        return copy(u"正在下载 %1…"_s).arg(m_state.text());
     case NativeUpdateState::Kind::Ready:
-        return updaterCopy(u"%1 已下载，等待重启"_s).arg(m_state.text());
+        return copy(u"%1 已下载，等待重启"_s).arg(m_state.text());
     case NativeUpdateState::Kind::Failed:
         return m_state.text();
     case NativeUpdateState::Kind::Idle:
         return automatic;
     case NativeUpdateState::Kind::Checking:
-        return updaterCopy(u"正在检查更新…"_s);
+        return copy(u"正在检查更新…"_s);
     case NativeUpdateState::Kind::Current:
-        return m_automaticallyChecksForUpdates ? updaterCopy(u"已经是最新版本"_s) : automatic;
+        return m_automaticallyChecksForUpdates ? copy(u"已经是最新版本"_s) : automatic;
     }
     return {};
 }
 
-QString NativeUpdater::actionTitle() const
+QString NativeUpdater::actionTitle(UpdaterLanguage language) const
 {
+    const auto copy = [language](const QString &text) { return updaterCopy(text, language); };
     switch (m_state.kind()) {
     case NativeUpdateState::Kind::Available:
-        return updaterCopy(u"下载更新"_s);
+        return copy(u"下载更新"_s);
     case NativeUpdateState::Kind::Ready:
-        return updaterCopy(u"重启并更新"_s);
+        return copy(u"重启并更新"_s);
     default:
-        return updaterCopy(u"检查更新"_s);
+        return copy(u"检查更新"_s);
     }
 }
 

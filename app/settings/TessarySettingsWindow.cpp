@@ -22,6 +22,7 @@
 #include "app/settings/UpdatesPane.h"
 #include "app/sync/TessaryCloudSettings.h"
 #include "appearance/NativeAppAppearance.h"
+#include "updater/NativeUpdater.h"
 
 using namespace Qt::StringLiterals;
 
@@ -143,6 +144,11 @@ void TessarySettingsWindow::setCloudSettings(TessaryCloudSettings *cloud)
     m_cloud = cloud;
 }
 
+void TessarySettingsWindow::setUpdater(NativeUpdater *updater)
+{
+    m_updater = updater;
+}
+
 void TessarySettingsWindow::setApplicationMenu(QMenuBar *menuBar)
 {
     m_menuBar = menuBar;
@@ -169,7 +175,7 @@ void TessarySettingsWindow::build()
     m_tabs->addTab(m_generalPane, QString());
     m_tabs->addTab(m_aiPane, QString());
     m_tabs->addTab(new AppearancePane(m_preferences, m_appearance, *m_texts), QString());
-    m_tabs->addTab(new UpdatesPane(*m_texts), QString());
+    m_tabs->addTab(new UpdatesPane(m_preferences, *m_texts, m_updater.data()), QString());
     m_texts->bind([this] {
         const QColor symbolColor = m_tabs->palette().color(QPalette::WindowText);
         for (int i = 0; i < tabs.size(); ++i) {

@@ -15,6 +15,7 @@ namespace Tessary {
 class AIPane;
 class GeneralPane;
 class NativeAppAppearance;
+class NativeUpdater;
 class SettingsTexts;
 class TessaryCloudSettings;
 class TessaryPreferences;
@@ -53,6 +54,8 @@ public:
     void localizeTitle();
     /** The configuration sync the general pane shows and switches; set before the window is first shown. */
     void setCloudSettings(TessaryCloudSettings *cloud);
+    /** The updater the updates pane shows and drives; set before the window is first shown. */
+    void setUpdater(NativeUpdater *updater);
     /** The application menu, shown on the window's menu bar; the window takes it over when it is built. */
     void setApplicationMenu(QMenuBar *menuBar);
 
@@ -71,6 +74,7 @@ private:
     NativeAppAppearance &m_appearance;
     QNetworkAccessManager &m_session;
     QPointer<TessaryCloudSettings> m_cloud;
+    QPointer<NativeUpdater> m_updater;
     QPointer<QMainWindow> m_window;
     QPointer<QMenuBar> m_menuBar;
     QTabWidget *m_tabs = nullptr;
