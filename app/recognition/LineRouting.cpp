@@ -9,6 +9,7 @@
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/PunctuationWidth.h"
+#include "app/recognition/UnderscoreRecovery.h"
 
 namespace Tessary::LineRouting {
 
@@ -46,6 +47,26 @@ QString readAgain(const QImage &image, const PassLine &line, int background)
 }
 
 } // namespace
+
+QString finishedLine(const QImage &image, const PassLine &line, int background)
+{
+    QString text = line.text;
+    QList<float> centres = line.centres;
+    if (centres.size() != text.size() || line.box.isEmpty()) {
+        return ChineseTextCleanup::cleanLine(text);
+    }
+    const double pitch = UnderscoreRecovery::pitchOf(text, centres);
+    if (pitch > 0 && line.baseline >= 0) {
+        const auto runs = UnderscoreRecovery::findRuns(image, line.box, line.baseline, pitch, background);
+        UnderscoreRecovery::apply(runs, pitch, text, centres);
+    }
+    const QRect area = inkBox(image, line.box, background);
+    for (float &centre : centres) {
+        centre -= float(area.left());
+    }
+    text = PunctuationWidth::settle(text, centres, image.copy(area), background);
+    return ChineseTextCleanup::removeSpacesBetweenCjk(text).trimmed();
+}
 
 int backgroundGrey(const QImage &image)
 {
@@ -118,9 +139,10 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, bool 
 {
     QStringList lines;
     QList<qsizetype> again;
+    const int background = backgroundGrey(image);
     for (qsizetype i = 0; i < pass.lines.size(); ++i) {
         const PassLine &line = pass.lines[i];
-        lines.append(line.text);
+        lines.append(finishedLine(image, line, background));
         if (line.confidence < unsureBelow || (!traditional && hasHan(line.text))) {
             again.append(i);
         }
@@ -129,7 +151,6 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, bool 
         return lines;
     }
 
-    const int background = backgroundGrey(image);
     QStringList readings(again.size());
     // Lines are independent: a second thread reads every other one.
     auto readEverySecond = [&](qsizetype first) {
@@ -144,7 +165,10 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, bool 
     readEverySecond(0);
     second.waitForFinished();
     for (qsizetype k = 0; k < again.size(); ++k) {
-        if (!readings[k].isEmpty()) {
+        // Tesseract reads Latin text better than the line model; a Latin line it is unsure of is only replaced when
+        // the line model sees Chinese there (Tesseract turns Chinese it cannot read into Latin letters).
+        const bool latin = !hasHan(pass.lines[again[k]].text);
+        if (!readings[k].isEmpty() && (!latin || hasHan(readings[k]))) {
             lines[again[k]] = readings[k];
         }
     }

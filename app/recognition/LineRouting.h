@@ -24,6 +24,12 @@ constexpr float unsureBelow = 75;
  */
 QStringList refinedLines(const QImage &image, const RecognitionPass &pass, bool traditional);
 
+/**
+ * A Tesseract line as it is shown: underscores the engine lost put back, punctuation and digits at the width the
+ * screen shows, no spaces between Chinese characters.
+ */
+QString finishedLine(const QImage &image, const PassLine &line, int background);
+
 /** The median grey (0 to 255) of the image's border pixels: the screen's background. */
 int backgroundGrey(const QImage &image);
 

@@ -14,10 +14,12 @@ namespace Tessary {
 /** One text line as an engine pass read it. */
 struct PassLine
 {
-    QString text;         // cleaned
-    QRect box;            // in image pixels
-    QList<QRect> words;   // the boxes of the line's words, left to right
-    float confidence = 0; // 0 to 100
+    QString text;          // as the engine wrote it, trailing white space removed
+    QList<float> centres;  // for every UTF-16 unit of text, its x position in the image; empty when unknown
+    QRect box;             // in image pixels
+    QList<QRect> words;    // the boxes of the line's words, left to right
+    int baseline = -1;     // the row the letters stand on, in image pixels; -1 when unknown
+    float confidence = 0;  // 0 to 100
 };
 
 /** What one engine pass with one set of models read from an image. */
