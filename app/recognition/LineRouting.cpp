@@ -135,15 +135,23 @@ QString restoreWordSpaces(const QString &text, const QList<float> &centres, int 
     return spaced;
 }
 
-QStringList refinedLines(const QImage &image, const RecognitionPass &pass, bool traditional)
+bool hasChinese(const RecognitionPass &pass)
+{
+    return std::any_of(pass.lines.cbegin(), pass.lines.cend(), [](const PassLine &line) { return hasHan(line.text); });
+}
+
+QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Script script)
 {
     QStringList lines;
     QList<qsizetype> again;
     const int background = backgroundGrey(image);
+    const auto chineseLines = std::count_if(pass.lines.cbegin(), pass.lines.cend(), [](const PassLine &line) { return hasHan(line.text); });
+    const float simplifiedSure = chineseLines >= 2 ? simplifiedUnsureBelow : 101;
     for (qsizetype i = 0; i < pass.lines.size(); ++i) {
         const PassLine &line = pass.lines[i];
         lines.append(finishedLine(image, line, background));
-        if (line.confidence < unsureBelow || (!traditional && hasHan(line.text))) {
+        if (script != Script::Latin
+            && (line.confidence < unsureBelow || (script == Script::Simplified && hasHan(line.text) && line.confidence < simplifiedSure))) {
             again.append(i);
         }
     }

@@ -80,8 +80,10 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
         others.append(QtConcurrent::run([languages = passes[i], image] { return runRecognitionPass(languages, image); }));
     }
     Result<RecognitionPass, RecognitionError> best = runRecognitionPass(passes.first(), image);
+    bool chinese = best && LineRouting::hasChinese(*best);
     for (auto &other : others) {
         Result<RecognitionPass, RecognitionError> candidate = other.result();
+        chinese = chinese || (candidate && LineRouting::hasChinese(*candidate));
         // Each model set is confident on its own script and unsure on the other; ties go to the first.
         if (!best || (candidate && candidate->meanConfidence > best->meanConfidence)) {
             best = std::move(candidate);
@@ -90,7 +92,11 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     if (!best) {
         return unexpected(best.error());
     }
-    const QStringList lines = LineRouting::refinedLines(image, *best, best->languages == traditionalLanguages);
+    LineRouting::Script script = LineRouting::Script::Latin;
+    if (chinese) {
+        script = best->languages == traditionalLanguages ? LineRouting::Script::Traditional : LineRouting::Script::Simplified;
+    }
+    const QStringList lines = LineRouting::refinedLines(image, *best, script);
     return lines.join(u'\n').trimmed();
 }
 
