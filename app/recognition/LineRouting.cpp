@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include <QFuture>
-#include <QtConcurrent/QtConcurrentRun>
 
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/NeuralLineRecognizer.h"
@@ -159,19 +157,12 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Scrip
         return lines;
     }
 
-    QStringList readings(again.size());
-    // Lines are independent: a second thread reads every other one.
-    auto readEverySecond = [&](qsizetype first) {
-        for (qsizetype k = first; k < again.size(); k += 2) {
-            readings[k] = readAgain(image, pass.lines[again[k]], background);
-        }
-    };
-    QFuture<void> second;
-    if (again.size() > 1) {
-        second = QtConcurrent::run([&] { readEverySecond(1); });
+    // One line after the other with one network: a second network in parallel costs its own buffers (tens of
+    // megabytes) and gains nothing while Tesseract's passes or other programs keep the cores busy.
+    QStringList readings;
+    for (const qsizetype i : again) {
+        readings.append(readAgain(image, pass.lines[i], background));
     }
-    readEverySecond(0);
-    second.waitForFinished();
     for (qsizetype k = 0; k < again.size(); ++k) {
         // Tesseract reads Latin text better than the line model; a Latin line it is unsure of is only replaced when
         // the line model sees Chinese there (Tesseract turns Chinese it cannot read into Latin letters).

@@ -20,6 +20,8 @@ namespace Tessary::NeuralLineRecognizer {
 namespace {
 
 constexpr int modelHeight = 48;
+/** The widest piece of a line read at once, in pixels at the model's height. */
+constexpr int longestPiece = 960;
 constexpr auto modelFile = "ppocr-v4-rec.onnx";
 constexpr auto alphabetFile = "ppocr-keys-v1.txt";
 
@@ -183,12 +185,11 @@ bool prepare(int count)
     return prepared;
 }
 
-LineReading read(const QImage &crop)
+namespace {
+
+LineReading readPiece(const QImage &crop)
 {
     LineReading reading;
-    if (crop.isNull() || crop.width() < 2 || crop.height() < 2) {
-        return reading;
-    }
     NetworkPool &pool = NetworkPool::shared();
     auto net = pool.borrow();
     if (!net) {
@@ -236,6 +237,85 @@ LineReading read(const QImage &crop)
         reading.meanConfidence = float(sum / double(reading.confidences.size()));
     }
     return reading;
+}
+
+/**
+ * Where to cut a line too long for one reading: the middle of the widest blank between the last third of each
+ * piece and its end, so that no character is cut. Returns the start column of every piece after the first.
+ */
+QList<int> cutsOf(const QImage &crop, int longest)
+{
+    QList<int> cuts;
+    if (crop.width() <= longest) {
+        return cuts;
+    }
+    const QImage grey = crop.convertToFormat(QImage::Format_Grayscale8);
+    std::vector<int> darkest(size_t(grey.width()), 255);
+    int lightest = 0;
+    for (int y = 0; y < grey.height(); ++y) {
+        const uchar *row = grey.constScanLine(y);
+        for (int x = 0; x < grey.width(); ++x) {
+            darkest[size_t(x)] = std::min<int>(darkest[size_t(x)], row[x]);
+            lightest = std::max<int>(lightest, row[x]);
+        }
+    }
+    auto blank = [&](int x) { return lightest - darkest[size_t(x)] < 48; };
+    int start = 0;
+    while (grey.width() - start > longest) {
+        int best = start + longest, bestLength = 0;
+        for (int x = start + longest - 1; x > start + 2 * longest / 3;) {
+            if (!blank(x)) {
+                --x;
+                continue;
+            }
+            int first = x;
+            while (first - 1 > start && blank(first - 1)) {
+                --first;
+            }
+            if (x - first + 1 > bestLength) {
+                bestLength = x - first + 1;
+                best = (first + x + 1) / 2;
+            }
+            x = first - 1;
+        }
+        cuts.append(best);
+        start = best;
+    }
+    return cuts;
+}
+
+} // namespace
+
+LineReading read(const QImage &crop)
+{
+    if (crop.isNull() || crop.width() < 2 || crop.height() < 2) {
+        return {};
+    }
+    // The network's memory grows with the line's width; long lines are read in pieces cut at blanks.
+    const int longest = std::max(modelHeight, int(double(longestPiece) * crop.height() / modelHeight));
+    const QList<int> cuts = cutsOf(crop, longest);
+    if (cuts.isEmpty()) {
+        return readPiece(crop);
+    }
+    LineReading whole;
+    double sum = 0;
+    for (qsizetype i = 0; i <= cuts.size(); ++i) {
+        const int left = i == 0 ? 0 : cuts[i - 1];
+        const int right = i == cuts.size() ? crop.width() : cuts[i];
+        const LineReading piece = readPiece(crop.copy(left, 0, right - left, crop.height()));
+        whole.text += piece.text;
+        whole.confidences += piece.confidences;
+        for (const float centre : piece.centres) {
+            whole.centres.append(centre + float(left));
+        }
+        for (const float confidence : piece.confidences) {
+            sum += confidence;
+        }
+    }
+    if (!whole.confidences.isEmpty()) {
+        whole.meanConfidence = float(sum / double(whole.confidences.size()));
+    }
+    return whole;
 }
 
 } // namespace Tessary::NeuralLineRecognizer

@@ -1,5 +1,9 @@
 #include "app/recognition/TextRecognizer.h"
 
+#include <mutex>
+
+#include <malloc.h>
+
 #include <QFont>
 #include <QPainter>
 #include <QStringList>
@@ -40,6 +44,21 @@ QImage preparedForEngine(const QImage &source)
     return image;
 }
 
+/**
+ * The line network allocates buffers of several megabytes for every line width and frees them again. glibc raises
+ * its mmap threshold to the largest block freed so far, after which such buffers come from the heap and stay
+ * there, fragmented; a fixed threshold returns them to the system when freed. Set once, before the first use.
+ */
+void keepLargeBuffersOutOfTheHeap()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        if (!qEnvironmentVariableIsSet("MALLOC_MMAP_THRESHOLD_")) {
+            mallopt(M_MMAP_THRESHOLD, 256 * 1024);
+        }
+    });
+}
+
 QByteArrayList availablePasses()
 {
     QByteArrayList passes;
@@ -67,6 +86,7 @@ Result<QString, RecognitionError> recognize(const QString &path)
 
 Result<QString, RecognitionError> recognizeImage(const QImage &source)
 {
+    keepLargeBuffersOutOfTheHeap();
     const QByteArrayList passes = availablePasses();
     if (passes.isEmpty()) {
         return unexpected(RecognitionError {RecognitionError::Code::EngineUnavailable,
@@ -121,8 +141,7 @@ bool prewarm()
     if (image.isNull()) {
         return false;
     }
-    // A recognition of several lines reads them on two threads, each with a line network of its own.
-    NeuralLineRecognizer::prepare(2);
+    NeuralLineRecognizer::prepare();
     const auto text = recognizeImage(image);
     return text && !text->isEmpty();
 }
