@@ -6,6 +6,7 @@
 #include <dlfcn.h>
 
 #include <tesseract/baseapi.h>
+#include <tesseract/ocrclass.h>
 #include <tesseract/resultiterator.h>
 
 #include "app/recognition/TesseractPool.h"
@@ -140,7 +141,8 @@ QList<float> centresOf(const QString &text, const QList<Symbol> &symbols)
 
 } // namespace
 
-Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image)
+Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image,
+                                                             const std::atomic<bool> *stop)
 {
     limitEngineThreads();
     TesseractPool::Lease engine = TesseractPool::shared().borrow(languages);
@@ -149,7 +151,11 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
                                             u"无法加载文字识别模型（%1）。"_s.arg(QString::fromLatin1(languages))});
     }
     engine->SetImage(image.constBits(), image.width(), image.height(), 3, int(image.bytesPerLine()));
-    if (engine->Recognize(nullptr) != 0) {
+    // The engine asks after every word whether to go on.
+    tesseract::ETEXT_DESC monitor;
+    monitor.cancel = [](void *flag, int) { return static_cast<const std::atomic<bool> *>(flag)->load(); };
+    monitor.cancel_this = const_cast<std::atomic<bool> *>(stop);
+    if (engine->Recognize(stop != nullptr ? &monitor : nullptr) != 0) {
         return unexpected(RecognitionError {RecognitionError::Code::EngineFailed, u"文字识别引擎未能处理这张图像。"_s});
     }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 #include <QByteArray>
 #include <QImage>
 #include <QList>
@@ -32,8 +34,10 @@ struct RecognitionPass
 
 /**
  * Reads an RGB888 image with an engine for the "+"-separated model list, borrowed from the shared pool.
- * Runs on the calling thread; may be called from several threads at once.
+ * Runs on the calling thread; may be called from several threads at once. When stop is given and becomes true
+ * while the engine reads, it gives up soon after and the result is an error.
  */
-Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image);
+Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image,
+                                                             const std::atomic<bool> *stop = nullptr);
 
 } // namespace Tessary

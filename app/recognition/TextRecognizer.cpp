@@ -26,6 +26,12 @@ namespace {
 constexpr auto simplifiedLanguages = "chi_sim+eng";
 constexpr auto traditionalLanguages = "chi_tra+eng";
 
+/**
+ * The mean word confidence from which a reading without any Chinese settles that the image holds Latin text only.
+ * Chinese that a model cannot read comes out as Latin letters too, but with far lower confidence.
+ */
+constexpr int sureLatin = 85;
+
 /** Tesseract reads dark text on a light ground best; screens in dark mode are inverted first. */
 QImage preparedForEngine(const QImage &source)
 {
@@ -95,11 +101,20 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     const QImage image = preparedForEngine(source);
 
     // The passes are independent; run the second one beside the first so that a capture waits for one pass only.
+    // Latin text that one pass read with confidence needs no other: the pass still reading is stopped.
+    std::atomic<bool> latinSettled = false;
+    auto read = [&latinSettled, image](const QByteArray &languages) {
+        Result<RecognitionPass, RecognitionError> pass = runRecognitionPass(languages, image, &latinSettled);
+        if (pass && !pass->lines.isEmpty() && !LineRouting::hasChinese(*pass) && pass->meanConfidence >= sureLatin) {
+            latinSettled = true;
+        }
+        return pass;
+    };
     QList<QFuture<Result<RecognitionPass, RecognitionError>>> others;
     for (qsizetype i = 1; i < passes.size(); ++i) {
-        others.append(QtConcurrent::run([languages = passes[i], image] { return runRecognitionPass(languages, image); }));
+        others.append(QtConcurrent::run([&read, languages = passes[i]] { return read(languages); }));
     }
-    Result<RecognitionPass, RecognitionError> best = runRecognitionPass(passes.first(), image);
+    Result<RecognitionPass, RecognitionError> best = read(passes.first());
     bool chinese = best && LineRouting::hasChinese(*best);
     for (auto &other : others) {
         Result<RecognitionPass, RecognitionError> candidate = other.result();
