@@ -59,6 +59,17 @@ bool hanBeside(const QString &text, qsizetype at)
     return false;
 }
 
+/** The nearest character before (step -1) or after (step 1) at that is not white space; -1 when there is none. */
+qsizetype neighbour(const QString &text, qsizetype at, int step)
+{
+    for (at += step; at >= 0 && at < text.size(); at += step) {
+        if (!text.at(at).isSpace()) {
+            return at;
+        }
+    }
+    return -1;
+}
+
 bool hasHan(const QString &text)
 {
     return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); });
@@ -204,15 +215,27 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
                 nearest = r;
             }
         }
-        if (nearest == runs.size() || nearest == 0 || nearest + 1 == runs.size()) {
-            continue;
+        bool full = false;
+        if (nearest != runs.size() && nearest != 0 && nearest + 1 != runs.size()
+            && runs[nearest].end - runs[nearest].start + 1 <= 0.5 * cell) {
+            // The room between the neighbours' ink holds the mark's whole cell and the neighbours' side bearings.
+            const int room = runs[nearest + 1].start - runs[nearest - 1].end - 1;
+            full = room > fullWidthRoom * cell;
+        } else {
+            // The mark's ink touches a neighbour's (small sizes) or was not found: the reader's positions of the
+            // characters on either side are two cells apart around a full-width mark, one and a half around an
+            // ASCII one with its space. Readers place characters only roughly, so only a clear distance counts.
+            const qsizetype before = neighbour(text, i, -1), after = neighbour(text, i, 1);
+            if (before < 0 || after < 0) {
+                continue;
+            }
+            const double distance = centres[after] - centres[before];
+            if (distance > 1.7 * cell) {
+                full = true;
+            } else if (distance >= 1.25 * cell) {
+                continue;
+            }
         }
-        const Run &mark = runs[nearest];
-        if (mark.end - mark.start + 1 > 0.5 * cell) {
-            continue; // too wide for a mark: the reader's position fell on another glyph
-        }
-        const int blank = (mark.start - runs[nearest - 1].end - 1) + (runs[nearest + 1].start - mark.end - 1);
-        const bool full = blank > fullWidthBlank * cell;
         if (full && text.at(i).unicode() == pair->ascii && hanBeside(text, i)) {
             settled[i] = QChar(pair->full);
         } else if (!full && text.at(i).unicode() == pair->full) {
