@@ -161,16 +161,20 @@ void apply(const QList<Run> &runs, double pitch, QString &text, QList<float> &ce
         auto distance = [&](qsizetype i) {
             return centres[i] < run.left ? run.left - centres[i] : (centres[i] > run.right ? centres[i] - run.right : 0.0);
         };
+        // Only the characters near the run: a stretch of spaces and underscores may hold the next run too.
+        auto candidate = [&](qsizetype i) {
+            return isReplaceable(text.at(i)) && !taken[size_t(i)] && distance(i) <= window;
+        };
         qsizetype bestFirst = -1, bestLast = -1;
         double best = window;
         for (qsizetype i = 0; i < text.size();) {
-            if (!isReplaceable(text.at(i)) || taken[size_t(i)]) {
+            if (!candidate(i)) {
                 ++i;
                 continue;
             }
             qsizetype last = i;
             double nearest = distance(i);
-            while (last + 1 < text.size() && isReplaceable(text.at(last + 1)) && !taken[size_t(last + 1)]) {
+            while (last + 1 < text.size() && candidate(last + 1)) {
                 ++last;
                 nearest = std::min(nearest, distance(last));
             }
