@@ -27,7 +27,8 @@ constexpr auto simplifiedLanguages = "chi_sim+eng";
 constexpr auto traditionalLanguages = "chi_tra+eng";
 
 /**
- * The mean word confidence from which a reading without any Chinese settles that the image holds Latin text only.
+ * The mean word confidence from which a Simplified reading without any Chinese settles that the image holds Latin
+ * text only.
  * Chinese that a model cannot read comes out as Latin letters too, but with far lower confidence.
  */
 constexpr int sureLatin = 85;
@@ -101,23 +102,24 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     const QImage image = preparedForEngine(source);
 
     // The passes are independent; run the second one beside the first so that a capture waits for one pass only.
-    // Latin text that one pass read with confidence needs no other: the pass still reading is stopped.
+    // Latin text that the first pass read with confidence needs no other reading: the second pass is stopped and
+    // the first one's reading taken, whichever finished first, so that the same image always gives the same text.
     std::atomic<bool> latinSettled = false;
-    auto read = [&latinSettled, image](const QByteArray &languages) {
-        Result<RecognitionPass, RecognitionError> pass = runRecognitionPass(languages, image, &latinSettled);
-        if (pass && !pass->lines.isEmpty() && !LineRouting::hasChinese(*pass) && pass->meanConfidence >= sureLatin) {
-            latinSettled = true;
-        }
-        return pass;
-    };
     QList<QFuture<Result<RecognitionPass, RecognitionError>>> others;
     for (qsizetype i = 1; i < passes.size(); ++i) {
-        others.append(QtConcurrent::run([&read, languages = passes[i]] { return read(languages); }));
+        others.append(QtConcurrent::run([&latinSettled, languages = passes[i], image] {
+            return runRecognitionPass(languages, image, &latinSettled);
+        }));
     }
-    Result<RecognitionPass, RecognitionError> best = read(passes.first());
+    Result<RecognitionPass, RecognitionError> best = runRecognitionPass(passes.first(), image);
+    const bool latin = best && !best->lines.isEmpty() && !LineRouting::hasChinese(*best) && best->meanConfidence >= sureLatin;
+    latinSettled = latin;
     bool chinese = best && LineRouting::hasChinese(*best);
     for (auto &other : others) {
         Result<RecognitionPass, RecognitionError> candidate = other.result();
+        if (latin) {
+            continue;
+        }
         chinese = chinese || (candidate && LineRouting::hasChinese(*candidate));
         // Each model set is confident on its own script and unsure on the other; ties go to the first.
         if (!best || (candidate && candidate->meanConfidence > best->meanConfidence)) {
