@@ -55,6 +55,7 @@ QString finishedLine(const QImage &image, const PassLine &line, int background)
     }
     const double pitch = UnderscoreRecovery::pitchOf(text, centres);
     if (pitch > 0 && line.baseline >= 0) {
+        UnderscoreRecovery::dropPhantoms(image, line.box, line.baseline, pitch, background, text, centres);
         const auto runs = UnderscoreRecovery::findRuns(image, line.box, line.baseline, pitch, background);
         UnderscoreRecovery::apply(runs, pitch, text, centres);
     }

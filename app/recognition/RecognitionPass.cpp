@@ -1,5 +1,6 @@
 #include "app/recognition/RecognitionPass.h"
 
+#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -45,12 +46,6 @@ QString takeText(char *text)
     return owned ? QString::fromUtf8(owned.get()) : QString();
 }
 
-struct Symbol
-{
-    QString text;
-    float centre;
-};
-
 QString trimmedEnd(const QString &text)
 {
     qsizetype end = text.size();
@@ -60,7 +55,10 @@ QString trimmedEnd(const QString &text)
     return text.left(end);
 }
 
-/** Which of the positions of placed form the longest left-to-right ordered chain (non-decreasing). */
+/**
+ * Which of the positions of placed form the longest chain from left to right. Two characters never share a
+ * position, so a repeated one counts as out of order too.
+ */
 std::vector<bool> inOrder(const QList<float> &centres, const std::vector<qsizetype> &placed)
 {
     const size_t n = placed.size();
@@ -68,7 +66,7 @@ std::vector<bool> inOrder(const QList<float> &centres, const std::vector<qsizety
     size_t bestEnd = 0;
     for (size_t a = 0; a < n; ++a) {
         for (size_t b = 0; b < a; ++b) {
-            if (centres[placed[b]] <= centres[placed[a]] && length[b] + 1 > length[a]) {
+            if (centres[placed[b]] < centres[placed[a]] && length[b] + 1 > length[a]) {
                 length[a] = length[b] + 1;
                 previous[a] = int(b);
             }
@@ -84,15 +82,13 @@ std::vector<bool> inOrder(const QList<float> &centres, const std::vector<qsizety
     return member;
 }
 
-/**
- * Where every UTF-16 unit of the line's text sits: the symbols are found in the text in order; white space between
- * them takes the middle of its neighbours. Empty when the symbols do not spell the text.
- */
-QList<float> centresOf(const QString &text, const QList<Symbol> &symbols)
+} // namespace
+
+QList<float> characterCentres(const QString &text, const QList<PlacedSymbol> &symbols)
 {
     QList<float> centres(text.size(), -1);
     qsizetype at = 0;
-    for (const Symbol &symbol : symbols) {
+    for (const PlacedSymbol &symbol : symbols) {
         while (at < text.size() && text.at(at).isSpace()) {
             ++at;
         }
@@ -121,6 +117,24 @@ QList<float> centresOf(const QString &text, const QList<Symbol> &symbols)
             }
         }
     }
+    // Several characters in a row at (nearly) one position were not really placed: they are spread out like white
+    // space.
+    for (size_t k = 0; k + 1 < placed.size();) {
+        size_t end = k;
+        while (end + 1 < placed.size() && centres[placed[end + 1]] >= 0 && centres[placed[k]] >= 0
+               && std::abs(centres[placed[end + 1]] - centres[placed[end]]) < 1.0f) {
+            ++end;
+        }
+        if (end > k && centres[placed[k]] >= 0) {
+            for (size_t j = k; j <= end; ++j) {
+                centres[placed[j]] = -1;
+                if (placed[j] + 1 < text.size() && text.at(placed[j] + 1).isLowSurrogate()) {
+                    centres[placed[j] + 1] = -1;
+                }
+            }
+        }
+        k = end + 1;
+    }
     for (qsizetype i = 0; i < text.size(); ++i) {
         if (centres[i] >= 0) {
             continue;
@@ -138,8 +152,6 @@ QList<float> centresOf(const QString &text, const QList<Symbol> &symbols)
     }
     return centres;
 }
-
-} // namespace
 
 Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image,
                                                              const std::atomic<bool> *stop)
@@ -179,7 +191,7 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
                 line.baseline = (y1 + y2) / 2;
             }
             line.confidence = lines->Confidence(tesseract::RIL_TEXTLINE);
-            QList<Symbol> symbols;
+            QList<PlacedSymbol> symbols;
             do {
                 if (lines->IsAtBeginningOf(tesseract::RIL_WORD) && lines->BoundingBox(tesseract::RIL_WORD, &left, &top, &right, &bottom)) {
                     line.words.append(QRect(QPoint(left, top), QPoint(right - 1, bottom - 1)));
@@ -188,7 +200,7 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
                     symbols.append({takeText(lines->GetUTF8Text(tesseract::RIL_SYMBOL)), float(left + right) / 2});
                 }
             } while (!lines->IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_SYMBOL) && lines->Next(tesseract::RIL_SYMBOL));
-            line.centres = centresOf(line.text, symbols);
+            line.centres = characterCentres(line.text, symbols);
             pass.lines.append(line);
         } while (lines->Next(tesseract::RIL_TEXTLINE));
     }

@@ -32,6 +32,21 @@ struct RecognitionPass
     int meanConfidence = 0; // mean word confidence, 0 to 100
 };
 
+/** One character as the engine placed it: its text and the middle of its box, in image pixels. */
+struct PlacedSymbol
+{
+    QString text;
+    float centre;
+};
+
+/**
+ * Where every UTF-16 unit of a line's text sits: the symbols are found in the text in order; positions that break
+ * the left-to-right order of the others (the engine places a character now and then far from its ink, or several
+ * at one spot) and white space take positions spread between their neighbours. Empty when the symbols do not spell
+ * the text.
+ */
+QList<float> characterCentres(const QString &text, const QList<PlacedSymbol> &symbols);
+
 /**
  * Reads an RGB888 image with an engine for the "+"-separated model list, borrowed from the shared pool.
  * Runs on the calling thread; may be called from several threads at once. When stop is given and becomes true

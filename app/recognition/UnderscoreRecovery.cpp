@@ -236,4 +236,31 @@ void apply(const QList<Run> &runs, double pitch, QString &text, QList<float> &ce
     }
 }
 
+void dropPhantoms(const QImage &image, const QRect &box, int baseline, double pitch, int background, QString &text,
+                  const QList<float> &centres)
+{
+    if (image.format() != QImage::Format_RGB888 || centres.size() != text.size() || pitch <= 0 || baseline < 0) {
+        return;
+    }
+    const int reach = std::max(3, int(std::lround(0.3 * box.height())));
+    const int top = std::max(0, baseline + 1), bottom = std::min(image.height() - 1, baseline + reach);
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text.at(i) != u'_') {
+            continue;
+        }
+        const int left = std::max(0, int(std::lround(centres[i] - 0.35 * pitch)));
+        const int right = std::min(image.width() - 1, int(std::lround(centres[i] + 0.35 * pitch)));
+        bool ink = false;
+        for (int y = top; y <= bottom && !ink; ++y) {
+            const uchar *row = image.constScanLine(y);
+            for (int x = left; x <= right && !ink; ++x) {
+                ink = std::abs(greyAt(row, x) - background) > 48;
+            }
+        }
+        if (!ink && top <= bottom && left <= right) {
+            text[i] = u' ';
+        }
+    }
+}
+
 } // namespace Tessary::UnderscoreRecovery

@@ -43,6 +43,13 @@ double pitchOf(const QString &text, const QList<float> &centres);
  */
 void apply(const QList<Run> &runs, double pitch, QString &text, QList<float> &centres);
 
+/**
+ * Turns back into spaces the underscores the engine wrote where the screen shows no ink below the baseline (it
+ * sometimes reads a plain gap as "_"). box and baseline as for findRuns.
+ */
+void dropPhantoms(const QImage &image, const QRect &box, int baseline, double pitch, int background, QString &text,
+                  const QList<float> &centres);
+
 } // namespace UnderscoreRecovery
 
 } // namespace Tessary

@@ -123,6 +123,21 @@ TEST(RecognitionPass, PlacesEveryCharacterLeftToRight)
     EXPECT_NEAR(read.baseline, line.baseline, 2);
 }
 
+TEST(RecognitionPass, RepairsPositionsTheEngineGotWrong)
+{
+    // As Tesseract placed "get(key name," on a screen with a pitch of 9 px: "y" at the "a", "n" out of order.
+    const QList<PlacedSymbol> symbols {{u"("_s, 214.5f}, {u"k"_s, 224.5f}, {u"e"_s, 232.5f}, {u"y"_s, 267.5f}, {u"n"_s, 258.0f},
+                                       {u"a"_s, 267.5f}, {u"m"_s, 277.0f}, {u"e"_s, 286.0f}};
+    const QList<float> centres = characterCentres(u"(key name"_s, symbols);
+    ASSERT_EQ(centres.size(), 9);
+    const QList<float> drawn {214.5f, 223.5f, 232.5f, 241.5f, 250.5f, 259.5f, 268.5f, 277.5f, 286.5f};
+    for (qsizetype i = 0; i < centres.size(); ++i) {
+        EXPECT_NEAR(centres[i], drawn[i], 3.0) << "at " << i;
+    }
+    // Symbols that do not spell the text give no positions at all.
+    EXPECT_TRUE(characterCentres(u"(key"_s, {{u"("_s, 1}, {u"x"_s, 2}}).isEmpty());
+}
+
 TEST(RecognitionPass, StopsWhenAskedTo)
 {
     const auto line = Tessary::Test::renderLine(u"Nobody waits for this reading"_s, Tessary::Test::fontOf(u"DejaVu Sans"_s, 18));

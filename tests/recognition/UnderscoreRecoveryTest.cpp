@@ -74,6 +74,16 @@ TEST(UnderscoreRecovery, PutsTheUnderscoresBackIntoTheReading)
     }
 }
 
+TEST(UnderscoreRecovery, UnderscoresWithoutInkBecomeSpaces)
+{
+    // Tesseract sometimes writes "_" for a plain gap between two words.
+    const QString code = u"struct conf_t *out_cfg"_s;
+    const auto line = Tessary::Test::renderLine(code, Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, 15));
+    QString read = u"struct_conf_t *out_cfg"_s;
+    UnderscoreRecovery::dropPhantoms(line.image, line.box, line.baseline, line.pitch, 255, read, line.centres);
+    EXPECT_EQ(read.toStdString(), code.toStdString());
+}
+
 TEST(UnderscoreRecovery, PitchNeedsEnoughLetters)
 {
     const auto line = Tessary::Test::renderLine(u"option_tuples"_s, Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, 15));
