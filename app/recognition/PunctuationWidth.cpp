@@ -184,8 +184,24 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
     if (bottom < top) {
         return text;
     }
-    // Chinese glyphs fill about nine tenths of their cell's height.
-    const double cell = (bottom - top + 1) / 0.9;
+    // Chinese characters stand one to a cell, so the usual distance between two neighbouring ones is the cell's
+    // width. Without enough of them: Chinese glyphs fill about nine tenths of their cell's height (brackets and
+    // descenders reach further, which makes this estimate larger).
+    const double fromHeight = (bottom - top + 1) / 0.9;
+    std::vector<double> steps;
+    for (qsizetype i = 0; i + 1 < text.size(); ++i) {
+        const double step = centres[i + 1] - centres[i];
+        // Neighbours with a word space between them are further apart.
+        if (ChineseTextCleanup::isHan(text.at(i).unicode()) && ChineseTextCleanup::isHan(text.at(i + 1).unicode())
+            && step > 0.6 * fromHeight && step < 1.2 * fromHeight) {
+            steps.push_back(step);
+        }
+    }
+    double cell = fromHeight;
+    if (steps.size() >= 3) {
+        std::nth_element(steps.begin(), steps.begin() + long(steps.size() / 2), steps.end());
+        cell = steps[steps.size() / 2];
+    }
     std::vector<Run> runs;
     for (int x = 0; x < crop.width(); ++x) {
         if (inkColumn[size_t(x)]) {
