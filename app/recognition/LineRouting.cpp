@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <cmath>
 
-#include <QFuture>
-#include <QtConcurrent/QtConcurrentRun>
 
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/PunctuationWidth.h"
+#include "app/recognition/UnderscoreRecovery.h"
 
 namespace Tessary::LineRouting {
 
@@ -46,6 +45,27 @@ QString readAgain(const QImage &image, const PassLine &line, int background)
 }
 
 } // namespace
+
+QString finishedLine(const QImage &image, const PassLine &line, int background)
+{
+    QString text = line.text;
+    QList<float> centres = line.centres;
+    if (centres.size() != text.size() || line.box.isEmpty()) {
+        return ChineseTextCleanup::cleanLine(text);
+    }
+    const double pitch = UnderscoreRecovery::pitchOf(text, centres);
+    if (pitch > 0 && line.baseline >= 0) {
+        UnderscoreRecovery::dropPhantoms(image, line.box, line.baseline, pitch, background, text, centres);
+        const auto runs = UnderscoreRecovery::findRuns(image, line.box, line.baseline, pitch, background);
+        UnderscoreRecovery::apply(runs, pitch, text, centres);
+    }
+    const QRect area = inkBox(image, line.box, background);
+    for (float &centre : centres) {
+        centre -= float(area.left());
+    }
+    text = PunctuationWidth::settle(text, centres, image.copy(area), background);
+    return ChineseTextCleanup::removeSpacesBetweenCjk(text).trimmed();
+}
 
 int backgroundGrey(const QImage &image)
 {
@@ -114,14 +134,23 @@ QString restoreWordSpaces(const QString &text, const QList<float> &centres, int 
     return spaced;
 }
 
-QStringList refinedLines(const QImage &image, const RecognitionPass &pass, bool traditional)
+bool hasChinese(const RecognitionPass &pass)
+{
+    return std::any_of(pass.lines.cbegin(), pass.lines.cend(), [](const PassLine &line) { return hasHan(line.text); });
+}
+
+QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Script script)
 {
     QStringList lines;
     QList<qsizetype> again;
+    const int background = backgroundGrey(image);
+    const auto chineseLines = std::count_if(pass.lines.cbegin(), pass.lines.cend(), [](const PassLine &line) { return hasHan(line.text); });
+    const float simplifiedSure = chineseLines >= 2 ? simplifiedUnsureBelow : 101;
     for (qsizetype i = 0; i < pass.lines.size(); ++i) {
         const PassLine &line = pass.lines[i];
-        lines.append(line.text);
-        if (line.confidence < unsureBelow || (!traditional && hasHan(line.text))) {
+        lines.append(finishedLine(image, line, background));
+        if (script != Script::Latin
+            && (line.confidence < unsureBelow || (script == Script::Simplified && hasHan(line.text) && line.confidence < simplifiedSure))) {
             again.append(i);
         }
     }
@@ -129,22 +158,17 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, bool 
         return lines;
     }
 
-    const int background = backgroundGrey(image);
-    QStringList readings(again.size());
-    // Lines are independent: a second thread reads every other one.
-    auto readEverySecond = [&](qsizetype first) {
-        for (qsizetype k = first; k < again.size(); k += 2) {
-            readings[k] = readAgain(image, pass.lines[again[k]], background);
-        }
-    };
-    QFuture<void> second;
-    if (again.size() > 1) {
-        second = QtConcurrent::run([&] { readEverySecond(1); });
+    // One line after the other with one network: a second network in parallel costs its own buffers (tens of
+    // megabytes) and gains nothing while Tesseract's passes or other programs keep the cores busy.
+    QStringList readings;
+    for (const qsizetype i : again) {
+        readings.append(readAgain(image, pass.lines[i], background));
     }
-    readEverySecond(0);
-    second.waitForFinished();
     for (qsizetype k = 0; k < again.size(); ++k) {
-        if (!readings[k].isEmpty()) {
+        // Tesseract reads Latin text better than the line model; a Latin line it is unsure of is only replaced when
+        // the line model sees Chinese there (Tesseract turns Chinese it cannot read into Latin letters).
+        const bool latin = !hasHan(pass.lines[again[k]].text);
+        if (!readings[k].isEmpty() && (!latin || hasHan(readings[k]))) {
             lines[again[k]] = readings[k];
         }
     }

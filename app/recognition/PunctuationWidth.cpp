@@ -1,5 +1,6 @@
 #include "app/recognition/PunctuationWidth.h"
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -58,6 +59,103 @@ bool hanBeside(const QString &text, qsizetype at)
     return false;
 }
 
+/** The nearest character before (step -1) or after (step 1) at that is not white space; -1 when there is none. */
+qsizetype neighbour(const QString &text, qsizetype at, int step)
+{
+    for (at += step; at >= 0 && at < text.size(); at += step) {
+        if (!text.at(at).isSpace()) {
+            return at;
+        }
+    }
+    return -1;
+}
+
+bool hasHan(const QString &text)
+{
+    return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); });
+}
+
+bool isDigit(QChar c)
+{
+    return (c >= u'0' && c <= u'9') || (c.unicode() >= 0xff10 && c.unicode() <= 0xff19);
+}
+
+QChar asciiDigit(QChar c)
+{
+    return c.unicode() >= 0xff10 ? QChar(c.unicode() - 0xff10 + u'0') : c;
+}
+
+/**
+ * Full-width digits stand one to an ideograph cell, ordinary ones at about half that pitch: a run of two or more
+ * digits takes the width its spacing shows (full width only in a line with Chinese in it). A hyphen between two
+ * full-width digits that are two cells apart is a full-width one too.
+ */
+void settleDigits(QString &text, const QList<float> &centres, double cell, bool chinese)
+{
+    for (qsizetype i = 0; i < text.size();) {
+        if (!isDigit(text.at(i))) {
+            ++i;
+            continue;
+        }
+        QList<qsizetype> digits;
+        qsizetype end = i;
+        while (end < text.size() && (isDigit(text.at(end)) || text.at(end) == u' ')) {
+            if (isDigit(text.at(end))) {
+                digits.append(end);
+            }
+            ++end;
+        }
+        if (digits.size() >= 2) {
+            const double pitch = (centres[digits.last()] - centres[digits.first()]) / double(digits.size() - 1);
+            for (const qsizetype d : digits) {
+                if (pitch > 0.8 * cell && chinese) {
+                    text[d] = QChar(asciiDigit(text.at(d)).unicode() - u'0' + 0xff10);
+                } else if (pitch < 0.7 * cell) {
+                    text[d] = asciiDigit(text.at(d));
+                }
+            }
+        }
+        i = end;
+    }
+    auto wideDigitAt = [&](qsizetype at, int step) -> qsizetype {
+        for (at += step; at >= 0 && at < text.size() && text.at(at).isSpace(); at += step) {
+        }
+        return at >= 0 && at < text.size() && text.at(at).unicode() >= 0xff10 && text.at(at).unicode() <= 0xff19 ? at : -1;
+    };
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text.at(i) != u'-' && text.at(i) != u'\uff0d') {
+            continue;
+        }
+        const qsizetype before = wideDigitAt(i, -1), after = wideDigitAt(i, 1);
+        if (before >= 0 && after >= 0) {
+            text[i] = centres[after] - centres[before] > 1.6 * cell ? QChar(0xff0d) : QChar(u'-');
+        }
+    }
+}
+
+/**
+ * Brackets come in pairs of one width. A bracket at either end of the line cannot be measured (there is no ink on
+ * one side); it takes the width of its partner when that one could be.
+ */
+void matchBrackets(QString &text, const std::vector<bool> &judged)
+{
+    QList<qsizetype> open;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c == u'(' || c == u'\uff08') {
+            open.append(i);
+        } else if ((c == u')' || c == u'\uff09') && !open.isEmpty()) {
+            const qsizetype o = open.takeLast();
+            const bool wide = text.at(o) == u'\uff08';
+            if (judged[size_t(o)] && !judged[size_t(i)]) {
+                text[i] = wide ? QChar(0xff09) : QChar(u')');
+            } else if (judged[size_t(i)] && !judged[size_t(o)]) {
+                text[o] = c == u'\uff09' ? QChar(0xff08) : QChar(u'(');
+            }
+        }
+    }
+}
+
 } // namespace
 
 QString settle(const QString &text, const QList<float> &centres, const QImage &source, int background)
@@ -86,8 +184,24 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
     if (bottom < top) {
         return text;
     }
-    // Chinese glyphs fill about nine tenths of their cell's height.
-    const double cell = (bottom - top + 1) / 0.9;
+    // Chinese characters stand one to a cell, so the usual distance between two neighbouring ones is the cell's
+    // width. Without enough of them: Chinese glyphs fill about nine tenths of their cell's height (brackets and
+    // descenders reach further, which makes this estimate larger).
+    const double fromHeight = (bottom - top + 1) / 0.9;
+    std::vector<double> steps;
+    for (qsizetype i = 0; i + 1 < text.size(); ++i) {
+        const double step = centres[i + 1] - centres[i];
+        // Neighbours with a word space between them are further apart.
+        if (ChineseTextCleanup::isHan(text.at(i).unicode()) && ChineseTextCleanup::isHan(text.at(i + 1).unicode())
+            && step > 0.6 * fromHeight && step < 1.2 * fromHeight) {
+            steps.push_back(step);
+        }
+    }
+    double cell = fromHeight;
+    if (steps.size() >= 3) {
+        std::nth_element(steps.begin(), steps.begin() + long(steps.size() / 2), steps.end());
+        cell = steps[steps.size() / 2];
+    }
     std::vector<Run> runs;
     for (int x = 0; x < crop.width(); ++x) {
         if (inkColumn[size_t(x)]) {
@@ -100,6 +214,7 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
     }
 
     QString settled = text;
+    std::vector<bool> judged(size_t(text.size()), false);
     for (qsizetype i = 0; i < text.size(); ++i) {
         const Pair *pair = pairOf(text.at(i));
         if (pair == nullptr) {
@@ -116,21 +231,36 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
                 nearest = r;
             }
         }
-        if (nearest == runs.size() || nearest == 0 || nearest + 1 == runs.size()) {
-            continue;
+        bool full = false;
+        if (nearest != runs.size() && nearest != 0 && nearest + 1 != runs.size()
+            && runs[nearest].end - runs[nearest].start + 1 <= 0.5 * cell) {
+            // The room between the neighbours' ink holds the mark's whole cell and the neighbours' side bearings.
+            const int room = runs[nearest + 1].start - runs[nearest - 1].end - 1;
+            full = room > fullWidthRoom * cell;
+        } else {
+            // The mark's ink touches a neighbour's (small sizes) or was not found: the reader's positions of the
+            // characters on either side are two cells apart around a full-width mark, one and a half around an
+            // ASCII one with its space. Readers place characters only roughly, so only a clear distance counts.
+            const qsizetype before = neighbour(text, i, -1), after = neighbour(text, i, 1);
+            if (before < 0 || after < 0) {
+                continue;
+            }
+            const double distance = centres[after] - centres[before];
+            if (distance > 1.7 * cell) {
+                full = true;
+            } else if (distance >= 1.25 * cell) {
+                continue;
+            }
         }
-        const Run &mark = runs[nearest];
-        if (mark.end - mark.start + 1 > 0.5 * cell) {
-            continue; // too wide for a mark: the reader's position fell on another glyph
-        }
-        const int blank = (mark.start - runs[nearest - 1].end - 1) + (runs[nearest + 1].start - mark.end - 1);
-        const bool full = blank > fullWidthBlank * cell;
         if (full && text.at(i).unicode() == pair->ascii && hanBeside(text, i)) {
             settled[i] = QChar(pair->full);
         } else if (!full && text.at(i).unicode() == pair->full) {
             settled[i] = QChar(pair->ascii);
         }
+        judged[size_t(i)] = true;
     }
+    settleDigits(settled, centres, cell, hasHan(text));
+    matchBrackets(settled, judged);
     return settled;
 }
 

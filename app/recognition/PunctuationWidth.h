@@ -8,8 +8,8 @@ namespace Tessary {
 
 /**
  * Tells full-width punctuation (，。：；！？（）) from its ASCII look-alike by the room the glyph takes on screen.
- * A full-width mark fills a whole ideograph cell, so together with the blank beside its ink it spans about as much
- * as a Chinese character; an ASCII mark is narrow, even with a space after it. The shapes alone are nearly the
+ * A full-width mark fills a whole ideograph cell, so the room between its neighbours is about as wide as a Chinese
+ * character; an ASCII mark is narrow, even with a space after it. Digits are told apart the same way. The shapes alone are nearly the
  * same, which is why recognisers confuse the two.
  */
 namespace PunctuationWidth {
@@ -21,8 +21,11 @@ namespace PunctuationWidth {
  */
 QString settle(const QString &text, const QList<float> &centres, const QImage &crop, int background);
 
-/** The share of an ideograph cell that the blank around a mark must exceed for the mark to count as full-width. */
-constexpr double fullWidthBlank = 0.62;
+/**
+ * The share of an ideograph cell that the room between a mark's neighbours must exceed for the mark to count as
+ * full-width: a full-width mark takes a whole cell, an ASCII one with the space after it about half.
+ */
+constexpr double fullWidthRoom = 0.8;
 
 } // namespace PunctuationWidth
 

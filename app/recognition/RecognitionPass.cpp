@@ -1,13 +1,15 @@
 #include "app/recognition/RecognitionPass.h"
 
+#include <cmath>
 #include <memory>
+#include <vector>
 
 #include <dlfcn.h>
 
 #include <tesseract/baseapi.h>
+#include <tesseract/ocrclass.h>
 #include <tesseract/resultiterator.h>
 
-#include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/TesseractPool.h"
 
 using namespace Qt::StringLiterals;
@@ -44,9 +46,115 @@ QString takeText(char *text)
     return owned ? QString::fromUtf8(owned.get()) : QString();
 }
 
+QString trimmedEnd(const QString &text)
+{
+    qsizetype end = text.size();
+    while (end > 0 && text.at(end - 1).isSpace()) {
+        --end;
+    }
+    return text.left(end);
+}
+
+/**
+ * Which of the positions of placed form the longest chain from left to right. Two characters never share a
+ * position, so a repeated one counts as out of order too.
+ */
+std::vector<bool> inOrder(const QList<float> &centres, const std::vector<qsizetype> &placed)
+{
+    const size_t n = placed.size();
+    std::vector<int> length(n, 1), previous(n, -1);
+    size_t bestEnd = 0;
+    for (size_t a = 0; a < n; ++a) {
+        for (size_t b = 0; b < a; ++b) {
+            if (centres[placed[b]] < centres[placed[a]] && length[b] + 1 > length[a]) {
+                length[a] = length[b] + 1;
+                previous[a] = int(b);
+            }
+        }
+        if (length[a] > length[bestEnd]) {
+            bestEnd = a;
+        }
+    }
+    std::vector<bool> member(n, false);
+    for (int k = n == 0 ? -1 : int(bestEnd); k >= 0; k = previous[size_t(k)]) {
+        member[size_t(k)] = true;
+    }
+    return member;
+}
+
 } // namespace
 
-Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image)
+QList<float> characterCentres(const QString &text, const QList<PlacedSymbol> &symbols)
+{
+    QList<float> centres(text.size(), -1);
+    qsizetype at = 0;
+    for (const PlacedSymbol &symbol : symbols) {
+        while (at < text.size() && text.at(at).isSpace()) {
+            ++at;
+        }
+        if (symbol.text.isEmpty() || QStringView(text).mid(at, symbol.text.size()) != symbol.text) {
+            return {};
+        }
+        for (qsizetype i = 0; i < symbol.text.size(); ++i) {
+            centres[at++] = symbol.centre;
+        }
+    }
+    // The engine places a character now and then far from its ink; positions that break the left-to-right order
+    // of the rest are dropped and filled in from their neighbours like white space.
+    std::vector<qsizetype> placed;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (!text.at(i).isSpace() && !text.at(i).isLowSurrogate()) {
+            placed.push_back(i);
+        }
+    }
+    const std::vector<bool> ordered = inOrder(centres, placed);
+    for (size_t k = 0; k < placed.size(); ++k) {
+        const qsizetype i = placed[k];
+        if (!ordered[k]) {
+            centres[i] = -1;
+            if (i + 1 < text.size() && text.at(i + 1).isLowSurrogate()) {
+                centres[i + 1] = -1;
+            }
+        }
+    }
+    // Several characters in a row at (nearly) one position were not really placed: they are spread out like white
+    // space.
+    for (size_t k = 0; k + 1 < placed.size();) {
+        size_t end = k;
+        while (end + 1 < placed.size() && centres[placed[end + 1]] >= 0 && centres[placed[k]] >= 0
+               && std::abs(centres[placed[end + 1]] - centres[placed[end]]) < 1.0f) {
+            ++end;
+        }
+        if (end > k && centres[placed[k]] >= 0) {
+            for (size_t j = k; j <= end; ++j) {
+                centres[placed[j]] = -1;
+                if (placed[j] + 1 < text.size() && text.at(placed[j] + 1).isLowSurrogate()) {
+                    centres[placed[j] + 1] = -1;
+                }
+            }
+        }
+        k = end + 1;
+    }
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (centres[i] >= 0) {
+            continue;
+        }
+        qsizetype next = i;
+        while (next < text.size() && centres[next] < 0) {
+            ++next;
+        }
+        const float before = i > 0 ? centres[i - 1] : (next < text.size() ? centres[next] : 0);
+        const float after = next < text.size() ? centres[next] : before;
+        for (qsizetype k = i; k < next; ++k) {
+            centres[k] = before + (after - before) * float(k - i + 1) / float(next - i + 1);
+        }
+        i = next - 1;
+    }
+    return centres;
+}
+
+Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image,
+                                                             const std::atomic<bool> *stop)
 {
     limitEngineThreads();
     TesseractPool::Lease engine = TesseractPool::shared().borrow(languages);
@@ -55,7 +163,11 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
                                             u"无法加载文字识别模型（%1）。"_s.arg(QString::fromLatin1(languages))});
     }
     engine->SetImage(image.constBits(), image.width(), image.height(), 3, int(image.bytesPerLine()));
-    if (engine->Recognize(nullptr) != 0) {
+    // The engine asks after every word whether to go on.
+    tesseract::ETEXT_DESC monitor;
+    monitor.cancel = [](void *flag, int) { return static_cast<const std::atomic<bool> *>(flag)->load(); };
+    monitor.cancel_this = const_cast<std::atomic<bool> *>(stop);
+    if (engine->Recognize(stop != nullptr ? &monitor : nullptr) != 0) {
         return unexpected(RecognitionError {RecognitionError::Code::EngineFailed, u"文字识别引擎未能处理这张图像。"_s});
     }
 
@@ -66,7 +178,7 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
     if (lines != nullptr && !lines->Empty(tesseract::RIL_TEXTLINE)) {
         do {
             PassLine line;
-            line.text = ChineseTextCleanup::cleanLine(takeText(lines->GetUTF8Text(tesseract::RIL_TEXTLINE)));
+            line.text = trimmedEnd(takeText(lines->GetUTF8Text(tesseract::RIL_TEXTLINE)));
             if (line.text.trimmed().isEmpty()) {
                 continue;
             }
@@ -74,12 +186,21 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
             if (lines->BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom)) {
                 line.box = QRect(QPoint(left, top), QPoint(right - 1, bottom - 1));
             }
+            int x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+            if (lines->Baseline(tesseract::RIL_TEXTLINE, &x1, &y1, &x2, &y2)) {
+                line.baseline = (y1 + y2) / 2;
+            }
             line.confidence = lines->Confidence(tesseract::RIL_TEXTLINE);
+            QList<PlacedSymbol> symbols;
             do {
-                if (lines->BoundingBox(tesseract::RIL_WORD, &left, &top, &right, &bottom)) {
+                if (lines->IsAtBeginningOf(tesseract::RIL_WORD) && lines->BoundingBox(tesseract::RIL_WORD, &left, &top, &right, &bottom)) {
                     line.words.append(QRect(QPoint(left, top), QPoint(right - 1, bottom - 1)));
                 }
-            } while (!lines->IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_WORD) && lines->Next(tesseract::RIL_WORD));
+                if (lines->BoundingBox(tesseract::RIL_SYMBOL, &left, &top, &right, &bottom)) {
+                    symbols.append({takeText(lines->GetUTF8Text(tesseract::RIL_SYMBOL)), float(left + right) / 2});
+                }
+            } while (!lines->IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_SYMBOL) && lines->Next(tesseract::RIL_SYMBOL));
+            line.centres = characterCentres(line.text, symbols);
             pass.lines.append(line);
         } while (lines->Next(tesseract::RIL_TEXTLINE));
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 #include <QByteArray>
 #include <QImage>
 #include <QList>
@@ -14,10 +16,12 @@ namespace Tessary {
 /** One text line as an engine pass read it. */
 struct PassLine
 {
-    QString text;         // cleaned
-    QRect box;            // in image pixels
-    QList<QRect> words;   // the boxes of the line's words, left to right
-    float confidence = 0; // 0 to 100
+    QString text;          // as the engine wrote it, trailing white space removed
+    QList<float> centres;  // for every UTF-16 unit of text, its x position in the image; empty when unknown
+    QRect box;             // in image pixels
+    QList<QRect> words;    // the boxes of the line's words, left to right
+    int baseline = -1;     // the row the letters stand on, in image pixels; -1 when unknown
+    float confidence = 0;  // 0 to 100
 };
 
 /** What one engine pass with one set of models read from an image. */
@@ -28,10 +32,27 @@ struct RecognitionPass
     int meanConfidence = 0; // mean word confidence, 0 to 100
 };
 
+/** One character as the engine placed it: its text and the middle of its box, in image pixels. */
+struct PlacedSymbol
+{
+    QString text;
+    float centre;
+};
+
+/**
+ * Where every UTF-16 unit of a line's text sits: the symbols are found in the text in order; positions that break
+ * the left-to-right order of the others (the engine places a character now and then far from its ink, or several
+ * at one spot) and white space take positions spread between their neighbours. Empty when the symbols do not spell
+ * the text.
+ */
+QList<float> characterCentres(const QString &text, const QList<PlacedSymbol> &symbols);
+
 /**
  * Reads an RGB888 image with an engine for the "+"-separated model list, borrowed from the shared pool.
- * Runs on the calling thread; may be called from several threads at once.
+ * Runs on the calling thread; may be called from several threads at once. When stop is given and becomes true
+ * while the engine reads, it gives up soon after and the result is an error.
  */
-Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image);
+Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image,
+                                                             const std::atomic<bool> *stop = nullptr);
 
 } // namespace Tessary

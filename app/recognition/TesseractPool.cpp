@@ -30,6 +30,8 @@ TesseractPool::Engine createEngine(const QByteArray &languages)
     }
     api->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
     api->SetVariable("preserve_interword_spaces", "1");
+    // Dark screens are inverted before recognition; the engine need not retry every unsure line inverted.
+    api->SetVariable("tessedit_do_invert", "0");
     return api;
 }
 

@@ -1,5 +1,9 @@
 #include "app/recognition/TextRecognizer.h"
 
+#include <mutex>
+
+#include <malloc.h>
+
 #include <QFont>
 #include <QPainter>
 #include <QStringList>
@@ -22,6 +26,13 @@ namespace {
 constexpr auto simplifiedLanguages = "chi_sim+eng";
 constexpr auto traditionalLanguages = "chi_tra+eng";
 
+/**
+ * The mean word confidence from which a Simplified reading without any Chinese settles that the image holds Latin
+ * text only.
+ * Chinese that a model cannot read comes out as Latin letters too, but with far lower confidence.
+ */
+constexpr int sureLatin = 85;
+
 /** Tesseract reads dark text on a light ground best; screens in dark mode are inverted first. */
 QImage preparedForEngine(const QImage &source)
 {
@@ -38,6 +49,21 @@ QImage preparedForEngine(const QImage &source)
         image.invertPixels();
     }
     return image;
+}
+
+/**
+ * The line network allocates buffers of several megabytes for every line width and frees them again. glibc raises
+ * its mmap threshold to the largest block freed so far, after which such buffers come from the heap and stay
+ * there, fragmented; a fixed threshold returns them to the system when freed. Set once, before the first use.
+ */
+void keepLargeBuffersOutOfTheHeap()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        if (!qEnvironmentVariableIsSet("MALLOC_MMAP_THRESHOLD_")) {
+            mallopt(M_MMAP_THRESHOLD, 256 * 1024);
+        }
+    });
 }
 
 QByteArrayList availablePasses()
@@ -67,6 +93,7 @@ Result<QString, RecognitionError> recognize(const QString &path)
 
 Result<QString, RecognitionError> recognizeImage(const QImage &source)
 {
+    keepLargeBuffersOutOfTheHeap();
     const QByteArrayList passes = availablePasses();
     if (passes.isEmpty()) {
         return unexpected(RecognitionError {RecognitionError::Code::EngineUnavailable,
@@ -75,13 +102,25 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     const QImage image = preparedForEngine(source);
 
     // The passes are independent; run the second one beside the first so that a capture waits for one pass only.
+    // Latin text that the first pass read with confidence needs no other reading: the second pass is stopped and
+    // the first one's reading taken, whichever finished first, so that the same image always gives the same text.
+    std::atomic<bool> latinSettled = false;
     QList<QFuture<Result<RecognitionPass, RecognitionError>>> others;
     for (qsizetype i = 1; i < passes.size(); ++i) {
-        others.append(QtConcurrent::run([languages = passes[i], image] { return runRecognitionPass(languages, image); }));
+        others.append(QtConcurrent::run([&latinSettled, languages = passes[i], image] {
+            return runRecognitionPass(languages, image, &latinSettled);
+        }));
     }
     Result<RecognitionPass, RecognitionError> best = runRecognitionPass(passes.first(), image);
+    const bool latin = best && !best->lines.isEmpty() && !LineRouting::hasChinese(*best) && best->meanConfidence >= sureLatin;
+    latinSettled = latin;
+    bool chinese = best && LineRouting::hasChinese(*best);
     for (auto &other : others) {
         Result<RecognitionPass, RecognitionError> candidate = other.result();
+        if (latin) {
+            continue;
+        }
+        chinese = chinese || (candidate && LineRouting::hasChinese(*candidate));
         // Each model set is confident on its own script and unsure on the other; ties go to the first.
         if (!best || (candidate && candidate->meanConfidence > best->meanConfidence)) {
             best = std::move(candidate);
@@ -90,7 +129,11 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     if (!best) {
         return unexpected(best.error());
     }
-    const QStringList lines = LineRouting::refinedLines(image, *best, best->languages == traditionalLanguages);
+    LineRouting::Script script = LineRouting::Script::Latin;
+    if (chinese) {
+        script = best->languages == traditionalLanguages ? LineRouting::Script::Traditional : LineRouting::Script::Simplified;
+    }
+    const QStringList lines = LineRouting::refinedLines(image, *best, script);
     return lines.join(u'\n').trimmed();
 }
 
@@ -115,8 +158,7 @@ bool prewarm()
     if (image.isNull()) {
         return false;
     }
-    // A recognition of several lines reads them on two threads, each with a line network of its own.
-    NeuralLineRecognizer::prepare(2);
+    NeuralLineRecognizer::prepare();
     const auto text = recognizeImage(image);
     return text && !text->isEmpty();
 }

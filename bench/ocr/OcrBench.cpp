@@ -72,7 +72,7 @@ int main(int argc, char **argv)
         timer.start();
         const auto text = Tessary::TextRecognizer::recognize(corpus.filePath(file));
         seconds.push_back(double(timer.nsecsElapsed()) / 1e9);
-        const QJsonObject prediction {{u"file"_s, file}, {u"text"_s, text ? *text : QString()}};
+        const QJsonObject prediction {{u"file"_s, file}, {u"text"_s, text ? *text : QString()}, {u"seconds"_s, seconds.back()}};
         predictions.write(QJsonDocument(prediction).toJson(QJsonDocument::Compact) + '\n');
     }
 

@@ -106,6 +106,29 @@ TEST_F(TextRecognizerTest, ReadsScreenTextLineByLine)
     EXPECT_EQ(recognized(Tessary::Test::renderText({u"請選擇要開啟的檔案"_s}, u"Noto Sans CJK TC"_s, 24)), u"請選擇要開啟的檔案"_s);
 }
 
+TEST_F(TextRecognizerTest, TraditionalTextStaysTraditional)
+{
+    const QStringList lines {u"這個選項會讓程式在背景執行"_s, u"並且把所有輸出寫入記錄檔"_s, u"請確認網路連線正常"_s};
+    EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"Noto Sans CJK TC"_s, 22)), lines.join(u'\n'));
+    EXPECT_EQ(recognized(Tessary::Test::renderText({u"選擇檔案"_s}, u"Noto Sans CJK TC"_s, 20)), u"選擇檔案"_s);
+}
+
+TEST_F(TextRecognizerTest, ReadsSimplifiedParagraphsWithTheirPunctuation)
+{
+    const QStringList lines {u"如果没有指定文件，就从标准输入读取。"_s, u"这个命令会把结果写到标准输出，"_s, u"出错时返回一个非零的状态。"_s};
+    EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"Noto Sans CJK SC"_s, 20)), lines.join(u'\n'));
+}
+
+TEST_F(TextRecognizerTest, CodeKeepsItsUnderscores)
+{
+    const QStringList lines {u"def __init__(self, other_value):"_s, u"    self._tzinfo = make_tz(other_value)"_s};
+    const QString expected = u"def __init__(self, other_value):\nself._tzinfo = make_tz(other_value)"_s;
+    for (const int size : {13, 15}) {
+        EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"DejaVu Sans Mono"_s, size)).toStdString(), expected.toStdString())
+            << "at " << size << " px";
+    }
+}
+
 TEST_F(TextRecognizerTest, ReadsDarkModeText)
 {
     const QImage dark = Tessary::Test::renderText({u"Dark mode text"_s}, u"DejaVu Sans"_s, 20, QColor(0xd4d4d4), QColor(0x1e1e1e));

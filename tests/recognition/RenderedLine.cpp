@@ -1,0 +1,49 @@
+#include "tests/recognition/RenderedLine.h"
+
+#include <cmath>
+
+#include <QFontMetricsF>
+#include <QPainter>
+
+namespace Tessary::Test {
+
+QFont fontOf(const QString &family, int pixelSize)
+{
+    QFont font(family);
+    font.setPixelSize(pixelSize);
+    font.setHintingPreference(QFont::PreferNoHinting);
+    return font;
+}
+
+RenderedLine renderLine(const QString &text, const QFont &font)
+{
+    const QFontMetricsF metrics(font);
+    RenderedLine line;
+    line.left = int(font.pixelSize());
+    const int top = int(font.pixelSize()) / 2;
+    line.baseline = top + int(std::ceil(metrics.ascent()));
+    line.pitch = metrics.horizontalAdvance(QStringLiteral("x"));
+    const int width = line.left * 2 + int(std::ceil(metrics.horizontalAdvance(text)));
+    const int height = line.baseline + int(std::ceil(metrics.descent())) + top;
+    line.image = QImage(width, height, QImage::Format_RGB888);
+    line.image.fill(Qt::white);
+    QPainter painter(&line.image);
+    painter.setFont(font);
+    painter.setPen(Qt::black);
+    painter.drawText(QPointF(line.left, line.baseline), text);
+    painter.end();
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const qsizetype length = text.at(i).isHighSurrogate() ? 2 : 1;
+        const double start = metrics.horizontalAdvance(text.left(i));
+        const double end = metrics.horizontalAdvance(text.left(i + length));
+        for (qsizetype k = 0; k < length; ++k) {
+            line.centres.append(float(line.left + (start + end) / 2));
+        }
+        i += length - 1;
+    }
+    line.box = QRect(line.left, top, int(std::ceil(metrics.horizontalAdvance(text))),
+                     int(std::ceil(metrics.ascent() + metrics.descent())));
+    return line;
+}
+
+} // namespace Tessary::Test
