@@ -11,28 +11,13 @@
 #include <QTest>
 #include <QWidget>
 
+#include "tests/support/ColouredQuarters.h"
 #include "tests/support/TestEnvironment.h"
 
 using namespace Qt::StringLiterals;
 using namespace Tessary::Test;
 
 namespace {
-
-/** Four coloured quarters of the screen, so that captured pixels tell where they came from. */
-class ColouredScreen final : public QWidget
-{
-protected:
-    void paintEvent(QPaintEvent *) override
-    {
-        QPainter painter(this);
-        const int w = width() / 2;
-        const int h = height() / 2;
-        painter.fillRect(0, 0, w, h, QColor(255, 0, 0));
-        painter.fillRect(w, 0, width() - w, h, QColor(0, 255, 0));
-        painter.fillRect(0, h, w, height() - h, QColor(0, 0, 255));
-        painter.fillRect(w, h, width() - w, height() - h, QColor(255, 255, 0));
-    }
-};
 
 class ScreenCaptureToolTest : public ::testing::Test
 {
@@ -65,7 +50,7 @@ protected:
     }
 
     QTemporaryDir m_dir;
-    ColouredScreen m_screen;
+    Tessary::Test::ColouredQuarters m_screen;
     QProcess m_tool;
 };
 

@@ -17,6 +17,7 @@
 #include <QWidget>
 
 #include "platform/capture/ScreenCapturePermission.h"
+#include "tests/support/ColouredQuarters.h"
 #include "tests/support/TestEnvironment.h"
 
 using namespace Qt::StringLiterals;
@@ -24,22 +25,6 @@ using namespace Tessary;
 using namespace Tessary::Test;
 
 namespace {
-
-/** Red and green side by side over blue and yellow. */
-class ColouredWindow final : public QWidget
-{
-protected:
-    void paintEvent(QPaintEvent *) override
-    {
-        QPainter painter(this);
-        const int w = width() / 2;
-        const int h = height() / 2;
-        painter.fillRect(0, 0, w, h, QColor(255, 0, 0));
-        painter.fillRect(w, 0, width() - w, h, QColor(0, 255, 0));
-        painter.fillRect(0, h, w, height() - h, QColor(0, 0, 255));
-        painter.fillRect(w, h, width() - w, height() - h, QColor(255, 255, 0));
-    }
-};
 
 class WaylandScreenshotTest : public ::testing::Test
 {
@@ -80,7 +65,7 @@ protected:
 
 TEST_F(WaylandScreenshotTest, WholeDesktopFromThePortalUnderOurSelector)
 {
-    ColouredWindow window;
+    Tessary::Test::ColouredQuarters window;
     window.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
     // sway tiles the window over the whole output, below its title bar; wait until the compositor shows it.
