@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QFile>
 #include <QStringList>
+#include <QThread>
 
 using namespace Qt::StringLiterals;
 
@@ -131,8 +132,10 @@ private:
             }
         }
         m_alphabet.symbols.push_back(u" "_s);
-        // Each network runs on the thread that borrowed it; parallelism comes from reading lines side by side.
-        cv::setNumThreads(1);
+        // Lines are read one after the other once both Tesseract passes are done, so the other core is free by
+        // then: a network's convolutions split over two threads take about a fifth less time per line. More
+        // threads gain nothing on lines this narrow.
+        cv::setNumThreads(std::clamp(QThread::idealThreadCount(), 1, 2));
         m_folder = folder;
     }
 
