@@ -6,7 +6,7 @@ packages=(
     # build
     build-essential cmake ninja-build pkg-config
     qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-svg-dev libgl-dev
-    libxcb1-dev libxcb-keysyms1-dev libx11-dev
+    libxcb1-dev libxcb-keysyms1-dev libx11-dev libxfixes-dev
     libtesseract-dev libleptonica-dev
     libsecret-1-dev libarchive-dev libssl-dev
     libgtest-dev libgmock-dev

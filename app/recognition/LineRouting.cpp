@@ -5,6 +5,7 @@
 
 
 #include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/MonospaceSpacing.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/PunctuationWidth.h"
 #include "app/recognition/UnderscoreRecovery.h"
@@ -44,6 +45,31 @@ QString readAgain(const QImage &image, const PassLine &line, int background)
     return ChineseTextCleanup::removeSpacesBetweenCjk(text.trimmed());
 }
 
+/**
+ * Text with no Chinese anywhere has no full-width punctuation either; the models now and then write it for a comma
+ * with a space after it in monospaced code, whose room looks like a full-width cell. A mark that stood for its
+ * space too gets it back.
+ */
+QString halfWidthPunctuation(const QString &text)
+{
+    QString plain;
+    plain.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const char16_t c = text.at(i).unicode();
+        if (c < 0xFF01 || c > 0xFF5E) {
+            plain.append(text.at(i));
+            continue;
+        }
+        const QChar ascii(char16_t(c - 0xFF01 + u'!'));
+        plain.append(ascii);
+        const bool separator = ascii == u',' || ascii == u';' || ascii == u':' || ascii == u'!' || ascii == u'?';
+        if (separator && i + 1 < text.size() && text.at(i + 1).isLetterOrNumber()) {
+            plain.append(u' ');
+        }
+    }
+    return plain;
+}
+
 } // namespace
 
 QString finishedLine(const QImage &image, const PassLine &line, int background)
@@ -59,6 +85,7 @@ QString finishedLine(const QImage &image, const PassLine &line, int background)
         const auto runs = UnderscoreRecovery::findRuns(image, line.box, line.baseline, pitch, background);
         UnderscoreRecovery::apply(runs, pitch, text, centres);
     }
+    MonospaceSpacing::dropSpacesWithoutRoom(text, centres);
     const QRect area = inkBox(image, line.box, background);
     for (float &centre : centres) {
         centre -= float(area.left());
@@ -117,8 +144,11 @@ QString restoreWordSpaces(const QString &text, const QList<float> &centres, int 
     const double cell = line.box.height() / 0.9;
     QString spaced = text;
     for (qsizetype w = line.words.size() - 1; w > 0; --w) {
-        const int gapStart = line.words[w - 1].right() + 1;
-        const int gapEnd = line.words[w].left() - 1;
+        if (line.words[w - 1].box.isNull() || line.words[w].box.isNull()) {
+            continue;
+        }
+        const int gapStart = line.words[w - 1].box.right() + 1;
+        const int gapEnd = line.words[w].box.left() - 1;
         if (gapEnd - gapStart + 1 < 0.2 * cell) {
             continue;
         }
@@ -148,7 +178,8 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Scrip
     const float simplifiedSure = chineseLines >= 2 ? simplifiedUnsureBelow : 101;
     for (qsizetype i = 0; i < pass.lines.size(); ++i) {
         const PassLine &line = pass.lines[i];
-        lines.append(finishedLine(image, line, background));
+        lines.append(script == Script::Latin ? halfWidthPunctuation(finishedLine(image, line, background))
+                                             : finishedLine(image, line, background));
         if (script != Script::Latin
             && (line.confidence < unsureBelow || (script == Script::Simplified && hasHan(line.text) && line.confidence < simplifiedSure))) {
             again.append(i);

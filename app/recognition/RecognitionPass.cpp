@@ -84,6 +84,15 @@ std::vector<bool> inOrder(const QList<float> &centres, const std::vector<qsizety
 
 } // namespace
 
+QList<PlacedSymbol> symbolsOf(const PassLine &line)
+{
+    QList<PlacedSymbol> symbols;
+    for (const PassWord &word : line.words) {
+        symbols.append(word.symbols);
+    }
+    return symbols;
+}
+
 QList<float> characterCentres(const QString &text, const QList<PlacedSymbol> &symbols)
 {
     QList<float> centres(text.size(), -1);
@@ -191,16 +200,21 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
                 line.baseline = (y1 + y2) / 2;
             }
             line.confidence = lines->Confidence(tesseract::RIL_TEXTLINE);
-            QList<PlacedSymbol> symbols;
             do {
-                if (lines->IsAtBeginningOf(tesseract::RIL_WORD) && lines->BoundingBox(tesseract::RIL_WORD, &left, &top, &right, &bottom)) {
-                    line.words.append(QRect(QPoint(left, top), QPoint(right - 1, bottom - 1)));
+                if (lines->IsAtBeginningOf(tesseract::RIL_WORD) || line.words.isEmpty()) {
+                    PassWord word;
+                    word.text = takeText(lines->GetUTF8Text(tesseract::RIL_WORD));
+                    word.confidence = lines->Confidence(tesseract::RIL_WORD);
+                    if (lines->BoundingBox(tesseract::RIL_WORD, &left, &top, &right, &bottom)) {
+                        word.box = QRect(QPoint(left, top), QPoint(right - 1, bottom - 1));
+                    }
+                    line.words.append(word);
                 }
                 if (lines->BoundingBox(tesseract::RIL_SYMBOL, &left, &top, &right, &bottom)) {
-                    symbols.append({takeText(lines->GetUTF8Text(tesseract::RIL_SYMBOL)), float(left + right) / 2});
+                    line.words.last().symbols.append({takeText(lines->GetUTF8Text(tesseract::RIL_SYMBOL)), float(left + right) / 2});
                 }
             } while (!lines->IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_SYMBOL) && lines->Next(tesseract::RIL_SYMBOL));
-            line.centres = characterCentres(line.text, symbols);
+            line.centres = characterCentres(line.text, symbolsOf(line));
             pass.lines.append(line);
         } while (lines->Next(tesseract::RIL_TEXTLINE));
     }

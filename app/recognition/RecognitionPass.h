@@ -13,13 +13,29 @@
 
 namespace Tessary {
 
+/** One character as the engine placed it: its text and the middle of its box, in image pixels. */
+struct PlacedSymbol
+{
+    QString text;
+    float centre;
+};
+
+/** One word of a line as the engine read it. */
+struct PassWord
+{
+    QString text;
+    QRect box;                   // in image pixels
+    float confidence = 0;        // 0 to 100
+    QList<PlacedSymbol> symbols; // its characters, left to right
+};
+
 /** One text line as an engine pass read it. */
 struct PassLine
 {
     QString text;          // as the engine wrote it, trailing white space removed
     QList<float> centres;  // for every UTF-16 unit of text, its x position in the image; empty when unknown
     QRect box;             // in image pixels
-    QList<QRect> words;    // the boxes of the line's words, left to right
+    QList<PassWord> words; // left to right; their texts appear in text in this order
     int baseline = -1;     // the row the letters stand on, in image pixels; -1 when unknown
     float confidence = 0;  // 0 to 100
 };
@@ -32,13 +48,6 @@ struct RecognitionPass
     int meanConfidence = 0; // mean word confidence, 0 to 100
 };
 
-/** One character as the engine placed it: its text and the middle of its box, in image pixels. */
-struct PlacedSymbol
-{
-    QString text;
-    float centre;
-};
-
 /**
  * Where every UTF-16 unit of a line's text sits: the symbols are found in the text in order; positions that break
  * the left-to-right order of the others (the engine places a character now and then far from its ink, or several
@@ -46,6 +55,9 @@ struct PlacedSymbol
  * the text.
  */
 QList<float> characterCentres(const QString &text, const QList<PlacedSymbol> &symbols);
+
+/** Every character of the line's words, left to right. */
+QList<PlacedSymbol> symbolsOf(const PassLine &line);
 
 /**
  * Reads an RGB888 image with an engine for the "+"-separated model list, borrowed from the shared pool.

@@ -82,21 +82,33 @@ TesseractPool &TesseractPool::shared()
     return pool;
 }
 
-TesseractPool::Lease TesseractPool::borrow(const QByteArray &languages)
+TesseractPool::Slot &TesseractPool::slotFor(const QByteArray &languages)
 {
-    {
-        std::lock_guard lock(m_mutex);
-        for (Stack &stack : m_stacks) {
-            if (stack.languages == languages && !stack.idle.empty()) {
-                Engine engine = std::move(stack.idle.back());
-                stack.idle.pop_back();
-                return Lease(this, languages, std::move(engine));
-            }
+    for (const auto &slot : m_slots) {
+        if (slot->languages == languages) {
+            return *slot;
         }
     }
-    // Loading takes a while; other recognitions must not wait for it.
+    m_slots.push_back(std::make_unique<Slot>(Slot {languages, {}, false}));
+    return *m_slots.back();
+}
+
+TesseractPool::Lease TesseractPool::borrow(const QByteArray &languages)
+{
+    std::unique_lock lock(m_mutex);
+    Slot &slot = slotFor(languages);
+    m_returned.wait(lock, [&slot] { return !slot.taken; });
+    slot.taken = true;
+    if (slot.idle != nullptr) {
+        return Lease(this, languages, std::move(slot.idle));
+    }
+    // Loading takes a while; recognitions with other models must not wait for it.
+    lock.unlock();
     Engine engine = createEngine(languages);
     if (engine == nullptr) {
+        lock.lock();
+        slot.taken = false;
+        m_returned.notify_all();
         return Lease(nullptr, languages, {});
     }
     return Lease(this, languages, std::move(engine));
@@ -105,16 +117,13 @@ TesseractPool::Lease TesseractPool::borrow(const QByteArray &languages)
 void TesseractPool::giveBack(const QByteArray &languages, Engine engine)
 {
     engine->Clear();
-    std::lock_guard lock(m_mutex);
-    for (Stack &stack : m_stacks) {
-        if (stack.languages == languages) {
-            stack.idle.push_back(std::move(engine));
-            return;
-        }
+    {
+        std::lock_guard lock(m_mutex);
+        Slot &slot = slotFor(languages);
+        slot.idle = std::move(engine);
+        slot.taken = false;
     }
-    Stack stack {languages, {}};
-    stack.idle.push_back(std::move(engine));
-    m_stacks.push_back(std::move(stack));
+    m_returned.notify_all();
 }
 
 } // namespace Tessary

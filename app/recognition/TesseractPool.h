@@ -1,5 +1,6 @@
 #pragma once
 
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -14,9 +15,10 @@ class TessBaseAPI;
 namespace Tessary {
 
 /**
- * Initialised Tesseract engines kept for reuse, one stack per language list. An engine is not thread-safe, so
- * each recognition borrows one for its own use; overlapping recognitions get separate engines. Loading a model set
- * takes far longer than a recognition, which is why engines are never thrown away.
+ * Initialised Tesseract engines kept for reuse, one per language list. An engine is not thread-safe, so each
+ * recognition borrows it for its own use; an overlapping recognition waits until it comes back. A second engine
+ * would cost as much memory again (tens of megabytes) for the rare overlap, and loading one takes far longer than
+ * a recognition, which is also why engines are never thrown away.
  */
 class TesseractPool
 {
@@ -56,22 +58,25 @@ public:
     static TesseractPool &shared();
 
     /**
-     * Returns an idle engine for the languages or initialises a new one; an empty lease when the models cannot be
-     * loaded. Safe to call from any thread.
+     * Returns the engine for the languages, initialising it on first use and waiting while another recognition
+     * has it; an empty lease when the models cannot be loaded. Safe to call from any thread.
      */
     Lease borrow(const QByteArray &languages);
 
 private:
-    struct Stack
+    struct Slot
     {
         QByteArray languages;
-        std::vector<Engine> idle;
+        Engine idle;        // the engine while nobody has it
+        bool taken = false; // lent out, or being loaded
     };
 
     void giveBack(const QByteArray &languages, Engine engine);
+    Slot &slotFor(const QByteArray &languages);
 
     std::mutex m_mutex;
-    std::vector<Stack> m_stacks;
+    std::condition_variable m_returned;
+    std::vector<std::unique_ptr<Slot>> m_slots;
 };
 
 } // namespace Tessary

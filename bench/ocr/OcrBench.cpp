@@ -31,6 +31,21 @@ double percentile(std::vector<double> values, double p)
     return values[low] + (values[high] - values[low]) * (rank - double(low));
 }
 
+/** Resident memory in MB: now (VmRSS) or the peak so far (VmHWM). */
+double residentMegabytes(const QByteArray &field = "VmRSS:")
+{
+    QFile status(u"/proc/self/status"_s);
+    if (!status.open(QIODevice::ReadOnly)) {
+        return 0;
+    }
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith(field)) {
+            return line.mid(field.size()).trimmed().split(' ').first().toDouble() / 1024.0;
+        }
+    }
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -56,10 +71,12 @@ int main(int argc, char **argv)
         return 1;
     }
 
+    const double startRss = residentMegabytes();
     QElapsedTimer warmupTimer;
     warmupTimer.start();
     const bool warm = Tessary::TextRecognizer::prewarm();
     const double warmupSeconds = double(warmupTimer.nsecsElapsed()) / 1e9;
+    const double warmRss = residentMegabytes();
 
     std::vector<double> seconds;
     while (!truth.atEnd()) {
@@ -72,7 +89,8 @@ int main(int argc, char **argv)
         timer.start();
         const auto text = Tessary::TextRecognizer::recognize(corpus.filePath(file));
         seconds.push_back(double(timer.nsecsElapsed()) / 1e9);
-        const QJsonObject prediction {{u"file"_s, file}, {u"text"_s, text ? *text : QString()}, {u"seconds"_s, seconds.back()}};
+        const QJsonObject prediction {{u"file"_s, file}, {u"text"_s, text ? *text : QString()}, {u"seconds"_s, seconds.back()},
+                                        {u"peak_rss_mb"_s, residentMegabytes("VmHWM:")}};
         predictions.write(QJsonDocument(prediction).toJson(QJsonDocument::Compact) + '\n');
     }
 
@@ -85,12 +103,15 @@ int main(int argc, char **argv)
         {u"p50_seconds"_s, percentile(seconds, 0.5)},
         {u"p90_seconds"_s, percentile(seconds, 0.9)},
         {u"peak_rss_mb"_s, double(usage.ru_maxrss) / 1024.0},
+        {u"rss_at_start_mb"_s, startRss},
+        {u"rss_after_warmup_mb"_s, warmRss},
     };
     QFile timingFile(out.filePath(u"timing.json"_s));
     if (timingFile.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         timingFile.write(QJsonDocument(timing).toJson());
     }
-    std::printf("images=%zu warmup=%.3fs p50=%.3fs p90=%.3fs peak_rss=%.0fMB\n", seconds.size(), warmupSeconds,
-                percentile(seconds, 0.5), percentile(seconds, 0.9), double(usage.ru_maxrss) / 1024.0);
+    std::printf("images=%zu warmup=%.3fs p50=%.3fs p90=%.3fs peak_rss=%.0fMB (%.0fMB at start, %.0fMB warm)\n",
+                seconds.size(), warmupSeconds, percentile(seconds, 0.5), percentile(seconds, 0.9),
+                double(usage.ru_maxrss) / 1024.0, startRss, warmRss);
     return 0;
 }

@@ -67,6 +67,14 @@ TEST(LineRouting, TheLineModelReadsOnlyWhereTesseractFailsOnChinese)
               QStringList {u"HeIIo worId"_s});
 }
 
+TEST(LineRouting, TextWithoutChineseHasNoFullWidthPunctuation)
+{
+    // A monospaced comma and its space take the room of a full-width comma; in code it is the ASCII one.
+    const Screen code = draw({u"grow(OBSTACK, aint);"_s}, u"DejaVu Sans Mono"_s, 15);
+    const RecognitionPass read = passOf(code, {u"grow(OBSTACK，aint)；"_s}, 80);
+    EXPECT_EQ(LineRouting::refinedLines(code.image, read, Script::Latin), QStringList {u"grow(OBSTACK, aint);"_s});
+}
+
 TEST(LineRouting, ConfidentSimplifiedLinesStandOnlyInLongerText)
 {
     const Screen one = draw({u"今天的天气很好"_s}, u"Noto Sans CJK SC"_s, 24);

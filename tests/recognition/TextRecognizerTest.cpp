@@ -113,6 +113,13 @@ TEST_F(TextRecognizerTest, TraditionalTextStaysTraditional)
     EXPECT_EQ(recognized(Tessary::Test::renderText({u"選擇檔案"_s}, u"Noto Sans CJK TC"_s, 20)), u"選擇檔案"_s);
 }
 
+TEST_F(TextRecognizerTest, EnglishInTraditionalTextIsReadByTheEnglishModel)
+{
+    // The Traditional model reads without English; the words it would garble come from the Simplified pass.
+    const QStringList lines {u"請使用 ssh 連線到伺服器"_s, u"PostgreSQL database"_s};
+    EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"Noto Sans CJK TC"_s, 22)), lines.join(u'\n'));
+}
+
 TEST_F(TextRecognizerTest, ReadsSimplifiedParagraphsWithTheirPunctuation)
 {
     const QStringList lines {u"如果没有指定文件，就从标准输入读取。"_s, u"这个命令会把结果写到标准输出，"_s, u"出错时返回一个非零的状态。"_s};
