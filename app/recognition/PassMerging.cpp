@@ -106,11 +106,19 @@ bool takeLatinRuns(PassWord &word, const PassWord &other)
             return false;
         }
     }
+    const auto sureness = [](const Run &run) {
+        float sum = 0;
+        for (const PlacedSymbol &symbol : run.symbols) {
+            sum += symbol.confidence;
+        }
+        return run.symbols.isEmpty() ? 0 : sum / float(run.symbols.size());
+    };
     QString text;
     QList<PlacedSymbol> symbols;
     bool changed = false;
     for (qsizetype r = 0; r < mine.size(); ++r) {
-        const bool take = !mine[r].han && hasLetterOrDigit(mine[r].text + theirs[r].text) && mine[r].text != theirs[r].text;
+        const bool take = !mine[r].han && hasLetterOrDigit(mine[r].text + theirs[r].text) && mine[r].text != theirs[r].text
+            && sureness(theirs[r]) > sureness(mine[r]);
         const Run &run = take ? theirs[r] : mine[r];
         text += run.text;
         symbols.append(run.symbols);
@@ -147,7 +155,7 @@ void takeLatinWords(RecognitionPass &chinese, const RecognitionPass &withEnglish
         if (!hasHan(line.text)) {
             // A line without Chinese in both readings is the other pass's line.
             const PassLine *other = lineAt(withEnglish, line.box);
-            if (other != nullptr && !hasHan(other->text)) {
+            if (other != nullptr && !hasHan(other->text) && other->confidence > line.confidence + 5) {
                 line = *other;
             }
             continue;

@@ -5,9 +5,9 @@
 namespace Tessary {
 
 /**
- * Weighing and combining the Simplified and the Traditional pass over the same image. Both find the same lines and
- * words (the same layout analysis runs in both), so a word of one pass has its counterpart in the other at the
- * same place.
+ * Weighing and combining the passes over one image: Simplified and Traditional Chinese, and English. They find the
+ * same lines and words (the same layout analysis runs in each), so a word of one pass has its counterpart in the
+ * others at the same place.
  */
 namespace PassMerging {
 
@@ -22,9 +22,10 @@ double chineseConfidence(const RecognitionPass &pass, const RecognitionPass &oth
 double hanWordConfidence(const RecognitionPass &pass);
 
 /**
- * The Traditional pass reads with the Chinese model alone; the English model reads in the Simplified pass, and
- * reading every line with it a second time would double that work. A line that neither reading found Chinese in is
- * the English model's to read: it is taken whole from withEnglish. In a line with Chinese, a word without Chinese
+ * The Chinese passes read with their Chinese model alone, and the English model's words are put in afterwards (as
+ * Tesseract does within a pass with several models, which reads every line with each of them). A line that neither
+ * reading found Chinese in is the English model's to read: it is taken whole from withEnglish when that reading is
+ * clearly surer of it. In a line with Chinese, a word without Chinese
  * is replaced by the word of withEnglish at the same place when that one holds none either and is more confident;
  * in words that hold Chinese too, the Latin parts between the Chinese ones are taken where both readings split the
  * word alike. The line texts, character positions and confidences follow.

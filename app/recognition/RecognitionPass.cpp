@@ -162,8 +162,54 @@ QList<float> characterCentres(const QString &text, const QList<PlacedSymbol> &sy
     return centres;
 }
 
+namespace {
+
+/** Appends to the pass every line the engine read in its last recognition. */
+void collectLines(tesseract::TessBaseAPI &engine, RecognitionPass &pass)
+{
+    const std::unique_ptr<tesseract::ResultIterator> lines(engine.GetIterator());
+    if (lines == nullptr || lines->Empty(tesseract::RIL_TEXTLINE)) {
+        return;
+    }
+    do {
+        PassLine line;
+        line.text = trimmedEnd(takeText(lines->GetUTF8Text(tesseract::RIL_TEXTLINE)));
+        if (line.text.trimmed().isEmpty()) {
+            continue;
+        }
+        int left = 0, top = 0, right = 0, bottom = 0;
+        if (lines->BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom)) {
+            line.box = QRect(QPoint(left, top), QPoint(right - 1, bottom - 1));
+        }
+        int x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+        if (lines->Baseline(tesseract::RIL_TEXTLINE, &x1, &y1, &x2, &y2)) {
+            line.baseline = (y1 + y2) / 2;
+        }
+        line.confidence = lines->Confidence(tesseract::RIL_TEXTLINE);
+        do {
+            if (lines->IsAtBeginningOf(tesseract::RIL_WORD) || line.words.isEmpty()) {
+                PassWord word;
+                word.text = takeText(lines->GetUTF8Text(tesseract::RIL_WORD));
+                word.confidence = lines->Confidence(tesseract::RIL_WORD);
+                if (lines->BoundingBox(tesseract::RIL_WORD, &left, &top, &right, &bottom)) {
+                    word.box = QRect(QPoint(left, top), QPoint(right - 1, bottom - 1));
+                }
+                line.words.append(word);
+            }
+            if (lines->BoundingBox(tesseract::RIL_SYMBOL, &left, &top, &right, &bottom)) {
+                line.words.last().symbols.append({takeText(lines->GetUTF8Text(tesseract::RIL_SYMBOL)), float(left + right) / 2,
+                                                  lines->Confidence(tesseract::RIL_SYMBOL)});
+            }
+        } while (!lines->IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_SYMBOL) && lines->Next(tesseract::RIL_SYMBOL));
+        line.centres = characterCentres(line.text, symbolsOf(line));
+        pass.lines.append(line);
+    } while (lines->Next(tesseract::RIL_TEXTLINE));
+}
+
+} // namespace
+
 Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image,
-                                                             const std::atomic<bool> *stop)
+                                                             const std::atomic<bool> *stop, const QList<QRect> &areas)
 {
     limitEngineThreads();
     TesseractPool::Lease engine = TesseractPool::shared().borrow(languages);
@@ -176,48 +222,31 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
     tesseract::ETEXT_DESC monitor;
     monitor.cancel = [](void *flag, int) { return static_cast<const std::atomic<bool> *>(flag)->load(); };
     monitor.cancel_this = const_cast<std::atomic<bool> *>(stop);
-    if (engine->Recognize(stop != nullptr ? &monitor : nullptr) != 0) {
-        return unexpected(RecognitionError {RecognitionError::Code::EngineFailed, u"文字识别引擎未能处理这张图像。"_s});
-    }
 
     RecognitionPass pass;
     pass.languages = languages;
-    pass.meanConfidence = engine->MeanTextConf();
-    const std::unique_ptr<tesseract::ResultIterator> lines(engine->GetIterator());
-    if (lines != nullptr && !lines->Empty(tesseract::RIL_TEXTLINE)) {
-        do {
-            PassLine line;
-            line.text = trimmedEnd(takeText(lines->GetUTF8Text(tesseract::RIL_TEXTLINE)));
-            if (line.text.trimmed().isEmpty()) {
-                continue;
-            }
-            int left = 0, top = 0, right = 0, bottom = 0;
-            if (lines->BoundingBox(tesseract::RIL_TEXTLINE, &left, &top, &right, &bottom)) {
-                line.box = QRect(QPoint(left, top), QPoint(right - 1, bottom - 1));
-            }
-            int x1 = 0, y1 = 0, x2 = 0, y2 = 0;
-            if (lines->Baseline(tesseract::RIL_TEXTLINE, &x1, &y1, &x2, &y2)) {
-                line.baseline = (y1 + y2) / 2;
-            }
-            line.confidence = lines->Confidence(tesseract::RIL_TEXTLINE);
-            do {
-                if (lines->IsAtBeginningOf(tesseract::RIL_WORD) || line.words.isEmpty()) {
-                    PassWord word;
-                    word.text = takeText(lines->GetUTF8Text(tesseract::RIL_WORD));
-                    word.confidence = lines->Confidence(tesseract::RIL_WORD);
-                    if (lines->BoundingBox(tesseract::RIL_WORD, &left, &top, &right, &bottom)) {
-                        word.box = QRect(QPoint(left, top), QPoint(right - 1, bottom - 1));
-                    }
-                    line.words.append(word);
-                }
-                if (lines->BoundingBox(tesseract::RIL_SYMBOL, &left, &top, &right, &bottom)) {
-                    line.words.last().symbols.append({takeText(lines->GetUTF8Text(tesseract::RIL_SYMBOL)), float(left + right) / 2});
-                }
-            } while (!lines->IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_SYMBOL) && lines->Next(tesseract::RIL_SYMBOL));
-            line.centres = characterCentres(line.text, symbolsOf(line));
-            pass.lines.append(line);
-        } while (lines->Next(tesseract::RIL_TEXTLINE));
+    const QList<QRect> parts = areas.isEmpty() ? QList<QRect> {image.rect()} : areas;
+    for (const QRect &part : parts) {
+        const QRect area = part.intersected(image.rect());
+        if (area.isEmpty()) {
+            continue;
+        }
+        engine->SetRectangle(area.left(), area.top(), area.width(), area.height());
+        if (engine->Recognize(stop != nullptr ? &monitor : nullptr) != 0) {
+            return unexpected(RecognitionError {RecognitionError::Code::EngineFailed, u"文字识别引擎未能处理这张图像。"_s});
+        }
+        collectLines(*engine.get(), pass);
     }
+    // The mean over every word read, as the engine counts it for one image.
+    double sum = 0;
+    int count = 0;
+    for (const PassLine &line : pass.lines) {
+        for (const PassWord &word : line.words) {
+            sum += word.confidence;
+            ++count;
+        }
+    }
+    pass.meanConfidence = count == 0 ? 0 : int(sum / count);
     return pass;
 }
 

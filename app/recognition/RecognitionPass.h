@@ -13,11 +13,12 @@
 
 namespace Tessary {
 
-/** One character as the engine placed it: its text and the middle of its box, in image pixels. */
+/** One character as the engine placed it: its text, the middle of its box in image pixels, and how sure it is. */
 struct PlacedSymbol
 {
     QString text;
     float centre;
+    float confidence = 0; // 0 to 100
 };
 
 /** One word of a line as the engine read it. */
@@ -60,11 +61,13 @@ QList<float> characterCentres(const QString &text, const QList<PlacedSymbol> &sy
 QList<PlacedSymbol> symbolsOf(const PassLine &line);
 
 /**
- * Reads an RGB888 image with an engine for the "+"-separated model list, borrowed from the shared pool.
+ * Reads an RGB888 image with an engine for the "+"-separated model list, borrowed from the shared pool: the whole
+ * image, or only the given areas of it one after the other (their lines in that order, in image coordinates).
  * Runs on the calling thread; may be called from several threads at once. When stop is given and becomes true
  * while the engine reads, it gives up soon after and the result is an error.
  */
 Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image,
-                                                             const std::atomic<bool> *stop = nullptr);
+                                                             const std::atomic<bool> *stop = nullptr,
+                                                             const QList<QRect> &areas = {});
 
 } // namespace Tessary

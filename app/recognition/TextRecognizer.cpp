@@ -28,29 +28,22 @@ namespace {
 // Where the time of each recognition goes (QT_LOGGING_RULES="tessary.recognition.debug=true").
 Q_LOGGING_CATEGORY(lcRecognition, "tessary.recognition", QtInfoMsg)
 
-// Simplified and Traditional Chinese are read in separate passes: a model set holding both turns one script into
-// the other. The pass with the higher mean word confidence wins. English is read in the Simplified pass only; the
-// Traditional one takes its Latin words from there (PassMerging), unless there is no Simplified model.
-constexpr auto simplifiedLanguages = "chi_sim+eng";
-constexpr auto traditionalLanguages = "chi_tra";
-constexpr auto traditionalWithEnglish = "chi_tra+eng";
+// Every model reads on its own: Simplified and Traditional Chinese in separate passes (a model set holding both turns
+// one script into the other) and English in a third. Tesseract would read every line with each model of a set and
+// keep the better words; we do that choice ourselves (PassMerging), and so read each line with the English model
+// once instead of in both Chinese passes.
+constexpr auto simplifiedModel = "chi_sim";
+constexpr auto traditionalModel = "chi_tra";
+constexpr auto englishModel = "eng";
 
 /**
- * The mean word confidence from which a Simplified reading without any Chinese settles that the image holds Latin
- * text only.
- * Chinese that a model cannot read comes out as Latin letters too, but with far lower confidence.
+ * The Chinese models turn code symbols they cannot place into Chinese characters now and then, with little
+ * confidence. Chinese counts as found when the words a pass read as Chinese hold it with at least this mean
+ * confidence in one of the passes (Chinese text was read at 70 and more; symbols taken for Chinese at 52 and less).
  */
-constexpr int sureLatin = 85;
+constexpr double believedChinese = 60;
 
-/**
- * The Traditional model without English turns code symbols it cannot place into Chinese characters now and then,
- * with little confidence. Where the Simplified pass read no Chinese at all, the Traditional pass's Chinese counts
- * only when its words hold it with at least this mean confidence (Chinese text the Simplified model missed entirely
- * was read at 70 and more; symbols taken for Chinese at 52 and less).
- */
-constexpr double believedAlone = 60;
-
-/** How much surer of the Chinese words (in confidence points) the second pass must be to have its reading taken. */
+/** How much surer of the Chinese words (in confidence points) the Traditional pass must be to have its reading taken. */
 constexpr double clearlySurer = 1;
 
 /** Tesseract reads dark text on a light ground best; screens in dark mode are inverted first. */
@@ -86,26 +79,9 @@ void keepLargeBuffersOutOfTheHeap()
     });
 }
 
-QByteArrayList availablePasses()
+bool believed(const Result<RecognitionPass, RecognitionError> &pass)
 {
-    QByteArrayList passes;
-    const bool simplified = TesseractPool::hasModels(simplifiedLanguages);
-    if (simplified) {
-        passes.append(simplifiedLanguages);
-    }
-    const QByteArray traditional = simplified ? traditionalLanguages : traditionalWithEnglish;
-    if (TesseractPool::hasModels(traditional)) {
-        passes.append(traditional);
-    }
-    if (passes.isEmpty() && TesseractPool::hasModels("eng")) {
-        passes.append("eng");
-    }
-    return passes;
-}
-
-bool isTraditional(const RecognitionPass &pass)
-{
-    return pass.languages.startsWith("chi_tra");
+    return pass && PassMerging::hanWordConfidence(*pass) >= believedChinese;
 }
 
 } // namespace
@@ -122,8 +98,10 @@ Result<QString, RecognitionError> recognize(const QString &path)
 Result<QString, RecognitionError> recognizeImage(const QImage &source)
 {
     keepLargeBuffersOutOfTheHeap();
-    const QByteArrayList passes = availablePasses();
-    if (passes.isEmpty()) {
+    const bool simplified = TesseractPool::hasModels(simplifiedModel);
+    const bool traditional = TesseractPool::hasModels(traditionalModel);
+    const bool english = TesseractPool::hasModels(englishModel);
+    if (!simplified && !traditional && !english) {
         return unexpected(RecognitionError {RecognitionError::Code::EngineUnavailable,
                                             u"找不到文字识别模型（%1）。"_s.arg(TesseractPool::dataPath())});
     }
@@ -131,67 +109,62 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     clock.start();
     const QImage image = preparedForEngine(source);
 
-    // The passes are independent; the second one runs beside the first so that a capture waits for one pass only.
-    // Latin text that the Simplified pass read with confidence needs no other reading: the other pass is told to
-    // stop and left to wind down on its own (it holds its engine until then, so the next recognition waits for it
-    // rather than loading another), and the Simplified reading is taken whichever finished first, so that the same
-    // image always gives the same text.
-    const auto latinSettled = std::make_shared<std::atomic<bool>>(false);
-    QList<QFuture<Result<RecognitionPass, RecognitionError>>> others;
-    for (qsizetype i = 1; i < passes.size(); ++i) {
-        others.append(QtConcurrent::run([latinSettled, languages = passes[i], image] {
-            QElapsedTimer passClock;
-            passClock.start();
-            auto pass = runRecognitionPass(languages, image, latinSettled.get());
-            qCDebug(lcRecognition) << languages << "took" << passClock.elapsed() << "ms";
-            return pass;
-        }));
+    // This thread reads Chinese with the first Chinese model; the other core reads English, which is quick, and then
+    // the other Chinese model, so that Latin text is settled as soon as the first Chinese pass finds no Chinese.
+    const QByteArray firstChinese = simplified ? QByteArray(simplifiedModel) : traditional ? QByteArray(traditionalModel) : QByteArray();
+    const QByteArray secondChinese = simplified && traditional ? QByteArray(traditionalModel) : QByteArray();
+    const auto noChinese = std::make_shared<std::atomic<bool>>(false);
+    using Reading = Result<RecognitionPass, RecognitionError>;
+    auto others = QtConcurrent::run([image, noChinese, english, secondChinese] {
+        std::pair<Reading, Reading> read {unexpected(RecognitionError {}), unexpected(RecognitionError {})};
+        if (english) {
+            read.first = runRecognitionPass(englishModel, image);
+            qCDebug(lcRecognition) << "English read";
+        }
+        if (!secondChinese.isEmpty() && !noChinese->load()) {
+            read.second = runRecognitionPass(secondChinese, image, noChinese.get());
+            qCDebug(lcRecognition) << secondChinese << "read";
+        }
+        return read;
+    });
+    Reading chinese = firstChinese.isEmpty() ? Reading(unexpected(RecognitionError {})) : runRecognitionPass(firstChinese, image);
+    qCDebug(lcRecognition) << firstChinese << "read at" << clock.elapsed() << "ms";
+    // A reading without a single Chinese character is Latin text: the other Chinese pass need not go on.
+    *noChinese = chinese && !LineRouting::hasChinese(*chinese);
+    auto [englishReading, otherChinese] = others.result();
+    if (!chinese && !firstChinese.isEmpty() && !englishReading) {
+        return unexpected(chinese.error());
     }
-    Result<RecognitionPass, RecognitionError> best = runRecognitionPass(passes.first(), image);
-    qCDebug(lcRecognition) << passes.first() << "took" << clock.elapsed() << "ms";
-    const bool latin = best && !best->lines.isEmpty() && !LineRouting::hasChinese(*best) && best->meanConfidence >= sureLatin;
-    *latinSettled = latin;
-    bool chinese = best && LineRouting::hasChinese(*best);
-    if (!latin) {
-        for (auto &other : others) {
-            Result<RecognitionPass, RecognitionError> candidate = other.result();
-            if (!best || !candidate) {
-                if (!best) {
-                    chinese = candidate && LineRouting::hasChinese(*candidate);
-                    best = std::move(candidate);
-                }
-                continue;
-            }
-            // A pass without Chinese leaves the reading to the Simplified pass, whose English model reads Latin text.
-            const bool candidateChinese = LineRouting::hasChinese(*candidate)
-                && (chinese || PassMerging::hanWordConfidence(*candidate) >= believedAlone);
-            if (!candidateChinese) {
-                continue;
-            }
-            chinese = true;
+    if (*noChinese) {
+        otherChinese = unexpected(RecognitionError {});
+    }
+
+    Reading chosen = std::move(chinese);
+    LineRouting::Script script = LineRouting::Script::Latin;
+    if (!believed(chosen) && !believed(otherChinese)) {
+        if (englishReading) {
+            chosen = std::move(englishReading);
+        }
+    } else {
+        if (!chosen || (otherChinese && LineRouting::hasChinese(*otherChinese)
+                        && PassMerging::chineseConfidence(*otherChinese, *chosen) > PassMerging::chineseConfidence(*chosen, *otherChinese) + clearlySurer)) {
             // Each model set is confident on its own script and unsure on the other; the script is settled by the
             // words that are Chinese in either reading. Most characters look alike in both scripts, and text that
-            // has only those is read about as well by either model set: the other pass has to be clearly surer.
-            if (PassMerging::chineseConfidence(*candidate, *best) <= PassMerging::chineseConfidence(*best, *candidate) + clearlySurer) {
-                continue;
-            }
-            if (isTraditional(*candidate) && !isTraditional(*best)) {
-                PassMerging::takeLatinWords(*candidate, *best);
-            }
-            best = std::move(candidate);
+            // has only those is read about as well by either model: the Traditional pass has to be clearly surer.
+            chosen = std::move(otherChinese);
+        }
+        script = chosen->languages == traditionalModel ? LineRouting::Script::Traditional : LineRouting::Script::Simplified;
+        if (englishReading) {
+            PassMerging::takeLatinWords(*chosen, *englishReading);
         }
     }
-    if (!best) {
-        return unexpected(best.error());
-    }
-    LineRouting::Script script = LineRouting::Script::Latin;
-    if (chinese) {
-        script = isTraditional(*best) ? LineRouting::Script::Traditional : LineRouting::Script::Simplified;
+    if (!chosen) {
+        return unexpected(chosen.error());
     }
     const qint64 passesDone = clock.elapsed();
-    const QStringList lines = LineRouting::refinedLines(image, *best, script);
+    const QStringList lines = LineRouting::refinedLines(image, *chosen, script);
     qCDebug(lcRecognition) << image.size() << "passes" << passesDone << "ms, lines finished" << clock.elapsed() - passesDone
-                           << "ms, reading of" << best->languages;
+                           << "ms, reading of" << chosen->languages;
     return lines.join(u'\n').trimmed();
 }
 

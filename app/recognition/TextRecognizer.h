@@ -10,9 +10,11 @@ namespace Tessary {
 
 /**
  * On-device recognition of screen text. Every operation is synchronous and may run on any thread; calls may overlap.
- * Tesseract finds the lines and reads them with Simplified and with Traditional Chinese models (both with English),
- * keeping the reading it is more confident of; in Chinese text a neural line model reads again the lines Tesseract
- * is unsure of (LineRouting), and every line is finished from the pixels (underscores, punctuation and digit widths).
+ * Tesseract finds the lines and reads them with a Simplified Chinese, a Traditional Chinese and an English model,
+ * one pass each; the Chinese reading it is more confident of takes its Latin words from the English one, and text
+ * without Chinese is the English reading (PassMerging). In Chinese text a neural line model reads again the lines
+ * Tesseract is unsure of (LineRouting), and every line is finished from the pixels (underscores, punctuation and
+ * digit widths).
  * The result has one line per text line in reading order, joined with "\n", trimmed at both ends; an image without
  * text gives an empty string, which is not an error.
  */

@@ -115,7 +115,7 @@ TEST_F(TextRecognizerTest, TraditionalTextStaysTraditional)
 
 TEST_F(TextRecognizerTest, EnglishInTraditionalTextIsReadByTheEnglishModel)
 {
-    // The Traditional model reads without English; the words it would garble come from the Simplified pass.
+    // The Traditional model reads without English; the words it would garble come from the English reading.
     const QStringList lines {u"請使用 ssh 連線到伺服器"_s, u"PostgreSQL database"_s};
     EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"Noto Sans CJK TC"_s, 22)), lines.join(u'\n'));
 }
