@@ -68,6 +68,9 @@ app = subprocess.Popen([os.path.join(build, "bin", "tessary")], env=env, stderr=
 time.sleep(3)  # models warm up at launch
 
 watch = ClipboardWatch()
+with open(os.path.join(root, "samples", "tessary-sample.txt"), encoding="utf-8") as f:
+    expected = f.read().strip()
+wrong = 0
 timings = []
 for i in range(count):
     marker = f"bench-marker-{i}"
@@ -85,6 +88,9 @@ for i in range(count):
         print(f"capture {i}: no text", file=sys.stderr)
         continue
     timings.append(changed - start)
+    if text.strip() != expected:
+        wrong += 1
+        print(f"capture {i}: unexpected text {text!r}", file=sys.stderr)
     time.sleep(1.7)  # the toast goes away
 
 app.terminate()
@@ -98,5 +104,6 @@ result = {
     "p90_ms": round(timings[int(0.9 * (len(timings) - 1))] * 1000, 1),
     "min_ms": round(timings[0] * 1000, 1),
     "max_ms": round(timings[-1] * 1000, 1),
+    "wrong_text": wrong,
 }
 print(json.dumps(result))

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 #include <QApplication>
 #include <QDir>
@@ -42,9 +43,12 @@ bool parse(const QStringList &arguments, QString *path)
 
 bool writePng(const QImage &image, const QString &path)
 {
-    // Written under a temporary name and renamed: the file is whole or absent.
+    // Written under a temporary name and renamed: the file is whole or absent. The file lives for a moment only:
+    // zlib's fastest level (quality 80 in Qt's terms) takes half the time of the default on a full-HD screen (about
+    // 65 instead of 130 ms here) for a file a seventh larger, and it decodes faster too.
+    constexpr int fastCompression = 80;
     QSaveFile file(path);
-    return file.open(QIODevice::WriteOnly) && image.save(&file, "PNG") && file.commit();
+    return file.open(QIODevice::WriteOnly) && image.save(&file, "PNG", fastCompression) && file.commit();
 }
 
 /** Runs the selector over frozen screens and writes what the user selects; the exit status of the tool. */
@@ -58,7 +62,10 @@ int selectAndWrite(QApplication &application, const QList<RegionSelector::Screen
     });
     QObject::connect(&selector, &RegionSelector::selected, &application, [&](const QImage &image) {
         if (writePng(image, path)) {
-            status = 0;
+            // The application is waiting for this process to end before it reads the file; taking the windows and
+            // the display connection down one by one would only keep it waiting (about 10 ms). The system does it.
+            std::fflush(nullptr);
+            std::_Exit(0);
         } else {
             std::fputs("the capture could not be written", stderr);
             status = 1;
