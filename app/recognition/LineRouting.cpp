@@ -28,7 +28,7 @@ bool hasHan(const QString &text)
 }
 
 /** The line model's reading of one line, with punctuation widths and word spaces settled; empty when it read nothing. */
-QString readLine(const QImage &image, const PassLine &line, int background)
+QString readAgain(const QImage &image, const PassLine &line, int background)
 {
     const QRect area = inkBox(image, line.box, background);
     if (area.isEmpty()) {
@@ -169,53 +169,38 @@ bool hasChinese(const RecognitionPass &pass)
     return std::any_of(pass.lines.cbegin(), pass.lines.cend(), [](const PassLine &line) { return hasHan(line.text); });
 }
 
-QList<qsizetype> linesToReadAgain(const RecognitionPass &pass, Script script)
+QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Script script)
 {
+    QStringList lines;
     QList<qsizetype> again;
-    if (script == Script::Latin) {
-        return again;
-    }
+    const int background = backgroundGrey(image);
     const auto chineseLines = std::count_if(pass.lines.cbegin(), pass.lines.cend(), [](const PassLine &line) { return hasHan(line.text); });
     const float simplifiedSure = chineseLines >= 2 ? simplifiedUnsureBelow : 101;
     for (qsizetype i = 0; i < pass.lines.size(); ++i) {
         const PassLine &line = pass.lines[i];
-        if (line.confidence < unsureBelow || (script == Script::Simplified && hasHan(line.text) && line.confidence < simplifiedSure)) {
+        lines.append(script == Script::Latin ? halfWidthPunctuation(finishedLine(image, line, background))
+                                             : finishedLine(image, line, background));
+        if (script != Script::Latin
+            && (line.confidence < unsureBelow || (script == Script::Simplified && hasHan(line.text) && line.confidence < simplifiedSure))) {
             again.append(i);
         }
     }
-    return again;
-}
-
-EarlyReading readAgain(const QImage &image, const PassLine &line)
-{
-    return {line.box, line.text, readLine(image, line, backgroundGrey(image))};
-}
-
-QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Script script, const QList<EarlyReading> &early)
-{
-    QStringList lines;
-    const int background = backgroundGrey(image);
-    for (const PassLine &line : pass.lines) {
-        lines.append(script == Script::Latin ? halfWidthPunctuation(finishedLine(image, line, background))
-                                             : finishedLine(image, line, background));
-    }
-    const QList<qsizetype> again = linesToReadAgain(pass, script);
     if (again.isEmpty() || !NeuralLineRecognizer::isAvailable()) {
         return lines;
     }
 
     // One line after the other with one network: a second network in parallel costs its own buffers (tens of
     // megabytes) and gains nothing while Tesseract's passes or other programs keep the cores busy.
+    QStringList readings;
     for (const qsizetype i : again) {
-        const PassLine &line = pass.lines[i];
-        const auto known = std::find_if(early.cbegin(), early.cend(),
-                                        [&line](const EarlyReading &reading) { return reading.box == line.box && reading.text == line.text; });
-        const QString reading = known != early.cend() ? known->reading : readLine(image, line, background);
+        readings.append(readAgain(image, pass.lines[i], background));
+    }
+    for (qsizetype k = 0; k < again.size(); ++k) {
         // Tesseract reads Latin text better than the line model; a Latin line it is unsure of is only replaced when
         // the line model sees Chinese there (Tesseract turns Chinese it cannot read into Latin letters).
-        const bool latin = !hasHan(line.text);
-        if (!reading.isEmpty() && (!latin || hasHan(reading))) {
-            lines[i] = reading;
+        const bool latin = !hasHan(pass.lines[again[k]].text);
+        if (!readings[k].isEmpty() && (!latin || hasHan(readings[k]))) {
+            lines[again[k]] = readings[k];
         }
     }
     return lines;

@@ -35,30 +35,14 @@ enum class Script {
 /** True when any line of the pass holds a Chinese character. */
 bool hasChinese(const RecognitionPass &pass);
 
-/** A line the line model read before the reading it belongs to was settled: the line's box and text, and its reading. */
-struct EarlyReading
-{
-    QRect box;
-    QString text;
-    QString reading;
-};
-
 /**
- * The lines of the pass (their indexes) that the line model reads again. The line model writes Simplified
- * characters: in Simplified text it reads again the Chinese lines Tesseract is not sure of and every line it is
- * unsure of; in Traditional text only the unsure lines; in Latin text none.
+ * The pass's lines in order, each one either as Tesseract read it or as the line model read it. image is the
+ * RGB888 image the pass read. The line model writes Simplified characters: in Simplified text it reads again the
+ * Chinese lines Tesseract is not sure of and every line it is unsure of; in Traditional text only the unsure lines; in
+ * Latin text none.
+ * A Latin line is only replaced when the line model sees Chinese in it.
  */
-QList<qsizetype> linesToReadAgain(const RecognitionPass &pass, Script script);
-
-/** The line model's reading of one line of image (RGB888); empty when it read nothing. */
-EarlyReading readAgain(const QImage &image, const PassLine &line);
-
-/**
- * The pass's lines in order, each one either as Tesseract read it or as the line model read it (see
- * linesToReadAgain); image is the RGB888 image the pass read. Readings in early that match a line's box and text
- * are used instead of reading that line again. A Latin line is only replaced when the line model sees Chinese in it.
- */
-QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Script script, const QList<EarlyReading> &early = {});
+QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Script script);
 
 /**
  * A Tesseract line as it is shown: underscores the engine lost put back, punctuation and digits at the width the

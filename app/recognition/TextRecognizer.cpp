@@ -131,18 +131,6 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     qCDebug(lcRecognition) << firstChinese << "read at" << clock.elapsed() << "ms";
     // A reading without a single Chinese character is Latin text: the other Chinese pass need not go on.
     *noChinese = chinese && !LineRouting::hasChinese(*chinese);
-    // While the other core finishes, the line model reads the lines it will read again should this reading win.
-    QList<LineRouting::EarlyReading> early;
-    if (believed(chinese) && NeuralLineRecognizer::isAvailable()) {
-        const LineRouting::Script script = firstChinese == traditionalModel ? LineRouting::Script::Traditional : LineRouting::Script::Simplified;
-        for (const qsizetype i : LineRouting::linesToReadAgain(*chinese, script)) {
-            if (others.isFinished()) {
-                break;
-            }
-            early.append(LineRouting::readAgain(image, chinese->lines[i]));
-        }
-        qCDebug(lcRecognition) << early.size() << "lines read early, at" << clock.elapsed() << "ms";
-    }
     auto [englishReading, otherChinese] = others.result();
     if (!chinese && !firstChinese.isEmpty() && !englishReading) {
         return unexpected(chinese.error());
@@ -174,7 +162,7 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
         return unexpected(chosen.error());
     }
     const qint64 passesDone = clock.elapsed();
-    const QStringList lines = LineRouting::refinedLines(image, *chosen, script, early);
+    const QStringList lines = LineRouting::refinedLines(image, *chosen, script);
     qCDebug(lcRecognition) << image.size() << "passes" << passesDone << "ms, lines finished" << clock.elapsed() - passesDone
                            << "ms, reading of" << chosen->languages;
     return lines.join(u'\n').trimmed();

@@ -67,22 +67,6 @@ TEST(LineRouting, TheLineModelReadsOnlyWhereTesseractFailsOnChinese)
               QStringList {u"HeIIo worId"_s});
 }
 
-TEST(LineRouting, ReadingsMadeEarlyStandInForTheirLinesOnly)
-{
-    ASSERT_TRUE(NeuralLineRecognizer::isAvailable());
-    const Screen chinese = draw({u"今天的天气很好"_s, u"明天也不错"_s}, u"Noto Sans CJK SC"_s, 24);
-    const RecognitionPass garbled = passOf(chinese, {u"AE RH BEF"_s, u"BJ KR"_s}, 40);
-    ASSERT_EQ(LineRouting::linesToReadAgain(garbled, Script::Simplified), (QList<qsizetype> {0, 1}));
-
-    const LineRouting::EarlyReading first = LineRouting::readAgain(chinese.image, garbled.lines[0]);
-    EXPECT_EQ(first.reading, u"今天的天气很好"_s);
-    // A reading made early is taken as it is for the line it was made of (a marker shows it was not read again);
-    // one made of a line whose text has changed since is not.
-    const QList<LineRouting::EarlyReading> early {{first.box, first.text, u"早读"_s},
-                                                  {garbled.lines[1].box, u"BJ KP"_s, u"不是这一行"_s}};
-    EXPECT_EQ(LineRouting::refinedLines(chinese.image, garbled, Script::Simplified, early), (QStringList {u"早读"_s, u"明天也不错"_s}));
-}
-
 TEST(LineRouting, TextWithoutChineseHasNoFullWidthPunctuation)
 {
     // A monospaced comma and its space take the room of a full-width comma; in code it is the ASCII one.
