@@ -2,8 +2,8 @@
 // the capture benchmark learns of a new text when it happens instead of asking for the clipboard again and again
 // (each request starts a process and wakes the owner, which steals time from the capture being measured).
 
+#include <chrono>
 #include <cstdio>
-#include <ctime>
 
 #include <X11/Xlib.h>
 #include <X11/extensions/Xfixes.h>
@@ -30,9 +30,9 @@ int main()
         if (event.type != eventBase + XFixesSelectionNotify) {
             continue;
         }
-        timespec now {};
-        clock_gettime(CLOCK_MONOTONIC, &now);
-        std::printf("%lld.%09ld\n", static_cast<long long>(now.tv_sec), now.tv_nsec);
+        // The steady clock is CLOCK_MONOTONIC, the one Python's time.monotonic() reads.
+        const auto now = std::chrono::steady_clock::now().time_since_epoch();
+        std::printf("%.9f\n", std::chrono::duration<double>(now).count());
         std::fflush(stdout);
     }
 }
