@@ -23,7 +23,9 @@ TesseractPool::Engine createEngine(const QByteArray &languages)
     // Model parameters are parsed with the C library's number format; a locale with decimal commas breaks them.
     const std::string previousNumeric = std::setlocale(LC_NUMERIC, nullptr);
     std::setlocale(LC_NUMERIC, "C");
-    const int status = api->Init(path.constData(), languages.constData(), tesseract::OEM_LSTM_ONLY);
+    // "eng#2" is a second engine for the same models, for two parts of one image read at once.
+    const QByteArray models = languages.split('#').first();
+    const int status = api->Init(path.constData(), models.constData(), tesseract::OEM_LSTM_ONLY);
     std::setlocale(LC_NUMERIC, previousNumeric.c_str());
     if (status != 0) {
         return {};
