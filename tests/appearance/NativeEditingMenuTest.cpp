@@ -94,9 +94,12 @@ protected:
         m_window.show();
         m_window.activateWindow();
         ASSERT_TRUE(QTest::qWaitForWindowActive(&m_window));
-        // Start from a clipboard with text in it, owned by another program.
+        // Start from a clipboard with text in it, owned by another program; the menu learns of it from the
+        // clipboard's change signal, which comes through the event loop after the text can already be read.
+        QSignalSpy changed(QGuiApplication::clipboard(), &QClipboard::dataChanged);
         ASSERT_TRUE(Tessary::Test::offerClipboardElsewhere("from elsewhere"));
         ASSERT_TRUE(QTest::qWaitFor([] { return QGuiApplication::clipboard()->text() == u"from elsewhere"_s; }, 5000));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return changed.count() > 0; }, 5000));
     }
 
     QAction *item(const QString &name) const { return m_edit->findChild<QAction *>(name); }
