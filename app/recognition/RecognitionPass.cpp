@@ -209,7 +209,7 @@ void collectLines(tesseract::TessBaseAPI &engine, RecognitionPass &pass)
 } // namespace
 
 Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image,
-                                                             const std::atomic<bool> *stop, const QList<QRect> &areas)
+                                                             const std::atomic<bool> *stop)
 {
     limitEngineThreads();
     TesseractPool::Lease engine = TesseractPool::shared().borrow(languages);
@@ -225,18 +225,10 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
 
     RecognitionPass pass;
     pass.languages = languages;
-    const QList<QRect> parts = areas.isEmpty() ? QList<QRect> {image.rect()} : areas;
-    for (const QRect &part : parts) {
-        const QRect area = part.intersected(image.rect());
-        if (area.isEmpty()) {
-            continue;
-        }
-        engine->SetRectangle(area.left(), area.top(), area.width(), area.height());
-        if (engine->Recognize(stop != nullptr ? &monitor : nullptr) != 0) {
-            return unexpected(RecognitionError {RecognitionError::Code::EngineFailed, u"文字识别引擎未能处理这张图像。"_s});
-        }
-        collectLines(*engine.get(), pass);
+    if (engine->Recognize(stop != nullptr ? &monitor : nullptr) != 0) {
+        return unexpected(RecognitionError {RecognitionError::Code::EngineFailed, u"文字识别引擎未能处理这张图像。"_s});
     }
+    collectLines(*engine.get(), pass);
     // The mean over every word read, as the engine counts it for one image.
     double sum = 0;
     int count = 0;

@@ -61,13 +61,12 @@ QList<float> characterCentres(const QString &text, const QList<PlacedSymbol> &sy
 QList<PlacedSymbol> symbolsOf(const PassLine &line);
 
 /**
- * Reads an RGB888 image with an engine for the "+"-separated model list, borrowed from the shared pool: the whole
- * image, or only the given areas of it one after the other (their lines in that order, in image coordinates).
+ * Reads an RGB888 image with an engine for the "+"-separated model list, borrowed from the shared pool.
  * Runs on the calling thread; may be called from several threads at once. When stop is given and becomes true
- * while the engine reads, it gives up soon after and the result is an error.
+ * while the engine reads, it gives up soon after and the result is an error. (A part of an image is read as a copy
+ * of its own: Tesseract 5.3's SetRectangle hands the line recogniser rows from the wrong place.)
  */
 Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image,
-                                                             const std::atomic<bool> *stop = nullptr,
-                                                             const QList<QRect> &areas = {});
+                                                             const std::atomic<bool> *stop = nullptr);
 
 } // namespace Tessary
