@@ -87,8 +87,8 @@ public:
         const QString baseURL = defaults.string(u"aiBaseURL"_s).value_or(defaultBaseURL.toString());
         const QString model = defaults.string(u"aiModel"_s).value_or(defaultModel.toString());
 
-        PolishReply *reply = TextPolisher::polish(benchmarkText.toString(), baseURL, model, benchmarkPrompt.toString(),
-                                                  *key, m_session);
+        PolishReply *reply =
+            TextPolisher::polish(benchmarkText.toString(), baseURL, model, benchmarkPrompt.toString(), *key, m_session);
         connect(reply, &PolishReply::finished, this, [this, reply](const PolishResult &result) {
             reply->deleteLater();
             if (!result) {
@@ -96,8 +96,8 @@ public:
                 return;
             }
             const double seconds = double(m_timer.nsecsElapsed()) / 1e9;
-            write(stdout, u"ai_seconds="_s + QString::asprintf("%.3f", seconds) + u" output_characters="_s
-                              + QString::number(graphemeCount(*result)) + u'\n');
+            write(stdout, u"ai_seconds="_s + QString::asprintf("%.3f", seconds) + u" output_characters="_s +
+                              QString::number(graphemeCount(*result)) + u'\n');
             QCoreApplication::exit(0);
         });
     }

@@ -42,7 +42,8 @@ int benchmarkFile(int &argc, char **argv, const QString &path)
         return 1;
     }
     const qint64 elapsed = timer.nsecsElapsed();
-    write(stdout, u"ocr_seconds="_s + seconds(elapsed) + u" output_characters="_s + QString::number(graphemeCount(*text)) + u'\n');
+    write(stdout, u"ocr_seconds="_s + seconds(elapsed) + u" output_characters="_s +
+                      QString::number(graphemeCount(*text)) + u'\n');
     return 0;
 }
 
@@ -54,7 +55,8 @@ int benchmarkWarmup(int &argc, char **argv)
     timer.start();
     const bool recognized = TextRecognizer::prewarm();
     const qint64 elapsed = timer.nsecsElapsed();
-    write(stdout, u"warmup_seconds="_s + seconds(elapsed) + u" recognized="_s + (recognized ? u"true"_s : u"false"_s) + u'\n');
+    write(stdout,
+          u"warmup_seconds="_s + seconds(elapsed) + u" recognized="_s + (recognized ? u"true"_s : u"false"_s) + u'\n');
     return 0;
 }
 
@@ -86,8 +88,9 @@ int recognizeAndCopy(int &argc, char **argv, const QString &path)
 
 std::optional<int> runIfRequested(int &argc, char **argv, const QStringList &arguments)
 {
-    const bool isMode = (arguments.size() == 3 && (arguments[1] == u"--benchmark-ocr-file" || arguments[1] == u"--ocr-file"))
-        || (arguments.size() == 2 && arguments[1] == u"--benchmark-ocr-warmup");
+    const bool isMode =
+        (arguments.size() == 3 && (arguments[1] == u"--benchmark-ocr-file" || arguments[1] == u"--ocr-file")) ||
+        (arguments.size() == 2 && arguments[1] == u"--benchmark-ocr-warmup");
     if (!isMode) {
         return std::nullopt;
     }

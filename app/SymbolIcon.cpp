@@ -17,8 +17,7 @@ public:
     SymbolIconEngine(QString name, QColor color)
         : m_name(std::move(name))
         , m_color(std::move(color))
-    {
-    }
+    {}
 
     void paint(QPainter *painter, const QRect &rect, QIcon::Mode mode, QIcon::State) override
     {

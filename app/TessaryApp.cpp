@@ -17,6 +17,7 @@
 #include "app/TessaryIcon.h"
 #include "app/TessaryPreferences.h"
 #include "app/TessaryToast.h"
+#include "app/TessaryUpdateConfiguration.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/TextRecognizer.h"
 #include "core/TlsTrust.h"
@@ -105,11 +106,9 @@ TessaryApp::TessaryApp(QStringList arguments, UserDefaults &defaults, QObject *p
     , m_clipboard(createClipboard(detectSessionType()))
     , m_toast(std::make_unique<TessaryToast>(defaults))
     , m_preferences(std::make_unique<TessaryPreferences>(defaults))
-    , m_appearance(std::make_unique<NativeAppAppearance>(NativeAccentPalette::Violet,
-                                                         QString::fromLatin1(accentPaletteKey), defaults,
-                                                         &TessaryIcon::image))
-{
-}
+    , m_appearance(std::make_unique<NativeAppAppearance>(
+          NativeAccentPalette::Violet, QString::fromLatin1(accentPaletteKey), defaults, &TessaryIcon::image))
+{}
 
 TessaryApp::~TessaryApp()
 {
@@ -285,7 +284,8 @@ void TessaryApp::installHotKey()
     }
     if (m_hotKey == nullptr) {
         m_hotKey = createHotKeyBackend(detectSessionType());
-        connect(m_hotKey.get(), &HotKeyBackend::pressed, this, [this] { beginCapture(false); }, Qt::QueuedConnection);
+        connect(
+            m_hotKey.get(), &HotKeyBackend::pressed, this, [this] { beginCapture(false); }, Qt::QueuedConnection);
         connect(m_hotKey.get(), &HotKeyBackend::registrationFailed, this, &TessaryApp::hotKeyRefused,
                 Qt::QueuedConnection);
     }
@@ -311,7 +311,8 @@ void TessaryApp::installHotKey()
 
 bool TessaryApp::registerHotKey(const CapturedShortcut &shortcut)
 {
-    const std::optional<HotKeyCombination> combination = KeyTables::hotKeyCombination(shortcut.keyCode, shortcut.modifiers);
+    const std::optional<HotKeyCombination> combination =
+        KeyTables::hotKeyCombination(shortcut.keyCode, shortcut.modifiers);
     m_hotKeyRegistered = combination && m_hotKey->registerShortcut(*combination);
     return m_hotKeyRegistered;
 }
@@ -370,7 +371,7 @@ NativeAppAppearance &TessaryApp::appearance() const
 NativeUpdater &TessaryApp::updater()
 {
     if (!m_updater) {
-        m_updater = std::make_unique<NativeUpdater>(NativeUpdateConfiguration::tessary(), m_defaults);
+        m_updater = std::make_unique<NativeUpdater>(tessaryUpdateConfiguration(), m_defaults);
     }
     return *m_updater;
 }

@@ -40,8 +40,8 @@ QAction *actionWithRole(const QMenu *menu, const QString &role)
     return nullptr;
 }
 
-QAction *addAction(QMenu *menu, const QString &title, const QString &role, TessaryApp *receiver, void (TessaryApp::*slot)(),
-                   const QKeySequence &shortcut = {})
+QAction *addAction(QMenu *menu, const QString &title, const QString &role, TessaryApp *receiver,
+                   void (TessaryApp::*slot)(), const QKeySequence &shortcut = {})
 {
     QAction *action = menu->addAction(title);
     action->setProperty("tessaryRole", role);
@@ -66,13 +66,15 @@ void TessaryApp::createStatusItem()
     m_statusMenu->setParent(nullptr);
     connect(this, &QObject::destroyed, m_statusMenu, &QObject::deleteLater);
     m_captureItem = addAction(m_statusMenu, u"选区识字并复制"_s, u"startCapture"_s, this, &TessaryApp::startCapture);
-    m_polishItem = addAction(m_statusMenu, u"选区识字并 AI 润色"_s, u"startPolishedCapture"_s, this, &TessaryApp::startPolishedCapture);
+    m_polishItem = addAction(m_statusMenu, u"选区识字并 AI 润色"_s, u"startPolishedCapture"_s, this,
+                             &TessaryApp::startPolishedCapture);
     m_messageItem = m_statusMenu->addAction(u"就绪"_s);
     m_messageItem->setEnabled(false);
     m_shortcutItem = m_statusMenu->addAction(u"快捷键："_s + m_preferences->shortcutTitle());
     m_shortcutItem->setEnabled(false);
     m_statusMenu->addSeparator();
-    addAction(m_statusMenu, settingsTitle, u"openSettings"_s, this, &TessaryApp::openSettings, QKeySequence::Preferences);
+    addAction(m_statusMenu, settingsTitle, u"openSettings"_s, this, &TessaryApp::openSettings,
+              QKeySequence::Preferences);
     addAction(m_statusMenu, checkUpdatesTitle, u"checkUpdates"_s, this, &TessaryApp::checkUpdates);
     addAction(m_statusMenu, captureSettingsTitle, u"openCaptureSettings"_s, this, &TessaryApp::openCaptureSettings);
     addAction(m_statusMenu, quitTitle, u"quit"_s, this, &TessaryApp::quit, QKeySequence::Quit);
@@ -106,7 +108,7 @@ void TessaryApp::localizeMenus()
     m_captureItem->setText(localized(u"选区识字并复制"_s));
     m_polishItem->setText(localized(u"选区识字并 AI 润色"_s));
     m_shortcutItem->setText(tessaryFormat(localized(u"快捷键：%@"_s), m_preferences->shortcutTitle()));
-    const QList<std::pair<QString, QString>> titled {
+    const QList<std::pair<QString, QString>> titled{
         {u"openSettings"_s, settingsTitle},
         {u"checkUpdates"_s, checkUpdatesTitle},
         {u"openCaptureSettings"_s, captureSettingsTitle},

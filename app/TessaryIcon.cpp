@@ -28,7 +28,7 @@ QPointF canvasPoint(qreal x, qreal y)
 }
 
 // The four corners of the viewfinder, each as two separate strokes.
-constexpr std::array<std::array<qreal, 4>, 8> viewfinder {{
+constexpr std::array<std::array<qreal, 4>, 8> viewfinder{{
     {264, 704, 264, 814},
     {264, 814, 374, 814},
     {650, 814, 760, 814},
@@ -42,7 +42,9 @@ constexpr std::array<std::array<qreal, 4>, 8> viewfinder {{
 class TessaryIconEngine final : public QIconEngine
 {
 public:
-    explicit TessaryIconEngine(NativeAccentPalette palette) : m_palette(palette) {}
+    explicit TessaryIconEngine(NativeAccentPalette palette)
+        : m_palette(palette)
+    {}
 
     void paint(QPainter *painter, const QRect &rect, QIcon::Mode mode, QIcon::State state) override
     {
@@ -84,8 +86,8 @@ public:
     QList<QSize> availableSizes(QIcon::Mode, QIcon::State) override
     {
         // Window managers read the icon at these sizes (_NET_WM_ICON); every other size is drawn on request.
-        return {QSize(16, 16), QSize(24, 24), QSize(32, 32), QSize(48, 48), QSize(64, 64), QSize(128, 128),
-                QSize(256, 256)};
+        return {QSize(16, 16), QSize(24, 24),   QSize(32, 32),  QSize(48, 48),
+                QSize(64, 64), QSize(128, 128), QSize(256, 256)};
     }
 
     QString key() const override { return u"TessaryIcon"_s; }

@@ -3,7 +3,7 @@
 //   archives  https://velmor.md/downloads/… or https://static.velmor.md/… (the static mirror)
 // The team identifier belongs to the release developer key in app/update-keys/ and is filled in by the build.
 
-#include "updater/NativeUpdateConfiguration.h"
+#include "app/TessaryUpdateConfiguration.h"
 
 #include "updater/NativeBundle.h"
 
@@ -11,7 +11,7 @@ using namespace Qt::StringLiterals;
 
 namespace Tessary {
 
-NativeUpdateConfiguration NativeUpdateConfiguration::tessary()
+NativeUpdateConfiguration tessaryUpdateConfiguration()
 {
     const QString bundleIdentifier = u"md.velmor.tessary"_s;
     // Only an installed bundle updates itself; a program run from the build tree has no bundle.

@@ -3,7 +3,7 @@
 
 #include "app/TessaryApp.h"
 #include "updater/NativeUpdateArchiveVerification.h"
-#include "updater/NativeUpdateConfiguration.h"
+#include "app/TessaryUpdateConfiguration.h"
 #include "updater/NativeUpdateHelper.h"
 
 int main(int argc, char **argv)
@@ -18,7 +18,7 @@ int main(int argc, char **argv)
         return 0;
     }
     if (const std::optional<int> status = Tessary::NativeUpdateArchiveVerification::runIfRequested(
-            Tessary::NativeUpdateConfiguration::tessary(), arguments)) {
+            Tessary::tessaryUpdateConfiguration(), arguments)) {
         return *status;
     }
     return Tessary::TessaryApp::main(argc, argv, arguments);

@@ -21,7 +21,7 @@ struct PaletteRow
 };
 
 // Indexed by NativeAccentPalette::Case.
-constexpr std::array<PaletteRow, 6> paletteRows {{
+constexpr std::array<PaletteRow, 6> paletteRows{{
     {u"terracotta", u"陶土", u"陶土", u"Terracotta", 0.706f, 0.357f, 0.263f},
     {u"coral", u"珊瑚", u"珊瑚", u"Coral", 0.835f, 0.267f, 0.302f},
     {u"amber", u"琥珀", u"琥珀", u"Amber", 0.706f, 0.424f, 0.102f},
@@ -44,7 +44,7 @@ QString NativeAccentPalette::standardDefaultsKey()
 
 const std::array<NativeAccentPalette, 6> &NativeAccentPalette::allCases()
 {
-    static constexpr std::array<NativeAccentPalette, 6> cases {Terracotta, Coral, Amber, Forest, Ocean, Violet};
+    static constexpr std::array<NativeAccentPalette, 6> cases{Terracotta, Coral, Amber, Forest, Ocean, Violet};
     return cases;
 }
 

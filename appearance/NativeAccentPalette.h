@@ -49,7 +49,9 @@ public:
 
     /** The first palette; exists so the type can travel in a QVariant. */
     constexpr NativeAccentPalette() = default;
-    constexpr NativeAccentPalette(Case value) : m_value(value) {}
+    constexpr NativeAccentPalette(Case value)
+        : m_value(value)
+    {}
 
     constexpr Case value() const { return m_value; }
     /** Position in allCases(), 0 to 5. */

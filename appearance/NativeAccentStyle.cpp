@@ -43,8 +43,8 @@ void drawCheckIndicator(QPainter *painter, const QStyleOption *option)
     painter->drawRoundedRect(box, radius, radius);
 
     const qreal side = box.width();
-    painter->setPen(QPen(option->palette.color(QPalette::HighlightedText), qMax<qreal>(1.5, side * 0.14),
-                         Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    painter->setPen(QPen(option->palette.color(QPalette::HighlightedText), qMax<qreal>(1.5, side * 0.14), Qt::SolidLine,
+                         Qt::RoundCap, Qt::RoundJoin));
     painter->setBrush(Qt::NoBrush);
     if (option->state.testFlag(QStyle::State_NoChange)) {
         // A dash of whole pixels: a horizontal line between pixel rows would smear into two pale ones.
@@ -87,17 +87,16 @@ void drawCheckedButtonPanel(QPainter *painter, const QStyleOption *option)
 
 NativeAccentStyle::NativeAccentStyle(QStyle *baseStyle)
     : QProxyStyle(baseStyle)
-{
-}
+{}
 
 void NativeAccentStyle::drawPrimitive(PrimitiveElement element, const QStyleOption *option, QPainter *painter,
                                       const QWidget *widget) const
 {
-    const bool checkable = element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton ||
-                           element == PE_PanelButtonCommand;
+    const bool checkable =
+        element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton || element == PE_PanelButtonCommand;
     // Only the checked state of a button is ours; NoChange concerns check boxes alone.
-    const bool accented = checkable && isAccented(option) &&
-                          (element == PE_IndicatorCheckBox || option->state.testFlag(State_On));
+    const bool accented =
+        checkable && isAccented(option) && (element == PE_IndicatorCheckBox || option->state.testFlag(State_On));
     if (!accented) {
         QProxyStyle::drawPrimitive(element, option, painter, widget);
         return;

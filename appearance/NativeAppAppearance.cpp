@@ -47,8 +47,7 @@ NativeAppAppearance::NativeAppAppearance(NativeAccentPalette defaultPalette, con
     , m_defaults(defaults)
     , m_iconBuilder(std::move(iconBuilder))
     , m_selection(NativeAccentPalette::current(defaultPalette, defaultsKey, defaults))
-{
-}
+{}
 
 NativeAppAppearance::~NativeAppAppearance() = default;
 

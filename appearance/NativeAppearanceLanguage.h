@@ -30,7 +30,9 @@ public:
     /** The user's preferred languages as BCP 47 tags, without the "C" and "POSIX" locales. */
     static QStringList preferredLanguages();
 
-    constexpr NativeAppearanceLanguage(Case value) : m_value(value) {}
+    constexpr NativeAppearanceLanguage(Case value)
+        : m_value(value)
+    {}
     constexpr Case value() const { return m_value; }
 
     /** Picks this language's version of a text given in all three. */

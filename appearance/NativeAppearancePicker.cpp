@@ -93,9 +93,9 @@ void NativeAppearancePicker::showTexts()
     const NativeAppearanceLanguage language = NativeAppearanceLanguage::from(m_language);
     m_title->setText(language.pick(u"图标与高亮色"_s, u"圖示與強調色"_s, u"Icon & Accent Color"_s));
     m_description->setText(language.pick(u"同步更改应用图标，以及按钮、开关和选中状态的颜色。"_s,
-                                          u"同步更改 App 圖示，以及按鈕、開關和選取狀態的顏色。"_s,
-                                          u"Update the app icon and the color of buttons, switches, and selected "
-                                          u"states together."_s));
+                                         u"同步更改 App 圖示，以及按鈕、開關和選取狀態的顏色。"_s,
+                                         u"Update the app icon and the color of buttons, switches, and selected "
+                                         u"states together."_s));
     const QString suffix = language.pick(u"图标颜色"_s, u"圖示顏色"_s, u" icon color"_s);
     const QString selected = language.pick(u"已选择"_s, u"已選取"_s, u"Selected"_s);
     const QString notSelected = language.pick(u"未选择"_s, u"未選取"_s, u"Not selected"_s);

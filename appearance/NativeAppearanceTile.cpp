@@ -135,8 +135,8 @@ void NativeAppearanceTile::paintEvent(QPaintEvent *)
     const QColor color = m_palette.color();
 
     const qreal borderWidth = selected ? 1.5 : 1.0;
-    const QRectF tileRect = QRectF(rect()).adjusted(borderWidth / 2, borderWidth / 2, -borderWidth / 2,
-                                                    -borderWidth / 2);
+    const QRectF tileRect =
+        QRectF(rect()).adjusted(borderWidth / 2, borderWidth / 2, -borderWidth / 2, -borderWidth / 2);
     QColor fill = color;
     fill.setAlphaF(selected ? 0.12f : 0.045f);
     QColor border = color;

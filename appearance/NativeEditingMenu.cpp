@@ -23,7 +23,7 @@ struct ItemRow
 };
 
 // Indexed by NativeEditingMenuState::Item; name is the focus widget's slot and the action's object name.
-constexpr std::array<ItemRow, NativeEditingMenuState::ItemCount> itemRows {{
+constexpr std::array<ItemRow, NativeEditingMenuState::ItemCount> itemRows{{
     {u"撤销", u"undo", QKeySequence::Undo},
     {u"重做", u"redo", QKeySequence::Redo},
     {u"剪切", u"cut", QKeySequence::Cut},
@@ -49,7 +49,7 @@ QMenu *install(QMenuBar *menuBar, const Translate &translate)
     menu->setObjectName(u"edit"_s);
     menu->menuAction()->setText(itemTitle);
 
-    std::array<QAction *, NativeEditingMenuState::ItemCount> actions {};
+    std::array<QAction *, NativeEditingMenuState::ItemCount> actions{};
     for (std::size_t i = 0; i < itemRows.size(); ++i) {
         const QString key = QString::fromUtf16(itemRows[i].title);
         QAction *action = menu->addAction(translated(translate, key));

@@ -15,8 +15,8 @@ namespace Tessary {
 
 namespace {
 
-constexpr std::array<const char *, NativeEditingMenuState::ItemCount> slotNames {
-    "undo", "redo", "cut", "copy", "paste", "selectAll"};
+constexpr std::array<const char *, NativeEditingMenuState::ItemCount> slotNames{"undo", "redo",  "cut",
+                                                                                "copy", "paste", "selectAll"};
 
 bool hasSlot(const QObject *object, const char *name)
 {
@@ -38,7 +38,7 @@ std::array<bool, NativeEditingMenuState::ItemCount> lineEditItems(const QLineEdi
             !edit->text().isEmpty()};
 }
 
-template<typename Edit>
+template <typename Edit>
 std::array<bool, NativeEditingMenuState::ItemCount> textEditItems(const Edit *edit, bool canPaste)
 {
     const bool editable = !edit->isReadOnly();
@@ -66,7 +66,7 @@ bool isEditableText(const QWidget *widget)
     return false;
 }
 
-template<typename Edit>
+template <typename Edit>
 QList<QMetaObject::Connection> watchTextEdit(Edit *edit, NativeEditingMenuState *state,
                                              const std::function<void()> &refresh)
 {
@@ -87,9 +87,7 @@ NativeEditingMenuState::NativeEditingMenuState(QMenu *menu, std::array<QAction *
         connect(m_actions[item], &QAction::triggered, this, [this, item] { trigger(Item(item)); });
     }
     // The focus widget's read-only flag and echo mode change without a signal: look again whenever the menu opens.
-    connect(menu, &QMenu::aboutToShow, this, [this] {
-        focusChanged(QApplication::focusWidget());
-    });
+    connect(menu, &QMenu::aboutToShow, this, [this] { focusChanged(QApplication::focusWidget()); });
     connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { focusChanged(now); });
     connect(QGuiApplication::clipboard(), &QClipboard::dataChanged, this, &NativeEditingMenuState::clipboardChanged);
     focusChanged(QApplication::focusWidget());
@@ -159,7 +157,7 @@ bool NativeEditingMenuState::clipboardHasText()
 
 void NativeEditingMenuState::refresh()
 {
-    std::array<bool, ItemCount> enabled {};
+    std::array<bool, ItemCount> enabled{};
     const QWidget *widget = target();
     const bool canPaste = isEditableText(widget) && clipboardHasText();
     if (const auto *edit = qobject_cast<const QLineEdit *>(widget)) {

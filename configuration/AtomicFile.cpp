@@ -26,7 +26,9 @@ const auto temporarySuffix = u".tmp"_s;
 class Descriptor
 {
 public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+    explicit Descriptor(int descriptor)
+        : m_descriptor(descriptor)
+    {}
     ~Descriptor()
     {
         if (m_descriptor >= 0) {
@@ -64,8 +66,8 @@ bool writeAll(int descriptor, const QByteArray &data)
 QString temporaryPath(const QFileInfo &target)
 {
     // Hidden, so that sync tools skip it or at least do not show it.
-    return target.absolutePath() + u"/."_s + target.fileName() + temporaryInfix
-        + QString::number(QRandomGenerator::system()->generate64(), 36) + temporarySuffix;
+    return target.absolutePath() + u"/."_s + target.fileName() + temporaryInfix +
+           QString::number(QRandomGenerator::system()->generate64(), 36) + temporarySuffix;
 }
 
 } // namespace
@@ -81,7 +83,9 @@ Result<std::optional<QByteArray>, SecureConfigurationError> read(const QString &
         }
         return unexpected(SecureConfigurationError::system(u"open"_s, path, errno));
     }
-    struct stat status {};
+    struct stat status
+    {
+    };
     if (::fstat(file.get(), &status) != 0) {
         return unexpected(SecureConfigurationError::system(u"stat"_s, path, errno));
     }
@@ -122,7 +126,9 @@ Result<void, SecureConfigurationError> write(const QString &path, const QByteArr
     const QByteArray targetName = QFile::encodeName(target.absoluteFilePath());
 
     mode_t mode = S_IRUSR | S_IWUSR;
-    struct stat existing {};
+    struct stat existing
+    {
+    };
     if (::stat(targetName.constData(), &existing) == 0) {
         mode = existing.st_mode & 07777;
     }
@@ -142,7 +148,8 @@ Result<void, SecureConfigurationError> write(const QString &path, const QByteArr
         return unexpected(SecureConfigurationError::system(u"replace"_s, path, error));
     }
     // The rename must reach the disk too, or a power cut could bring the old file back after we reported success.
-    const Descriptor folder(::open(QFile::encodeName(target.absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor folder(
+        ::open(QFile::encodeName(target.absolutePath()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder.get() < 0 || ::fsync(folder.get()) != 0) {
         return unexpected(SecureConfigurationError::system(u"flush"_s, target.absolutePath(), errno));
     }
@@ -168,9 +175,9 @@ Result<void, SecureConfigurationError> copy(const QString &from, const QString &
 void removeLeftovers(const QString &path)
 {
     const QFileInfo target(path);
-    const QRegularExpression leftover(QRegularExpression::anchoredPattern(
-        QRegularExpression::escape(u"."_s + target.fileName() + temporaryInfix) + u"[0-9a-z]+"_s
-        + QRegularExpression::escape(temporarySuffix)));
+    const QRegularExpression leftover(
+        QRegularExpression::anchoredPattern(QRegularExpression::escape(u"."_s + target.fileName() + temporaryInfix) +
+                                            u"[0-9a-z]+"_s + QRegularExpression::escape(temporarySuffix)));
     QDir folder(target.absolutePath());
     const QStringList names = folder.entryList({u"."_s + target.fileName() + temporaryInfix + u'*'},
                                                QDir::Files | QDir::Hidden | QDir::System);

@@ -16,15 +16,15 @@ QRegularExpression expression(const QString &fileName)
     const QFileInfo file(fileName);
     const QString stem = QRegularExpression::escape(file.completeBaseName());
     const QString extension = file.suffix().isEmpty() ? QString() : QRegularExpression::escape(u"."_s + file.suffix());
-    const QStringList markers {
-        uR"(\.sync-conflict-\d{8}-\d{6}-[a-z0-9]{7})"_s,       // Syncthing
-        uR"( \(conflicted copy \d{4}-\d{2}-\d{2} \d{6}\))"_s,  // Nextcloud, ownCloud
-        uR"(_conflict-\d{8}-\d{6})"_s,                        // Nextcloud, ownCloud before 3.x
+    const QStringList markers{
+        uR"(\.sync-conflict-\d{8}-\d{6}-[a-z0-9]{7})"_s,                // Syncthing
+        uR"( \(conflicted copy \d{4}-\d{2}-\d{2} \d{6}\))"_s,           // Nextcloud, ownCloud
+        uR"(_conflict-\d{8}-\d{6})"_s,                                  // Nextcloud, ownCloud before 3.x
         uR"( \(.+ conflicted copy \d{4}-\d{2}-\d{2}\)(?: \(\d+\))?)"_s, // Dropbox
     };
-    return QRegularExpression(QRegularExpression::anchoredPattern(stem + u"(?:"_s + markers.join(u'|') + u')'
-                                                                   + extension),
-                              QRegularExpression::CaseInsensitiveOption);
+    return QRegularExpression(
+        QRegularExpression::anchoredPattern(stem + u"(?:"_s + markers.join(u'|') + u')' + extension),
+        QRegularExpression::CaseInsensitiveOption);
 }
 
 bool isConflictCopy(const QString &name, const QString &fileName)

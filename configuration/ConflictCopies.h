@@ -14,8 +14,9 @@ namespace ConflictCopies {
 /**
  * True when name (a file name, no folder) is a conflict copy of fileName as these tools name it, in any case:
  * Syncthing "config.sync-conflict-20240101-120000-ABCDEFG.json" (seven-character device id);
- * Nextcloud and ownCloud "config (conflicted copy 2024-01-01 120000).json", older "config_conflict-20240101-120000.json";
- * Dropbox "config (Laptop's conflicted copy 2024-01-01).json", optionally numbered "… 2024-01-01) (1).json".
+ * Nextcloud and ownCloud "config (conflicted copy 2024-01-01 120000).json", older
+ * "config_conflict-20240101-120000.json"; Dropbox "config (Laptop's conflicted copy 2024-01-01).json", optionally
+ * numbered "… 2024-01-01) (1).json".
  */
 bool isConflictCopy(const QString &name, const QString &fileName);
 

@@ -16,11 +16,12 @@ namespace Tessary {
 
 namespace {
 
-constexpr std::chrono::milliseconds retryInterval {50};
+constexpr std::chrono::milliseconds retryInterval{50};
 
 } // namespace
 
-Result<FolderLock, SecureConfigurationError> FolderLock::acquire(const QString &folder, std::chrono::milliseconds timeout)
+Result<FolderLock, SecureConfigurationError> FolderLock::acquire(const QString &folder,
+                                                                 std::chrono::milliseconds timeout)
 {
     // Close-on-exec: a helper started while we hold the lock must not keep it.
     const int descriptor = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -46,13 +47,11 @@ Result<FolderLock, SecureConfigurationError> FolderLock::acquire(const QString &
 
 FolderLock::FolderLock(int descriptor)
     : m_descriptor(descriptor)
-{
-}
+{}
 
 FolderLock::FolderLock(FolderLock &&other) noexcept
     : m_descriptor(std::exchange(other.m_descriptor, -1))
-{
-}
+{}
 
 FolderLock &FolderLock::operator=(FolderLock &&other) noexcept
 {

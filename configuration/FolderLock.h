@@ -18,7 +18,7 @@ class FolderLock final
 {
 public:
     /** How long acquire() keeps trying before it gives up. */
-    static constexpr std::chrono::milliseconds defaultTimeout {5000};
+    static constexpr std::chrono::milliseconds defaultTimeout{5000};
 
     /**
      * Tries every 50 ms, blocking the calling thread. Unavailable when the lock is still taken after the time-out; a
@@ -26,7 +26,7 @@ public:
      * never inherits the lock.
      */
     static Result<FolderLock, SecureConfigurationError> acquire(const QString &folder,
-                                                                 std::chrono::milliseconds timeout = defaultTimeout);
+                                                                std::chrono::milliseconds timeout = defaultTimeout);
 
     FolderLock(FolderLock &&other) noexcept;
     FolderLock &operator=(FolderLock &&other) noexcept;

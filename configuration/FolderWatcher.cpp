@@ -21,8 +21,8 @@ namespace {
 Q_LOGGING_CATEGORY(lcMonitor, "tessary.configuration", QtCriticalMsg)
 
 // Editors that write in place send many IN_MODIFY; IN_CLOSE_WRITE marks the end of a write.
-constexpr uint32_t folderEvents = IN_CLOSE_WRITE | IN_MOVED_FROM | IN_MOVED_TO | IN_CREATE | IN_DELETE | IN_ATTRIB
-    | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+constexpr uint32_t folderEvents = IN_CLOSE_WRITE | IN_MOVED_FROM | IN_MOVED_TO | IN_CREATE | IN_DELETE | IN_ATTRIB |
+                                  IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 // Above a missing folder only its (re)appearance matters, and the ancestor itself going away.
 constexpr uint32_t ancestorEvents = IN_CREATE | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
 // A move whose second half never comes (moved out of the folder) leaves its cookie behind; keep only a few.
@@ -44,8 +44,7 @@ FolderWatcher::FolderWatcher(const QString &filePath, std::function<void()> onCh
     , m_fileName(QFile::encodeName(QFileInfo(filePath).fileName()))
     , m_conflictCopy(ConflictCopies::expression(QFileInfo(filePath).fileName()))
     , m_onChange(std::move(onChange))
-{
-}
+{}
 
 FolderWatcher::~FolderWatcher()
 {
@@ -146,9 +145,8 @@ void FolderWatcher::handle(const inotify_event &event)
 
 void FolderWatcher::handleInFolder(const inotify_event &event)
 {
-    const bool ours = event.len > 0
-        && (std::strcmp(event.name, m_fileName.constData()) == 0
-            || m_conflictCopy.match(QFile::decodeName(event.name)).hasMatch());
+    const bool ours = event.len > 0 && (std::strcmp(event.name, m_fileName.constData()) == 0 ||
+                                        m_conflictCopy.match(QFile::decodeName(event.name)).hasMatch());
     if (event.mask & IN_MOVED_FROM) {
         if (ours) {
             if (m_reportedMoves.size() >= rememberedMoves) {

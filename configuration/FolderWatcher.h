@@ -18,9 +18,9 @@ namespace Tessary {
  * inotify on the folder of one file, calling onChange once for each event that concerns that file: written and
  * closed, created, deleted, attributes changed, renamed away or renamed onto (a move counts once even when both of
  * its names are the file's). A sync tool's conflict copy of the file (see ConflictCopies) belongs to the file: its
- * coming and going are changes of the file, because they decide whether the file may be read. When the folder does not exist, or is deleted or moved away, the nearest existing
- * ancestor is watched until the folder is back; the folder going away and coming back count as changes, and so
- * does a lost event queue (IN_Q_OVERFLOW).
+ * coming and going are changes of the file, because they decide whether the file may be read. When the folder does not
+ * exist, or is deleted or moved away, the nearest existing ancestor is watched until the folder is back; the folder
+ * going away and coming back count as changes, and so does a lost event queue (IN_Q_OVERFLOW).
  *
  * Lives and works on one thread; SecureConfigurationFileMonitor owns that thread.
  */

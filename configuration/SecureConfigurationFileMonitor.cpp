@@ -11,8 +11,7 @@ namespace Tessary {
 SecureConfigurationFileMonitor::SecureConfigurationFileMonitor(const QString &path, std::function<void()> onChange)
     : m_path(QDir::cleanPath(QFileInfo(path).absoluteFilePath()))
     , m_onChange(std::move(onChange))
-{
-}
+{}
 
 SecureConfigurationFileMonitor::~SecureConfigurationFileMonitor()
 {

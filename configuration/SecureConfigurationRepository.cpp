@@ -31,8 +31,7 @@ QString folderOf(const QString &path)
 SecureConfigurationRepository::SecureConfigurationRepository(const QString &path, std::chrono::milliseconds lockTimeout)
     : m_path(QDir::cleanPath(QFileInfo(path).absoluteFilePath()))
     , m_lockTimeout(lockTimeout)
-{
-}
+{}
 
 QString SecureConfigurationRepository::path() const
 {
@@ -54,8 +53,8 @@ bool SecureConfigurationRepository::isCurrent(const QByteArray &data) const
     return m_expected.has_value() && *m_expected == data;
 }
 
-Result<QByteArray, SecureConfigurationError> SecureConfigurationRepository::readData(const QString &path,
-                                                                                      std::chrono::milliseconds lockTimeout)
+Result<QByteArray, SecureConfigurationError>
+SecureConfigurationRepository::readData(const QString &path, std::chrono::milliseconds lockTimeout)
 {
     const QFileInfo file(QDir::cleanPath(QFileInfo(path).absoluteFilePath()));
     const auto lock = FolderLock::acquire(file.absolutePath(), lockTimeout);

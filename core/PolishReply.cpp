@@ -122,13 +122,13 @@ PolishResult PolishReply::outcome()
     }
     if (m_reply->error() == QNetworkReply::OperationCanceledError) {
         // Qt ends a request whose transfer time-out fired as if it had been cancelled; say what happened.
-        return unexpected(PolishError {QString::fromLatin1(PolishError::networkDomain), int(QNetworkReply::TimeoutError),
-                                       u"The request timed out: no response for %1 seconds."_s.arg(
-                                           QString::number(double(m_timeout.count()) / 1000.0))});
+        return unexpected(PolishError{QString::fromLatin1(PolishError::networkDomain), int(QNetworkReply::TimeoutError),
+                                      u"The request timed out: no response for %1 seconds."_s.arg(
+                                          QString::number(double(m_timeout.count()) / 1000.0))});
     }
     if (m_reply->error() != QNetworkReply::NoError) {
-        return unexpected(PolishError {QString::fromLatin1(PolishError::networkDomain), int(m_reply->error()),
-                                       m_reply->errorString()});
+        return unexpected(PolishError{QString::fromLatin1(PolishError::networkDomain), int(m_reply->error()),
+                                      m_reply->errorString()});
     }
     if (!status) {
         return unexpected(TextPolisher::detail::statusError(0));

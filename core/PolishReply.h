@@ -53,7 +53,7 @@ private:
 
     QPointer<QNetworkReply> m_reply;
     std::optional<PolishResult> m_result;
-    std::chrono::milliseconds m_timeout {0};
+    std::chrono::milliseconds m_timeout{0};
     qint64 m_maximumAnswerBytes = 0;
     bool m_tooLarge = false;
 };

@@ -35,8 +35,8 @@ bool supportsDeepSeekFastMode(const QString &m)
     if (m.contains(u"vision")) {
         return false;
     }
-    return m == u"deepseek-flash" || m == u"deepseek-chat" || m.startsWith(u"deepseek-v4-flash")
-        || m.startsWith(u"deepseek-v4-pro");
+    return m == u"deepseek-flash" || m == u"deepseek-chat" || m.startsWith(u"deepseek-v4-flash") ||
+           m.startsWith(u"deepseek-v4-pro");
 }
 
 bool supportsOpenAIFastMode(const QString &m)

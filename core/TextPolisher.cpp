@@ -31,8 +31,8 @@ using PolishingReasoningPolicy::Control;
 PolishError responseError(PolishError::ResponseCode code, const QString &what)
 {
     const QString description = code == PolishError::ValueMissing
-        ? u"The data couldn’t be read because %1 is missing."_s.arg(what)
-        : u"The data couldn’t be read because %1 isn’t in the correct format."_s.arg(what);
+                                    ? u"The data couldn’t be read because %1 is missing."_s.arg(what)
+                                    : u"The data couldn’t be read because %1 isn’t in the correct format."_s.arg(what);
     return {QString::fromLatin1(PolishError::responseDomain), code, description};
 }
 
@@ -96,17 +96,17 @@ QUrl chatCompletionsUrl(QUrl url)
 
 QByteArray requestBody(const QString &model, const QString &prompt, const QString &text, Control control)
 {
-    QJsonObject body {
+    QJsonObject body{
         {u"model"_s, model},
         {u"messages"_s,
-         QJsonArray {
-             QJsonObject {{u"role"_s, u"system"_s}, {u"content"_s, prompt}},
-             QJsonObject {{u"role"_s, u"user"_s}, {u"content"_s, text}},
+         QJsonArray{
+             QJsonObject{{u"role"_s, u"system"_s}, {u"content"_s, prompt}},
+             QJsonObject{{u"role"_s, u"user"_s}, {u"content"_s, text}},
          }},
     };
     switch (control) {
     case Control::thinkingDisabled:
-        body.insert(u"thinking"_s, QJsonObject {{u"type"_s, u"disabled"_s}});
+        body.insert(u"thinking"_s, QJsonObject{{u"type"_s, u"disabled"_s}});
         break;
     case Control::enableThinkingFalse:
         body.insert(u"enable_thinking"_s, false);
@@ -115,7 +115,7 @@ QByteArray requestBody(const QString &model, const QString &prompt, const QStrin
         body.insert(u"reasoning_effort"_s, u"none"_s);
         break;
     case Control::reasoningDisabled:
-        body.insert(u"reasoning"_s, QJsonObject {{u"enabled"_s, false}});
+        body.insert(u"reasoning"_s, QJsonObject{{u"enabled"_s, false}});
         break;
     case Control::unchanged:
         break;
@@ -147,8 +147,8 @@ PolishResult decodeAnswer(const QByteArray &body)
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
-        return unexpected(PolishError {QString::fromLatin1(PolishError::jsonDomain), int(parseError.error),
-                                       parseError.errorString()});
+        return unexpected(
+            PolishError{QString::fromLatin1(PolishError::jsonDomain), int(parseError.error), parseError.errorString()});
     }
     if (!document.isObject()) {
         return unexpected(responseError(PolishError::WrongType, u"the answer"_s));
@@ -166,7 +166,8 @@ PolishResult decodeAnswer(const QByteArray &body)
     for (qsizetype i = 0; i < list.size(); ++i) {
         const QString where = u"“choices[%1]”"_s.arg(i);
         if (!list[i].isObject()) {
-            return unexpected(responseError(list[i].isNull() ? PolishError::ValueMissing : PolishError::WrongType, where));
+            return unexpected(
+                responseError(list[i].isNull() ? PolishError::ValueMissing : PolishError::WrongType, where));
         }
         const QJsonValue message = list[i].toObject().value(u"message");
         if (message.isUndefined() || message.isNull()) {

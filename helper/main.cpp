@@ -18,7 +18,8 @@ int main(int argc, char **argv)
     if (const std::optional<int> status = Tessary::UpdateTools::runIfRequested(argc, argv)) {
         return *status;
     }
-    std::fputs("usage: tessary-helper clipboard-serve | screencapture -i -x -t png PATH | ditto | codesign | spctl | open\n",
-               stderr);
+    std::fputs(
+        "usage: tessary-helper clipboard-serve | screencapture -i -x -t png PATH | ditto | codesign | spctl | open\n",
+        stderr);
     return 1;
 }

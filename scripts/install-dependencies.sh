@@ -4,7 +4,7 @@ set -euo pipefail
 
 packages=(
     # build
-    build-essential cmake ninja-build pkg-config
+    build-essential cmake ninja-build pkg-config clang-format
     qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-svg-dev libgl-dev
     libxcb1-dev libxcb-keysyms1-dev libx11-dev libxfixes-dev
     libtesseract-dev libleptonica-dev

@@ -26,12 +26,6 @@ struct NativeUpdateConfiguration
     QSet<QString> allowedDownloadHosts;
     /** Whether this process may check for and install updates at all; false in developer builds. */
     bool isEnabled = false;
-
-    /**
-     * The application's own configuration, computed each time it is read. Defined by the application
-     * (app/TessaryUpdateConfiguration.cpp), not by this module.
-     */
-    static NativeUpdateConfiguration tessary();
 };
 
 } // namespace Tessary

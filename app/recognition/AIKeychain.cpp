@@ -78,12 +78,12 @@ bool hasSessionBus()
 
 KeychainError failure(const GError *error)
 {
-    if (error->domain == G_DBUS_ERROR
-        && (error->code == G_DBUS_ERROR_SERVICE_UNKNOWN || error->code == G_DBUS_ERROR_NAME_HAS_NO_OWNER)) {
+    if (error->domain == G_DBUS_ERROR &&
+        (error->code == G_DBUS_ERROR_SERVICE_UNKNOWN || error->code == G_DBUS_ERROR_NAME_HAS_NO_OWNER)) {
         return KeychainError::fromStatus(KeychainError::NotAvailable);
     }
-    if ((error->domain == SECRET_ERROR && error->code == SECRET_ERROR_IS_LOCKED)
-        || (error->domain == G_IO_ERROR && error->code == G_IO_ERROR_CANCELLED)) {
+    if ((error->domain == SECRET_ERROR && error->code == SECRET_ERROR_IS_LOCKED) ||
+        (error->domain == G_IO_ERROR && error->code == G_IO_ERROR_CANCELLED)) {
         return KeychainError::fromStatus(KeychainError::UserCanceled);
     }
     if (error->domain == SECRET_ERROR && error->code == SECRET_ERROR_NO_SUCH_OBJECT) {
@@ -101,8 +101,8 @@ KeychainError failure(const GError *error)
  */
 std::optional<KeychainError> removeForeignCopies()
 {
-    GHashTable *attributes = secret_attributes_build(schema(), serviceAttribute, serviceValue, accountAttribute,
-                                                     accountValue, nullptr);
+    GHashTable *attributes =
+        secret_attributes_build(schema(), serviceAttribute, serviceValue, accountAttribute, accountValue, nullptr);
     GError *rawError = nullptr;
     GList *items = secret_service_search_sync(nullptr, schema(), attributes, SECRET_SEARCH_ALL, nullptr, &rawError);
     g_hash_table_unref(attributes);
@@ -118,7 +118,8 @@ std::optional<KeychainError> removeForeignCopies()
         const bool ours = itemSchema != nullptr && std::strcmp(itemSchema, schemaName) == 0;
         g_hash_table_unref(itemAttributes);
         if (!ours && !secret_item_delete_sync(item, nullptr, &rawError)) {
-            result = rawError != nullptr ? failure(rawError) : KeychainError::fromStatus(KeychainError::InternalComponent);
+            result =
+                rawError != nullptr ? failure(rawError) : KeychainError::fromStatus(KeychainError::InternalComponent);
             g_clear_error(&rawError);
         }
     }
@@ -164,9 +165,9 @@ Result<void, KeychainError> write(const QString &key)
     SecretValue *value = secret_value_new(bytes.constData(), bytes.size(), "text/plain");
     std::memset(bytes.data(), 0, size_t(bytes.size()));
     GError *rawError = nullptr;
-    const bool stored = secret_password_store_binary_sync(schema(), SECRET_COLLECTION_DEFAULT, itemLabel, value, nullptr,
-                                                          &rawError, serviceAttribute, serviceValue, accountAttribute,
-                                                          accountValue, nullptr);
+    const bool stored =
+        secret_password_store_binary_sync(schema(), SECRET_COLLECTION_DEFAULT, itemLabel, value, nullptr, &rawError,
+                                          serviceAttribute, serviceValue, accountAttribute, accountValue, nullptr);
     secret_value_unref(value);
     const ErrorPointer error(rawError);
     if (!stored || error) {

@@ -60,8 +60,8 @@ bool isHan(char32_t c)
 
 bool isCjk(char32_t c)
 {
-    return isHan(c) || (c >= 0x3000 && c <= 0x303f) || (c >= 0xff00 && c <= 0xffef) || c == U'“' || c == U'”'
-        || c == U'‘' || c == U'’' || c == U'…' || c == U'—';
+    return isHan(c) || (c >= 0x3000 && c <= 0x303f) || (c >= 0xff00 && c <= 0xffef) || c == U'“' || c == U'”' ||
+           c == U'‘' || c == U'’' || c == U'…' || c == U'—';
 }
 
 QString removeSpacesBetweenCjk(const QString &line)

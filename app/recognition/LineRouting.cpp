@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 
-
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/MonospaceSpacing.h"
 #include "app/recognition/NeuralLineRecognizer.h"
@@ -27,7 +26,8 @@ bool hasHan(const QString &text)
     return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); });
 }
 
-/** The line model's reading of one line, with punctuation widths and word spaces settled; empty when it read nothing. */
+/** The line model's reading of one line, with punctuation widths and word spaces settled; empty when it read nothing.
+ */
 QString readAgain(const QImage &image, const PassLine &line, int background)
 {
     const QRect area = inkBox(image, line.box, background);
@@ -174,14 +174,16 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Scrip
     QStringList lines;
     QList<qsizetype> again;
     const int background = backgroundGrey(image);
-    const auto chineseLines = std::count_if(pass.lines.cbegin(), pass.lines.cend(), [](const PassLine &line) { return hasHan(line.text); });
+    const auto chineseLines =
+        std::count_if(pass.lines.cbegin(), pass.lines.cend(), [](const PassLine &line) { return hasHan(line.text); });
     const float simplifiedSure = chineseLines >= 2 ? simplifiedUnsureBelow : 101;
     for (qsizetype i = 0; i < pass.lines.size(); ++i) {
         const PassLine &line = pass.lines[i];
         lines.append(script == Script::Latin ? halfWidthPunctuation(finishedLine(image, line, background))
                                              : finishedLine(image, line, background));
-        if (script != Script::Latin
-            && (line.confidence < unsureBelow || (script == Script::Simplified && hasHan(line.text) && line.confidence < simplifiedSure))) {
+        if (script != Script::Latin &&
+            (line.confidence < unsureBelow ||
+             (script == Script::Simplified && hasHan(line.text) && line.confidence < simplifiedSure))) {
             again.append(i);
         }
     }

@@ -10,7 +10,8 @@ namespace Tessary::MonospaceSpacing {
 
 namespace {
 
-/** Letters and signs that share a cell grid; Chinese characters take two cells and surrogates have no centre of their own. */
+/** Letters and signs that share a cell grid; Chinese characters take two cells and surrogates have no centre of their
+ * own. */
 bool onTheGrid(QChar c)
 {
     return !c.isSpace() && !c.isSurrogate() && !ChineseTextCleanup::isCjk(c.unicode());
@@ -40,7 +41,8 @@ double cellOf(const QString &text, const QList<float> &centres)
     if (median <= 0) {
         return 0;
     }
-    const auto regular = std::count_if(steps.cbegin(), steps.cend(), [median](double step) { return std::abs(step - median) <= 0.25 * median; });
+    const auto regular = std::count_if(steps.cbegin(), steps.cend(),
+                                       [median](double step) { return std::abs(step - median) <= 0.25 * median; });
     return double(regular) >= 0.85 * double(steps.size()) ? median : 0;
 }
 
@@ -64,7 +66,8 @@ void dropSpacesWithoutRoom(QString &text, QList<float> &centres)
     }
     // Letters of a proportional font can stand as evenly as a grid within words, but a space there is narrower
     // than a letter; only where spaces take whole cells (their neighbours two cells apart) is the font monospaced.
-    const auto whole = std::count_if(gaps.cbegin(), gaps.cend(), [](const Gap &gap) { return std::abs(gap.cells - 2) <= 0.25; });
+    const auto whole =
+        std::count_if(gaps.cbegin(), gaps.cend(), [](const Gap &gap) { return std::abs(gap.cells - 2) <= 0.25; });
     if (whole < 2) {
         return;
     }

@@ -94,8 +94,8 @@ public:
             }
         }
         try {
-            auto net = std::make_unique<cv::dnn::Net>(
-                cv::dnn::readNetFromONNX(QFile::encodeName(m_folder + u'/' + QString::fromLatin1(modelFile)).toStdString()));
+            auto net = std::make_unique<cv::dnn::Net>(cv::dnn::readNetFromONNX(
+                QFile::encodeName(m_folder + u'/' + QString::fromLatin1(modelFile)).toStdString()));
             if (net->empty()) {
                 return {};
             }
@@ -149,9 +149,10 @@ private:
 /** The crop scaled to the model's height, as a 1 × 3 × 48 × W blob of BGR planes normalised to [-1, 1]. */
 cv::Mat blobFrom(const QImage &crop)
 {
-    const int width = std::max(8, int(std::lround(double(crop.width()) * modelHeight / std::max(1, crop.height()) * squeeze)));
-    const QImage scaled =
-        crop.convertToFormat(QImage::Format_RGB888).scaled(width, modelHeight, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    const int width =
+        std::max(8, int(std::lround(double(crop.width()) * modelHeight / std::max(1, crop.height()) * squeeze)));
+    const QImage scaled = crop.convertToFormat(QImage::Format_RGB888)
+                              .scaled(width, modelHeight, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     const int sizes[] = {1, 3, modelHeight, width};
     cv::Mat blob(4, sizes, CV_32F);
     float *planes = blob.ptr<float>();

@@ -87,7 +87,7 @@ QList<Run> runsOf(const PassWord &word)
         runs.last().symbols.append(symbol);
         spelled += symbol.text;
     }
-    return spelled == word.text ? runs : QList<Run> {};
+    return spelled == word.text ? runs : QList<Run>{};
 }
 
 /**
@@ -117,8 +117,8 @@ bool takeLatinRuns(PassWord &word, const PassWord &other)
     QList<PlacedSymbol> symbols;
     bool changed = false;
     for (qsizetype r = 0; r < mine.size(); ++r) {
-        const bool take = !mine[r].han && hasLetterOrDigit(mine[r].text + theirs[r].text) && mine[r].text != theirs[r].text
-            && sureness(theirs[r]) > sureness(mine[r]);
+        const bool take = !mine[r].han && hasLetterOrDigit(mine[r].text + theirs[r].text) &&
+                          mine[r].text != theirs[r].text && sureness(theirs[r]) > sureness(mine[r]);
         const Run &run = take ? theirs[r] : mine[r];
         text += run.text;
         symbols.append(run.symbols);
@@ -237,10 +237,11 @@ double chineseConfidence(const RecognitionPass &pass, const RecognitionPass &oth
         // only where this one found nothing at all has it to itself.
         return std::any_of(other.lines.cbegin(), other.lines.cend(),
                            [](const PassLine &line) {
-                               return std::any_of(line.words.cbegin(), line.words.cend(), [](const PassWord &word) { return hasHan(word.text); });
+                               return std::any_of(line.words.cbegin(), line.words.cend(),
+                                                  [](const PassWord &word) { return hasHan(word.text); });
                            })
-            ? 0
-            : -1;
+                   ? 0
+                   : -1;
     }
     return sum / count;
 }

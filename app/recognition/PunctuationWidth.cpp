@@ -17,7 +17,8 @@ struct Pair
 };
 
 constexpr Pair pairs[] = {
-    {u',', u'，'}, {u'.', u'。'}, {u':', u'：'}, {u';', u'；'}, {u'!', u'！'}, {u'?', u'？'}, {u'(', u'（'}, {u')', u'）'},
+    {u',', u'，'}, {u'.', u'。'}, {u':', u'：'}, {u';', u'；'},
+    {u'!', u'！'}, {u'?', u'？'}, {u'(', u'（'}, {u')', u'）'},
 };
 
 const Pair *pairOf(QChar c)
@@ -120,7 +121,8 @@ void settleDigits(QString &text, const QList<float> &centres, double cell, bool 
     auto wideDigitAt = [&](qsizetype at, int step) -> qsizetype {
         for (at += step; at >= 0 && at < text.size() && text.at(at).isSpace(); at += step) {
         }
-        return at >= 0 && at < text.size() && text.at(at).unicode() >= 0xff10 && text.at(at).unicode() <= 0xff19 ? at : -1;
+        return at >= 0 && at < text.size() && text.at(at).unicode() >= 0xff10 && text.at(at).unicode() <= 0xff19 ? at
+                                                                                                                 : -1;
     };
     for (qsizetype i = 0; i < text.size(); ++i) {
         if (text.at(i) != u'-' && text.at(i) != u'\uff0d') {
@@ -192,8 +194,8 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
     for (qsizetype i = 0; i + 1 < text.size(); ++i) {
         const double step = centres[i + 1] - centres[i];
         // Neighbours with a word space between them are further apart.
-        if (ChineseTextCleanup::isHan(text.at(i).unicode()) && ChineseTextCleanup::isHan(text.at(i + 1).unicode())
-            && step > 0.6 * fromHeight && step < 1.2 * fromHeight) {
+        if (ChineseTextCleanup::isHan(text.at(i).unicode()) && ChineseTextCleanup::isHan(text.at(i + 1).unicode()) &&
+            step > 0.6 * fromHeight && step < 1.2 * fromHeight) {
             steps.push_back(step);
         }
     }
@@ -232,8 +234,8 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
             }
         }
         bool full = false;
-        if (nearest != runs.size() && nearest != 0 && nearest + 1 != runs.size()
-            && runs[nearest].end - runs[nearest].start + 1 <= 0.5 * cell) {
+        if (nearest != runs.size() && nearest != 0 && nearest + 1 != runs.size() &&
+            runs[nearest].end - runs[nearest].start + 1 <= 0.5 * cell) {
             // The room between the neighbours' ink holds the mark's whole cell and the neighbours' side bearings.
             const int room = runs[nearest + 1].start - runs[nearest - 1].end - 1;
             full = room > fullWidthRoom * cell;

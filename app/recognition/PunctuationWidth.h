@@ -9,8 +9,8 @@ namespace Tessary {
 /**
  * Tells full-width punctuation (，。：；！？（）) from its ASCII look-alike by the room the glyph takes on screen.
  * A full-width mark fills a whole ideograph cell, so the room between its neighbours is about as wide as a Chinese
- * character; an ASCII mark is narrow, even with a space after it. Digits are told apart the same way. The shapes alone are nearly the
- * same, which is why recognisers confuse the two.
+ * character; an ASCII mark is narrow, even with a space after it. Digits are told apart the same way. The shapes alone
+ * are nearly the same, which is why recognisers confuse the two.
  */
 namespace PunctuationWidth {
 

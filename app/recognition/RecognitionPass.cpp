@@ -30,8 +30,10 @@ void limitEngineThreads()
 {
     using SetMaxActiveLevels = void (*)(int);
     static const auto setLevels = [] {
-        const bool userChose = qEnvironmentVariableIsSet("OMP_THREAD_LIMIT") || qEnvironmentVariableIsSet("OMP_MAX_ACTIVE_LEVELS");
-        return userChose ? nullptr : reinterpret_cast<SetMaxActiveLevels>(dlsym(RTLD_DEFAULT, "omp_set_max_active_levels"));
+        const bool userChose =
+            qEnvironmentVariableIsSet("OMP_THREAD_LIMIT") || qEnvironmentVariableIsSet("OMP_MAX_ACTIVE_LEVELS");
+        return userChose ? nullptr
+                         : reinterpret_cast<SetMaxActiveLevels>(dlsym(RTLD_DEFAULT, "omp_set_max_active_levels"));
     }();
     thread_local bool limited = false;
     if (setLevels != nullptr && !limited) {
@@ -130,8 +132,8 @@ QList<float> characterCentres(const QString &text, const QList<PlacedSymbol> &sy
     // space.
     for (size_t k = 0; k + 1 < placed.size();) {
         size_t end = k;
-        while (end + 1 < placed.size() && centres[placed[end + 1]] >= 0 && centres[placed[k]] >= 0
-               && std::abs(centres[placed[end + 1]] - centres[placed[end]]) < 1.0f) {
+        while (end + 1 < placed.size() && centres[placed[end + 1]] >= 0 && centres[placed[k]] >= 0 &&
+               std::abs(centres[placed[end + 1]] - centres[placed[end]]) < 1.0f) {
             ++end;
         }
         if (end > k && centres[placed[k]] >= 0) {
@@ -197,10 +199,11 @@ void collectLines(tesseract::TessBaseAPI &engine, RecognitionPass &pass)
                 line.words.append(word);
             }
             if (lines->BoundingBox(tesseract::RIL_SYMBOL, &left, &top, &right, &bottom)) {
-                line.words.last().symbols.append({takeText(lines->GetUTF8Text(tesseract::RIL_SYMBOL)), float(left + right) / 2,
-                                                  lines->Confidence(tesseract::RIL_SYMBOL)});
+                line.words.last().symbols.append({takeText(lines->GetUTF8Text(tesseract::RIL_SYMBOL)),
+                                                  float(left + right) / 2, lines->Confidence(tesseract::RIL_SYMBOL)});
             }
-        } while (!lines->IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_SYMBOL) && lines->Next(tesseract::RIL_SYMBOL));
+        } while (!lines->IsAtFinalElement(tesseract::RIL_TEXTLINE, tesseract::RIL_SYMBOL) &&
+                 lines->Next(tesseract::RIL_SYMBOL));
         line.centres = characterCentres(line.text, symbolsOf(line));
         pass.lines.append(line);
     } while (lines->Next(tesseract::RIL_TEXTLINE));
@@ -214,8 +217,8 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
     limitEngineThreads();
     TesseractPool::Lease engine = TesseractPool::shared().borrow(languages);
     if (!engine) {
-        return unexpected(RecognitionError {RecognitionError::Code::EngineUnavailable,
-                                            u"无法加载文字识别模型（%1）。"_s.arg(QString::fromLatin1(languages))});
+        return unexpected(RecognitionError{RecognitionError::Code::EngineUnavailable,
+                                           u"无法加载文字识别模型（%1）。"_s.arg(QString::fromLatin1(languages))});
     }
     engine->SetImage(image.constBits(), image.width(), image.height(), 3, int(image.bytesPerLine()));
     // The engine asks after every word whether to go on.
@@ -226,7 +229,7 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
     RecognitionPass pass;
     pass.languages = languages;
     if (engine->Recognize(stop != nullptr ? &monitor : nullptr) != 0) {
-        return unexpected(RecognitionError {RecognitionError::Code::EngineFailed, u"文字识别引擎未能处理这张图像。"_s});
+        return unexpected(RecognitionError{RecognitionError::Code::EngineFailed, u"文字识别引擎未能处理这张图像。"_s});
     }
     collectLines(*engine.get(), pass);
     // The mean over every word read, as the engine counts it for one image.

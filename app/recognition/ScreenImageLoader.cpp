@@ -11,7 +11,7 @@ namespace {
 
 Unexpected<RecognitionError> failure(RecognitionError::Code code, const QString &description)
 {
-    return unexpected(RecognitionError {code, description});
+    return unexpected(RecognitionError{code, description});
 }
 
 } // namespace
@@ -39,26 +39,30 @@ Result<QImage, RecognitionError> load(const QString &path)
     const QSize declared = reader.size();
     if (declared.isValid()) {
         if (declared.isEmpty()) {
-            return failure(Code::EmptyImage, u"图像“%1”没有像素（%2 × %3）。"_s.arg(shown).arg(declared.width()).arg(declared.height()));
+            return failure(Code::EmptyImage,
+                           u"图像“%1”没有像素（%2 × %3）。"_s.arg(shown).arg(declared.width()).arg(declared.height()));
         }
-        if (declared.width() > maximumSide || declared.height() > maximumSide
-            || qint64(declared.width()) * declared.height() > maximumPixels) {
-            return failure(Code::ImageTooLarge,
-                           u"图像“%1”太大（%2 × %3 像素），无法识别。"_s.arg(shown).arg(declared.width()).arg(declared.height()));
+        if (declared.width() > maximumSide || declared.height() > maximumSide ||
+            qint64(declared.width()) * declared.height() > maximumPixels) {
+            return failure(
+                Code::ImageTooLarge,
+                u"图像“%1”太大（%2 × %3 像素），无法识别。"_s.arg(shown).arg(declared.width()).arg(declared.height()));
         }
     }
     // The header check above already bounds the size; lift Qt's own limit so large screens still load.
     reader.setAllocationLimit(int(maximumPixels * 4 / (1024 * 1024)) + 1);
     QImage image = reader.read();
     if (image.isNull()) {
-        if (reader.error() == QImageReader::InvalidDataError || reader.error() == QImageReader::UnsupportedFormatError) {
+        if (reader.error() == QImageReader::InvalidDataError ||
+            reader.error() == QImageReader::UnsupportedFormatError) {
             return failure(Code::NotAnImage, u"无法读取图像“%1”：文件已损坏或格式不受支持。"_s.arg(shown));
         }
         return failure(Code::NotAnImage, u"无法读取图像“%1”。"_s.arg(shown));
     }
-    if (image.width() > maximumSide || image.height() > maximumSide
-        || qint64(image.width()) * image.height() > maximumPixels) {
-        return failure(Code::ImageTooLarge, u"图像“%1”太大（%2 × %3 像素），无法识别。"_s.arg(shown).arg(image.width()).arg(image.height()));
+    if (image.width() > maximumSide || image.height() > maximumSide ||
+        qint64(image.width()) * image.height() > maximumPixels) {
+        return failure(Code::ImageTooLarge,
+                       u"图像“%1”太大（%2 × %3 像素），无法识别。"_s.arg(shown).arg(image.width()).arg(image.height()));
     }
     return image;
 }

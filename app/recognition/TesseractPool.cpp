@@ -51,8 +51,7 @@ TesseractPool::Lease::Lease(TesseractPool *pool, QByteArray languages, Engine en
     : m_pool(pool)
     , m_languages(std::move(languages))
     , m_engine(std::move(engine))
-{
-}
+{}
 
 TesseractPool::Lease::~Lease()
 {
@@ -91,7 +90,7 @@ TesseractPool::Slot &TesseractPool::slotFor(const QByteArray &languages)
             return *slot;
         }
     }
-    m_slots.push_back(std::make_unique<Slot>(Slot {languages, {}, false}));
+    m_slots.push_back(std::make_unique<Slot>(Slot{languages, {}, false}));
     return *m_slots.back();
 }
 

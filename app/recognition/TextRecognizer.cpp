@@ -44,7 +44,8 @@ constexpr auto englishModel = "eng";
  */
 constexpr double believedChinese = 60;
 
-/** How much surer of the Chinese words (in confidence points) the Traditional pass must be to have its reading taken. */
+/** How much surer of the Chinese words (in confidence points) the Traditional pass must be to have its reading taken.
+ */
 constexpr double clearlySurer = 1;
 
 /** Tesseract reads dark text on a light ground best; screens in dark mode are inverted first. */
@@ -110,7 +111,8 @@ int middleGap(const QImage &image)
 }
 
 /** Reads the rows from top (inclusive) to bottom (exclusive) as an image of their own; lines in image coordinates. */
-Result<RecognitionPass, RecognitionError> readRows(const QByteArray &languages, const QImage &image, int top, int bottom)
+Result<RecognitionPass, RecognitionError> readRows(const QByteArray &languages, const QImage &image, int top,
+                                                   int bottom)
 {
     auto pass = runRecognitionPass(languages, image.copy(0, top, image.width(), bottom - top));
     if (pass && top > 0) {
@@ -164,8 +166,8 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     const bool traditional = TesseractPool::hasModels(traditionalModel);
     const bool english = TesseractPool::hasModels(englishModel);
     if (!simplified && !traditional && !english) {
-        return unexpected(RecognitionError {RecognitionError::Code::EngineUnavailable,
-                                            u"找不到文字识别模型（%1）。"_s.arg(TesseractPool::dataPath())});
+        return unexpected(RecognitionError{RecognitionError::Code::EngineUnavailable,
+                                           u"找不到文字识别模型（%1）。"_s.arg(TesseractPool::dataPath())});
     }
     QElapsedTimer clock;
     clock.start();
@@ -173,7 +175,9 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
 
     // This thread reads Chinese with the first Chinese model; the other core reads English, which is quick, and then
     // the other Chinese model, so that Latin text is settled as soon as the first Chinese pass finds no Chinese.
-    const QByteArray firstChinese = simplified ? QByteArray(simplifiedModel) : traditional ? QByteArray(traditionalModel) : QByteArray();
+    const QByteArray firstChinese = simplified    ? QByteArray(simplifiedModel)
+                                    : traditional ? QByteArray(traditionalModel)
+                                                  : QByteArray();
     const QByteArray secondChinese = simplified && traditional ? QByteArray(traditionalModel) : QByteArray();
     const auto noChinese = std::make_shared<std::atomic<bool>>(false);
     using Reading = Result<RecognitionPass, RecognitionError>;
@@ -190,7 +194,7 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
         }
     };
     auto others = QtConcurrent::run([image, noChinese, english, secondChinese, gap, readLower] {
-        std::pair<Reading, Reading> read {unexpected(RecognitionError {}), unexpected(RecognitionError {})};
+        std::pair<Reading, Reading> read{unexpected(RecognitionError{}), unexpected(RecognitionError{})};
         bool latin = false;
         if (english) {
             read.first = gap < 0 ? runRecognitionPass(englishModel, image) : readRows(englishModel, image, 0, gap);
@@ -209,7 +213,8 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
         }
         return read;
     });
-    Reading chinese = firstChinese.isEmpty() ? Reading(unexpected(RecognitionError {})) : runRecognitionPass(firstChinese, image);
+    Reading chinese =
+        firstChinese.isEmpty() ? Reading(unexpected(RecognitionError{})) : runRecognitionPass(firstChinese, image);
     qCDebug(lcRecognition) << firstChinese << "read at" << clock.elapsed() << "ms";
     // A reading without a single Chinese character is Latin text: the other Chinese pass need not go on.
     *noChinese = chinese && !LineRouting::hasChinese(*chinese);
@@ -229,7 +234,7 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
         return unexpected(chinese.error());
     }
     if (*noChinese) {
-        otherChinese = unexpected(RecognitionError {});
+        otherChinese = unexpected(RecognitionError{});
     }
 
     Reading chosen = std::move(chinese);
@@ -239,14 +244,16 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
             chosen = std::move(englishReading);
         }
     } else {
-        if (!chosen || (otherChinese && LineRouting::hasChinese(*otherChinese)
-                        && PassMerging::chineseConfidence(*otherChinese, *chosen) > PassMerging::chineseConfidence(*chosen, *otherChinese) + clearlySurer)) {
+        if (!chosen || (otherChinese && LineRouting::hasChinese(*otherChinese) &&
+                        PassMerging::chineseConfidence(*otherChinese, *chosen) >
+                            PassMerging::chineseConfidence(*chosen, *otherChinese) + clearlySurer)) {
             // Each model set is confident on its own script and unsure on the other; the script is settled by the
             // words that are Chinese in either reading. Most characters look alike in both scripts, and text that
             // has only those is read about as well by either model: the Traditional pass has to be clearly surer.
             chosen = std::move(otherChinese);
         }
-        script = chosen->languages == traditionalModel ? LineRouting::Script::Traditional : LineRouting::Script::Simplified;
+        script =
+            chosen->languages == traditionalModel ? LineRouting::Script::Traditional : LineRouting::Script::Simplified;
         if (englishReading) {
             PassMerging::takeLatinWords(*chosen, *englishReading);
         }
@@ -256,8 +263,8 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     }
     const qint64 passesDone = clock.elapsed();
     const QStringList lines = LineRouting::refinedLines(image, *chosen, script);
-    qCDebug(lcRecognition) << image.size() << "passes" << passesDone << "ms, lines finished" << clock.elapsed() - passesDone
-                           << "ms, reading of" << chosen->languages;
+    qCDebug(lcRecognition) << image.size() << "passes" << passesDone << "ms, lines finished"
+                           << clock.elapsed() - passesDone << "ms, reading of" << chosen->languages;
     return lines.join(u'\n').trimmed();
 }
 

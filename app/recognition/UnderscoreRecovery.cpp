@@ -84,8 +84,8 @@ QList<Run> findRuns(const QImage &image, const QRect &box, int baseline, double 
 
     const int thickest = std::max(2, int(std::lround(0.12 * box.height())));
     auto isRule = [&](const Column &column) {
-        return column.top > baseline && column.bottom <= last && (last == area.bottom() || column.bottom < area.bottom())
-            && column.bottom - column.top + 1 <= thickest;
+        return column.top > baseline && column.bottom <= last &&
+               (last == area.bottom() || column.bottom < area.bottom()) && column.bottom - column.top + 1 <= thickest;
     };
     for (int x = 0; x < int(columns.size());) {
         if (!isRule(columns[size_t(x)])) {
@@ -95,9 +95,9 @@ QList<Run> findRuns(const QImage &image, const QRect &box, int baseline, double 
         int end = x;
         int top = columns[size_t(x)].top, bottom = columns[size_t(x)].bottom;
         // A single faint column may break a rule.
-        while (end + 1 < int(columns.size())
-               && (isRule(columns[size_t(end + 1)])
-                   || (end + 2 < int(columns.size()) && columns[size_t(end + 1)].top < 0 && isRule(columns[size_t(end + 2)])))) {
+        while (end + 1 < int(columns.size()) && (isRule(columns[size_t(end + 1)]) ||
+                                                 (end + 2 < int(columns.size()) && columns[size_t(end + 1)].top < 0 &&
+                                                  isRule(columns[size_t(end + 2)])))) {
             ++end;
             if (columns[size_t(end)].top >= 0) {
                 top = std::min(top, columns[size_t(end)].top);
@@ -107,8 +107,8 @@ QList<Run> findRuns(const QImage &image, const QRect &box, int baseline, double 
         const int length = end - x + 1;
         const int beside = int(std::ceil(pitch));
         // An underline runs on under the neighbouring letters; an underscore ends where its cell ends.
-        const bool underline = ruledColumns(columns, x - 1, -1, beside, top, bottom) > 0.6 * pitch
-            && ruledColumns(columns, end + 1, 1, beside, top, bottom) > 0.6 * pitch;
+        const bool underline = ruledColumns(columns, x - 1, -1, beside, top, bottom) > 0.6 * pitch &&
+                               ruledColumns(columns, end + 1, 1, beside, top, bottom) > 0.6 * pitch;
         if (length >= 0.6 * pitch && !underline) {
             runs.append({area.left() + x, area.left() + end, std::max(1, int(std::lround(length / pitch - 0.1)))});
         }
@@ -125,8 +125,8 @@ double pitchOf(const QString &text, const QList<float> &centres)
     std::vector<double> steps;
     for (qsizetype i = 0; i + 1 < text.size(); ++i) {
         const QChar a = text.at(i), b = text.at(i + 1);
-        if (a.isSpace() || b.isSpace() || a.isSurrogate() || b.isSurrogate() || ChineseTextCleanup::isCjk(a.unicode())
-            || ChineseTextCleanup::isCjk(b.unicode())) {
+        if (a.isSpace() || b.isSpace() || a.isSurrogate() || b.isSurrogate() ||
+            ChineseTextCleanup::isCjk(a.unicode()) || ChineseTextCleanup::isCjk(b.unicode())) {
             continue;
         }
         const double step = centres[i + 1] - centres[i];
@@ -159,7 +159,8 @@ void apply(const QList<Run> &runs, double pitch, QString &text, QList<float> &ce
     const double window = 0.8 * pitch;
     for (const Run &run : runs) {
         auto distance = [&](qsizetype i) {
-            return centres[i] < run.left ? run.left - centres[i] : (centres[i] > run.right ? centres[i] - run.right : 0.0);
+            return centres[i] < run.left ? run.left - centres[i]
+                                         : (centres[i] > run.right ? centres[i] - run.right : 0.0);
         };
         // Only the characters near the run: a stretch of spaces and underscores may hold the next run too.
         auto candidate = [&](qsizetype i) {
@@ -224,7 +225,8 @@ void apply(const QList<Run> &runs, double pitch, QString &text, QList<float> &ce
             replacement.prepend(u' ');
             positions.prepend(float(run.left - 0.5 * pitch));
         }
-        if (last + 1 < text.size() && !text.at(last + 1).isSpace() && (centres[last + 1] - halfLetter) - run.right > 0.9 * pitch) {
+        if (last + 1 < text.size() && !text.at(last + 1).isSpace() &&
+            (centres[last + 1] - halfLetter) - run.right > 0.9 * pitch) {
             replacement.append(u' ');
             positions.append(float(run.right + 0.5 * pitch));
         }

@@ -26,9 +26,8 @@ void bindLineEdit(QLineEdit *edit, TessaryPreferences &preferences, QString (Tes
                   void (TessaryPreferences::*write)(const QString &), void (TessaryPreferences::*changed)())
 {
     edit->setText((preferences.*read)());
-    QObject::connect(edit, &QLineEdit::textEdited, &preferences, [&preferences, write](const QString &text) {
-        (preferences.*write)(text);
-    });
+    QObject::connect(edit, &QLineEdit::textEdited, &preferences,
+                     [&preferences, write](const QString &text) { (preferences.*write)(text); });
     QObject::connect(&preferences, changed, edit, [edit, &preferences, read] {
         if (edit->text() != (preferences.*read)()) {
             edit->setText((preferences.*read)());
@@ -149,7 +148,8 @@ QWidget *AIPane::promptSection()
         }
     });
     section->rows()->addWidget(prompt, 1);
-    section->addCaption(u"从菜单选择“选区识字并 AI 润色”时，识别文字会发送到配置的 AI 服务；普通识字始终在本机完成。"_s);
+    section->addCaption(
+        u"从菜单选择“选区识字并 AI 润色”时，识别文字会发送到配置的 AI 服务；普通识字始终在本机完成。"_s);
     return section;
 }
 

@@ -23,7 +23,8 @@ class AIPane final : public QWidget
 {
     Q_OBJECT
 public:
-    AIPane(TessaryPreferences &preferences, SettingsTexts &texts, QNetworkAccessManager &session, QWidget *parent = nullptr);
+    AIPane(TessaryPreferences &preferences, SettingsTexts &texts, QNetworkAccessManager &session,
+           QWidget *parent = nullptr);
     ~AIPane() override;
 
     /** The connection test: a tiny request with the saved key and the current settings; the outcome is shown below. */

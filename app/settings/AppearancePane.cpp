@@ -18,8 +18,8 @@ namespace Tessary {
 
 namespace {
 
-const QStringList colorModeValues {u"system"_s, u"light"_s, u"dark"_s};
-const QStringList colorModeTitles {u"跟随系统"_s, u"浅色"_s, u"深色"_s};
+const QStringList colorModeValues{u"system"_s, u"light"_s, u"dark"_s};
+const QStringList colorModeTitles{u"跟随系统"_s, u"浅色"_s, u"深色"_s};
 
 } // namespace
 
@@ -79,9 +79,8 @@ AppearancePane::AppearancePane(TessaryPreferences &preferences, NativeAppAppeara
     layout->addStretch(1);
 
     showColorMode();
-    connect(m_colorModes, &QButtonGroup::idClicked, this, [this](int id) {
-        m_preferences.setColorMode(colorModeValues[id]);
-    });
+    connect(m_colorModes, &QButtonGroup::idClicked, this,
+            [this](int id) { m_preferences.setColorMode(colorModeValues[id]); });
     connect(&m_preferences, &TessaryPreferences::colorModeChanged, this, &AppearancePane::showColorMode);
 }
 

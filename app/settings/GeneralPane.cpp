@@ -34,7 +34,7 @@ struct LanguageOption
 
 const QList<LanguageOption> &languageOptions()
 {
-    static const QList<LanguageOption> options {
+    static const QList<LanguageOption> options{
         {u"system"_s, u"跟随系统"_s},
         {u"zh-Hans"_s, u"简体中文"_s},
         {u"zh-Hant"_s, u"繁體中文"_s},
@@ -105,7 +105,8 @@ void GeneralPane::refreshPermission()
         m_permissionIcon->setPixmap(symbolIcon(u"checkmark.circle.fill"_s, QColor(0x34c759)).pixmap(size, size));
         m_permissionText->setText(m_texts.text(u"已允许截取屏幕"_s));
     } else {
-        m_permissionIcon->setPixmap(symbolIcon(u"exclamationmark.triangle.fill"_s, QColor(0xff9500)).pixmap(size, size));
+        m_permissionIcon->setPixmap(
+            symbolIcon(u"exclamationmark.triangle.fill"_s, QColor(0xff9500)).pixmap(size, size));
         m_permissionText->setText(m_texts.text(u"尚未允许截取屏幕"_s));
     }
 }
@@ -154,9 +155,8 @@ QWidget *GeneralPane::languageSection()
         m_language->setCurrentIndex(index >= 0 ? index : 0);
     };
     m_texts.bind(showLanguage);
-    connect(m_language, &QComboBox::activated, this, [this](int index) {
-        m_preferences.setLanguage(m_language->itemData(index).toString());
-    });
+    connect(m_language, &QComboBox::activated, this,
+            [this](int index) { m_preferences.setLanguage(m_language->itemData(index).toString()); });
     if (m_cloud) {
         addSyncRows(section, section->rows());
     }

@@ -39,7 +39,7 @@ struct TabInfo
     QString symbol;
 };
 
-const QList<TabInfo> tabs {
+const QList<TabInfo> tabs{
     {u"通用"_s, u"gearshape"_s},
     {u"AI 润色"_s, u"sparkles"_s},
     {u"外观"_s, u"paintpalette"_s},
@@ -70,8 +70,7 @@ TessarySettingsWindow::TessarySettingsWindow(int selectedTab, TessaryPreferences
     , m_preferences(preferences)
     , m_appearance(appearance)
     , m_session(session)
-{
-}
+{}
 
 TessarySettingsWindow::~TessarySettingsWindow()
 {

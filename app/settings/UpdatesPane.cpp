@@ -47,8 +47,7 @@ QString versionText(UpdaterLanguage language)
 
 } // namespace
 
-UpdatesPane::UpdatesPane(TessaryPreferences &preferences, SettingsTexts &texts, NativeUpdater *updater,
-                         QWidget *parent)
+UpdatesPane::UpdatesPane(TessaryPreferences &preferences, SettingsTexts &texts, NativeUpdater *updater, QWidget *parent)
     : QWidget(parent)
     , m_preferences(preferences)
     , m_updater(updater)

@@ -18,30 +18,26 @@ using Code = ConfigurationDecodeError::Code;
 
 Unexpected<ConfigurationDecodeError> wrongShape(const QString &key)
 {
-    return unexpected(ConfigurationDecodeError {Code::WrongShape, key});
+    return unexpected(ConfigurationDecodeError{Code::WrongShape, key});
 }
 
 } // namespace
 
 QByteArray Configuration::encoded() const
 {
-    return "{\"version\":" + QByteArray::number(version)
-        + ",\"aiBaseURL\":" + JsonText::quoted(aiBaseURL)
-        + ",\"aiModel\":" + JsonText::quoted(aiModel)
-        + ",\"polishPrompt\":" + JsonText::quoted(polishPrompt)
-        + ",\"hideMenuBarIcon\":" + (hideMenuBarIcon ? "true" : "false")
-        + ",\"shortcut\":" + shortcut.encodedJson()
-        + ",\"colorMode\":" + JsonText::quoted(colorMode)
-        + ",\"language\":" + JsonText::quoted(language)
-        + ",\"accentPalette\":" + JsonText::quoted(accentPalette) + '}';
+    return "{\"version\":" + QByteArray::number(version) + ",\"aiBaseURL\":" + JsonText::quoted(aiBaseURL) +
+           ",\"aiModel\":" + JsonText::quoted(aiModel) + ",\"polishPrompt\":" + JsonText::quoted(polishPrompt) +
+           ",\"hideMenuBarIcon\":" + (hideMenuBarIcon ? "true" : "false") + ",\"shortcut\":" + shortcut.encodedJson() +
+           ",\"colorMode\":" + JsonText::quoted(colorMode) + ",\"language\":" + JsonText::quoted(language) +
+           ",\"accentPalette\":" + JsonText::quoted(accentPalette) + '}';
 }
 
 Result<Configuration, ConfigurationDecodeError> Configuration::decode(const QByteArray &bytes)
 {
-    QJsonParseError error {};
+    QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        return unexpected(ConfigurationDecodeError {Code::NotJson, QString()});
+        return unexpected(ConfigurationDecodeError{Code::NotJson, QString()});
     }
     const QJsonObject object = document.object();
 
@@ -55,12 +51,11 @@ Result<Configuration, ConfigurationDecodeError> Configuration::decode(const QByt
         field = value.toString();
         return value.isString();
     };
-    for (const auto &[key, field] : {std::pair {u"aiBaseURL"_s, &configuration.aiBaseURL},
-                                     std::pair {u"aiModel"_s, &configuration.aiModel},
-                                     std::pair {u"polishPrompt"_s, &configuration.polishPrompt},
-                                     std::pair {u"colorMode"_s, &configuration.colorMode},
-                                     std::pair {u"language"_s, &configuration.language},
-                                     std::pair {u"accentPalette"_s, &configuration.accentPalette}}) {
+    for (const auto &[key, field] :
+         {std::pair{u"aiBaseURL"_s, &configuration.aiBaseURL}, std::pair{u"aiModel"_s, &configuration.aiModel},
+          std::pair{u"polishPrompt"_s, &configuration.polishPrompt},
+          std::pair{u"colorMode"_s, &configuration.colorMode}, std::pair{u"language"_s, &configuration.language},
+          std::pair{u"accentPalette"_s, &configuration.accentPalette}}) {
         if (!text(key, *field)) {
             return wrongShape(key);
         }
@@ -70,14 +65,16 @@ Result<Configuration, ConfigurationDecodeError> Configuration::decode(const QByt
         return wrongShape(u"hideMenuBarIcon"_s);
     }
     configuration.hideMenuBarIcon = hidden.toBool();
-    const std::optional<CapturedShortcut> shortcut = CapturedShortcut::fromJsonObject(object.value(u"shortcut"_s).toObject());
+    const std::optional<CapturedShortcut> shortcut =
+        CapturedShortcut::fromJsonObject(object.value(u"shortcut"_s).toObject());
     if (!object.value(u"shortcut"_s).isObject() || !shortcut) {
         return wrongShape(u"shortcut"_s);
     }
     configuration.shortcut = *shortcut;
     // Only a file of the one known format is used; a later format may mean something else by the same keys.
     if (version.toDouble() != currentVersion) {
-        return unexpected(ConfigurationDecodeError {Code::UnsupportedVersion, QString::number(version.toDouble(), 'g', 17)});
+        return unexpected(
+            ConfigurationDecodeError{Code::UnsupportedVersion, QString::number(version.toDouble(), 'g', 17)});
     }
     return configuration;
 }

@@ -17,7 +17,8 @@ SyncConflictChoice askWhichConfigurationWins(const QString &language, QWidget *p
     alert.setWindowTitle(u"Tessary"_s);
     alert.setText(tessaryLocalized(u"iCloud 中已有 Tessary 配置"_s, language));
     alert.setInformativeText(tessaryLocalized(u"请选择要保留哪一份配置。API Key 和屏幕录制权限不会同步。"_s, language));
-    QPushButton *useSynced = alert.addButton(tessaryLocalized(u"使用 iCloud 配置"_s, language), QMessageBox::AcceptRole);
+    QPushButton *useSynced =
+        alert.addButton(tessaryLocalized(u"使用 iCloud 配置"_s, language), QMessageBox::AcceptRole);
     useSynced->setObjectName(u"useSynced"_s);
     QPushButton *replace =
         alert.addButton(tessaryLocalized(u"用当前配置替换 iCloud"_s, language), QMessageBox::DestructiveRole);

@@ -29,15 +29,14 @@ QString SyncLocation::chosenFolder(const UserDefaults &defaults)
 QString SyncLocation::defaultFolder()
 {
     const QDir home = QDir::home();
-    const QStringList candidates {home.filePath(u"Sync"_s), home.filePath(u"Nextcloud"_s), home.filePath(u"Dropbox"_s)};
+    const QStringList candidates{home.filePath(u"Sync"_s), home.filePath(u"Nextcloud"_s), home.filePath(u"Dropbox"_s)};
     const auto existing = std::ranges::find_if(candidates, [](const QString &path) { return QFileInfo(path).isDir(); });
     return existing != candidates.end() ? *existing : candidates.first();
 }
 
 QString SyncLocation::backupFolder()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
-        + u"/Tessary/Configuration Backups"_s;
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u"/Tessary/Configuration Backups"_s;
 }
 
 QString SyncLocation::newBackupPath()
@@ -89,9 +88,8 @@ QStringList SyncLocation::placeholderPaths() const
 
 bool SyncLocation::onlyPlaceholderExists() const
 {
-    return !configurationFileExists() && std::ranges::any_of(placeholderPaths(), [](const QString &path) {
-        return QFileInfo::exists(path);
-    });
+    return !configurationFileExists() &&
+           std::ranges::any_of(placeholderPaths(), [](const QString &path) { return QFileInfo::exists(path); });
 }
 
 } // namespace Tessary

@@ -22,7 +22,7 @@ namespace Tessary {
 
 namespace {
 
-constexpr std::chrono::milliseconds saveDelay {350};
+constexpr std::chrono::milliseconds saveDelay{350};
 
 const auto statusLocalOnly = u"仅保存在本机"_s;
 const auto statusLoaded = u"已从 iCloud 同步"_s;
@@ -266,7 +266,8 @@ void TessaryCloudSettings::apply(const Configuration &configuration)
     m_preferences.setColorMode(configuration.colorMode);
     m_preferences.setLanguage(configuration.language);
     // A palette this version does not know stays as it is here.
-    if (const std::optional<NativeAccentPalette> palette = NativeAccentPalette::fromRawValue(configuration.accentPalette)) {
+    if (const std::optional<NativeAccentPalette> palette =
+            NativeAccentPalette::fromRawValue(configuration.accentPalette)) {
         m_appearance.select(*palette);
     }
     m_applying = false;

@@ -89,14 +89,16 @@ int main(int argc, char **argv)
         timer.start();
         const auto text = Tessary::TextRecognizer::recognize(corpus.filePath(file));
         seconds.push_back(double(timer.nsecsElapsed()) / 1e9);
-        const QJsonObject prediction {{u"file"_s, file}, {u"text"_s, text ? *text : QString()}, {u"seconds"_s, seconds.back()},
-                                        {u"peak_rss_mb"_s, residentMegabytes("VmHWM:")}};
+        const QJsonObject prediction{{u"file"_s, file},
+                                     {u"text"_s, text ? *text : QString()},
+                                     {u"seconds"_s, seconds.back()},
+                                     {u"peak_rss_mb"_s, residentMegabytes("VmHWM:")}};
         predictions.write(QJsonDocument(prediction).toJson(QJsonDocument::Compact) + '\n');
     }
 
-    rusage usage {};
+    rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    const QJsonObject timing {
+    const QJsonObject timing{
         {u"images"_s, qint64(seconds.size())},
         {u"warmup_seconds"_s, warmupSeconds},
         {u"warmup_recognized"_s, warm},

@@ -33,8 +33,7 @@ double percentile(std::vector<double> values, double p)
     return values[low] + (values[high] - values[low]) * (rank - double(low));
 }
 
-template<typename Done>
-void waitUntil(Done done)
+template <typename Done> void waitUntil(Done done)
 {
     while (!done()) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
@@ -57,12 +56,13 @@ int main(int argc, char **argv)
         return 1;
     }
     server.trustInThisProcess();
-    const QJsonObject answer {
-        {u"choices"_s, QJsonArray {QJsonObject {{u"message"_s, QJsonObject {{u"role"_s, u"assistant"_s},
-                                                                           {u"content"_s, u"这是一段修正后的示例文字。"_s}}}}}}};
+    const QJsonObject answer{
+        {u"choices"_s,
+         QJsonArray{QJsonObject{{u"message"_s, QJsonObject{{u"role"_s, u"assistant"_s},
+                                                           {u"content"_s, u"这是一段修正后的示例文字。"_s}}}}}}};
     server.setRoute(u"/v1/chat/completions"_s,
                     {{u"status"_s, 200},
-                     {u"headers"_s, QJsonObject {{u"Content-Type"_s, u"application/json"_s}}},
+                     {u"headers"_s, QJsonObject{{u"Content-Type"_s, u"application/json"_s}}},
                      {u"body"_s, QString::fromUtf8(QJsonDocument(answer).toJson(QJsonDocument::Compact))}});
 
     const QString baseURL = server.baseUrl().toString() + u"/v1"_s;
@@ -74,7 +74,8 @@ int main(int argc, char **argv)
     auto timePolish = [&]() -> double {
         QElapsedTimer timer;
         timer.start();
-        Tessary::PolishReply *reply = Tessary::TextPolisher::polish(text, baseURL, u"bench-model"_s, prompt, key, session);
+        Tessary::PolishReply *reply =
+            Tessary::TextPolisher::polish(text, baseURL, u"bench-model"_s, prompt, key, session);
         waitUntil([reply] { return reply->isFinished(); });
         const double ms = double(timer.nsecsElapsed()) / 1e6;
         if (!reply->result()) {
@@ -132,7 +133,7 @@ int main(int argc, char **argv)
         overheadMs.push_back(p - r);
     }
 
-    const QJsonObject result {
+    const QJsonObject result{
         {u"calls"_s, calls},
         {u"polish_p50_ms"_s, percentile(polishMs, 0.5)},
         {u"raw_p50_ms"_s, percentile(rawMs, 0.5)},

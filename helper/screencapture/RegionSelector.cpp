@@ -20,7 +20,8 @@ class ScreenWindow final : public QWidget
 {
 public:
     ScreenWindow(RegionSelector &selector, const RegionSelector::Screen &screen)
-        : QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint)
+        : QWidget(nullptr,
+                  Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint)
         , m_selector(selector)
         , m_screen(screen)
     {
@@ -44,7 +45,7 @@ protected:
         }
         // The selected part shows undimmed.
         const qreal ratio = m_screen.image.devicePixelRatio();
-        const QRect source(QPointF(selection.topLeft()) .toPoint() * ratio, selection.size() * ratio);
+        const QRect source(QPointF(selection.topLeft()).toPoint() * ratio, selection.size() * ratio);
         painter.drawPixmap(selection, m_screen.image, source);
         painter.setPen(QPen(QColor(0x0a, 0x84, 0xff), 1));
         painter.drawRect(selection.adjusted(0, 0, -1, -1));
@@ -97,8 +98,7 @@ private:
 RegionSelector::RegionSelector(QList<Screen> screens, QObject *parent)
     : QObject(parent)
     , m_screens(std::move(screens))
-{
-}
+{}
 
 RegionSelector::~RegionSelector()
 {
@@ -205,7 +205,8 @@ QImage RegionSelector::compose(const QRect &region) const
             continue;
         }
         const qreal screenRatio = screen.image.devicePixelRatio();
-        const QRectF source(QPointF(part.topLeft() - screen.geometry.topLeft()) * screenRatio, QSizeF(part.size()) * screenRatio);
+        const QRectF source(QPointF(part.topLeft() - screen.geometry.topLeft()) * screenRatio,
+                            QSizeF(part.size()) * screenRatio);
         const QRectF target(QPointF(part.topLeft() - region.topLeft()) * ratio, QSizeF(part.size()) * ratio);
         painter.drawPixmap(target, screen.image, source);
     }

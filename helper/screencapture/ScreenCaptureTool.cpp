@@ -33,8 +33,8 @@ int fail(const char *message)
 /** The only form the application uses: -i -x -t png PATH. */
 bool parse(const QStringList &arguments, QString *path)
 {
-    if (arguments.size() != 7 || arguments[2] != u"-i" || arguments[3] != u"-x" || arguments[4] != u"-t"
-        || arguments[5] != u"png") {
+    if (arguments.size() != 7 || arguments[2] != u"-i" || arguments[3] != u"-x" || arguments[4] != u"-t" ||
+        arguments[5] != u"png") {
         return false;
     }
     *path = arguments[6];
@@ -98,8 +98,8 @@ int portalFailure(const PortalScreenshot &shot)
  */
 bool portalCannotSelect()
 {
-    static const QStringList wlrootsDesktops {u"wlroots"_s, u"sway"_s, u"wayfire"_s, u"river"_s, u"phosh"_s,
-                                              u"hyprland"_s};
+    static const QStringList wlrootsDesktops{u"wlroots"_s, u"sway"_s,  u"wayfire"_s,
+                                             u"river"_s,   u"phosh"_s, u"hyprland"_s};
     const QStringList desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").toLower().split(u':', Qt::SkipEmptyParts);
     return std::ranges::any_of(desktops, [](const QString &desktop) { return wlrootsDesktops.contains(desktop); });
 }

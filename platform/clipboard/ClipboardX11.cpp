@@ -59,7 +59,7 @@ bool readReady(int fd)
         if (left <= 0) {
             return false;
         }
-        pollfd pfd {fd, POLLIN, 0};
+        pollfd pfd{fd, POLLIN, 0};
         const int ready = ::poll(&pfd, 1, left);
         if (ready < 0 && errno == EINTR) {
             continue;
@@ -172,8 +172,12 @@ bool ClipboardX11::handToHelper(const QString &text) const
     }
 
     // A helper that died early must not kill us through SIGPIPE.
-    struct sigaction ignore {};
-    struct sigaction previous {};
+    struct sigaction ignore
+    {
+    };
+    struct sigaction previous
+    {
+    };
     ignore.sa_handler = SIG_IGN;
     ::sigaction(SIGPIPE, &ignore, &previous);
     const bool sent = writeAll(toHelper[1], text.toUtf8());

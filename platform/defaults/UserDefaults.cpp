@@ -9,13 +9,13 @@ namespace Tessary {
 
 QString UserDefaults::standardPath()
 {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/md.velmor.tessary/defaults.ini"_s;
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           u"/md.velmor.tessary/defaults.ini"_s;
 }
 
 UserDefaults::UserDefaults(const QString &path)
     : m_settings(std::make_unique<QSettings>(path, QSettings::IniFormat))
-{
-}
+{}
 
 UserDefaults::~UserDefaults() = default;
 

@@ -27,9 +27,9 @@ constexpr int portalProbeTimeoutMs = 3000;
 bool portalOffersGlobalShortcuts(const QDBusConnection &bus)
 {
     // The portal front end only exports an interface for which the desktop has a back end.
-    QDBusMessage probe = QDBusMessage::createMethodCall(u"org.freedesktop.portal.Desktop"_s,
-                                                        u"/org/freedesktop/portal/desktop"_s,
-                                                        u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+    QDBusMessage probe =
+        QDBusMessage::createMethodCall(u"org.freedesktop.portal.Desktop"_s, u"/org/freedesktop/portal/desktop"_s,
+                                       u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
     probe << u"org.freedesktop.portal.GlobalShortcuts"_s << u"version"_s;
     const QDBusMessage reply = bus.call(probe, QDBus::Block, portalProbeTimeoutMs);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {

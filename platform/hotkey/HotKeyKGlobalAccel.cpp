@@ -24,7 +24,7 @@ namespace {
 const QString service = u"org.kde.kglobalaccel"_s;
 const QString component = u"md.velmor.tessary"_s;
 const QString action = u"capture"_s;
-const QStringList actionId {component, action, u"Tessary"_s, u"Capture text"_s};
+const QStringList actionId{component, action, u"Tessary"_s, u"Capture text"_s};
 // SetPresent: the keys are ours now. NoAutoloading: take these keys, not the ones the daemon saved last time.
 constexpr uint setShortcutFlags = 0x2 | 0x4;
 constexpr quint16 shiftMask = XCB_MOD_MASK_SHIFT;
@@ -120,7 +120,7 @@ QList<int> HotKeyKGlobalAccel::keysFor(const HotKeyCombination &combination)
     if (key == 0) {
         return {};
     }
-    QList<int> keys {key};
+    QList<int> keys{key};
     if ((combination.x11Modifiers & shiftMask) == 0 || combination.keypad) {
         return keys;
     }

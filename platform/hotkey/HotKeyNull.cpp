@@ -9,9 +9,7 @@ bool HotKeyNull::registerShortcut(const HotKeyCombination &)
     return false;
 }
 
-void HotKeyNull::unregisterShortcut()
-{
-}
+void HotKeyNull::unregisterShortcut() {}
 
 bool HotKeyNull::canRegister() const
 {

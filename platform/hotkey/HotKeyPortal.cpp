@@ -68,8 +68,7 @@ HotKeyPortal::HotKeyPortal(QObject *parent)
     qDBusRegisterMetaType<PortalShortcut>();
     qDBusRegisterMetaType<QList<PortalShortcut>>();
     QDBusConnection::sessionBus().connect(PortalRequest::desktopService(), PortalRequest::desktopPath(), interfaceName,
-                                          u"Activated"_s, this,
-                                          SLOT(onActivated(QDBusMessage)));
+                                          u"Activated"_s, this, SLOT(onActivated(QDBusMessage)));
 }
 
 HotKeyPortal::~HotKeyPortal()
@@ -123,17 +122,18 @@ void HotKeyPortal::onSessionCreated(uint response, const QVariantMap &results)
         return;
     }
     m_sessionPath = session;
-    const QVariantMap properties {
+    const QVariantMap properties{
         {u"description"_s, u"Capture text from a screen region"_s},
         {u"preferred_trigger"_s, m_wanted.portalTrigger()},
     };
-    const QList<PortalShortcut> shortcuts {{shortcutId, properties}};
+    const QList<PortalShortcut> shortcuts{{shortcutId, properties}};
     auto *request = new PortalRequest(QDBusConnection::sessionBus(), this);
     m_request = request;
     connect(request, &PortalRequest::responded, this, &HotKeyPortal::onShortcutsBound);
     connect(request, &PortalRequest::failed, this, &HotKeyPortal::fail);
     request->start(interfaceName, u"BindShortcuts"_s,
-                   {QVariant::fromValue(QDBusObjectPath(m_sessionPath)), QVariant::fromValue(shortcuts), QString()}, {});
+                   {QVariant::fromValue(QDBusObjectPath(m_sessionPath)), QVariant::fromValue(shortcuts), QString()},
+                   {});
 }
 
 void HotKeyPortal::onShortcutsBound(uint response, const QVariantMap &results)

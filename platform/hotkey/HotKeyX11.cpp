@@ -100,8 +100,9 @@ bool HotKeyX11::registerShortcut(const HotKeyCombination &combination)
     for (const xcb_window_t root : rootWindows(conn)) {
         for (const quint16 variant : variants) {
             const quint16 modifiers = combination.x11Modifiers | variant;
-            const xcb_void_cookie_t cookie = xcb_grab_key_checked(conn, 1, root, modifiers, xcb_keycode_t(combination.x11Keycode),
-                                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+            const xcb_void_cookie_t cookie =
+                xcb_grab_key_checked(conn, 1, root, modifiers, xcb_keycode_t(combination.x11Keycode),
+                                     XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
             if (xcb_generic_error_t *error = xcb_request_check(conn, cookie)) {
                 // BadAccess: another client has this key already.
                 free(error);

@@ -18,8 +18,7 @@ constexpr qsizetype maximumMessageSize = 64;
 
 SingleInstance::SingleInstance(QObject *parent)
     : QObject(parent)
-{
-}
+{}
 
 SingleInstance::~SingleInstance() = default;
 

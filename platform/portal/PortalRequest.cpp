@@ -28,8 +28,7 @@ QString newToken()
 PortalRequest::PortalRequest(QDBusConnection bus, QObject *parent)
     : QObject(parent)
     , m_bus(std::move(bus))
-{
-}
+{}
 
 QString PortalRequest::desktopService()
 {
@@ -56,7 +55,8 @@ void PortalRequest::start(const QString &interface, const QString &method, const
     sender.remove(0, sender.startsWith(u':') ? 1 : 0).replace(u'.', u'_');
     listenOn(desktopPath() + u"/request/"_s + sender + u'/' + token);
 
-    m_serviceWatcher = new QDBusServiceWatcher(desktopService(), m_bus, QDBusServiceWatcher::WatchForUnregistration, this);
+    m_serviceWatcher =
+        new QDBusServiceWatcher(desktopService(), m_bus, QDBusServiceWatcher::WatchForUnregistration, this);
     connect(m_serviceWatcher, &QDBusServiceWatcher::serviceUnregistered, this, [this] {
         if (!m_finished) {
             finish();

@@ -10,8 +10,9 @@ enum class SessionType {
 };
 
 /**
- * Reads DISPLAY, WAYLAND_DISPLAY and XDG_SESSION_TYPE; an X11 session needs a server that answers. A Wayland session is recognised by the session
- * type and its socket, never by the Qt platform plugin: our GUI runs on XWayland there and would look like X11.
+ * Reads DISPLAY, WAYLAND_DISPLAY and XDG_SESSION_TYPE; an X11 session needs a server that answers. A Wayland session is
+ * recognised by the session type and its socket, never by the Qt platform plugin: our GUI runs on XWayland there and
+ * would look like X11.
  */
 SessionType detectSessionType();
 

@@ -25,17 +25,18 @@ const QString benchmarkPrompt = u"只修正错别字和标点，保留原意，�
 
 QJsonObject answerRoute(int status, const QString &content)
 {
-    const QJsonObject answer {
-        {u"choices"_s, QJsonArray {QJsonObject {{u"message"_s, QJsonObject {{u"role"_s, u"assistant"_s}, {u"content"_s, content}}}}}}};
+    const QJsonObject answer{
+        {u"choices"_s,
+         QJsonArray{QJsonObject{{u"message"_s, QJsonObject{{u"role"_s, u"assistant"_s}, {u"content"_s, content}}}}}}};
     return {{u"status"_s, status},
-            {u"headers"_s, QJsonObject {{u"Content-Type"_s, u"application/json"_s}}},
+            {u"headers"_s, QJsonObject{{u"Content-Type"_s, u"application/json"_s}}},
             {u"body"_s, QString::fromUtf8(QJsonDocument(answer).toJson(QJsonDocument::Compact))}};
 }
 
 QByteArray lookupWithSecretTool()
 {
-    return Tessary::Test::runProcess(u"secret-tool"_s, {u"lookup"_s, u"service"_s, u"md.velmor.tessary.ai"_s, u"account"_s,
-                                               u"openai-compatible-key"_s})
+    return Tessary::Test::runProcess(u"secret-tool"_s, {u"lookup"_s, u"service"_s, u"md.velmor.tessary.ai"_s,
+                                                        u"account"_s, u"openai-compatible-key"_s})
         .standardOutput;
 }
 
@@ -76,7 +77,8 @@ protected:
     static ProcessResult tessary(const QString &mode, const QProcessEnvironment &environment,
                                  const QByteArray &standardInput = {})
     {
-        return Tessary::Test::runProcess(Tessary::Test::buildPath(u"bin/tessary"_s), {mode}, environment, standardInput, 60000);
+        return Tessary::Test::runProcess(Tessary::Test::buildPath(u"bin/tessary"_s), {mode}, environment, standardInput,
+                                         60000);
     }
 
     /** The same program on a session bus where nothing provides the Secret Service. */
@@ -85,8 +87,8 @@ protected:
     {
         return Tessary::Test::runProcess(
             u"dbus-run-session"_s,
-            {u"--config-file="_s + Tessary::Test::sourcePath(u"tests/support/session-bus-without-services.conf"_s), u"--"_s,
-             Tessary::Test::buildPath(u"bin/tessary"_s), mode},
+            {u"--config-file="_s + Tessary::Test::sourcePath(u"tests/support/session-bus-without-services.conf"_s),
+             u"--"_s, Tessary::Test::buildPath(u"bin/tessary"_s), mode},
             environment, standardInput, 60000);
     }
 
@@ -123,8 +125,8 @@ TEST_F(AICommandLineTest, SetKeyWithoutAKeyChangesNothing)
 {
     ASSERT_TRUE(AIKeychain::write(u"sk-kept"_s));
     // Closed at once, an empty first line (the key on the second does not count), blanks only.
-    for (const QByteArray &input : {QByteArray(), QByteArray("\n"), QByteArray("\nsk-second-line\n"),
-                                    QByteArray(" \t \r\n")}) {
+    for (const QByteArray &input :
+         {QByteArray(), QByteArray("\n"), QByteArray("\nsk-second-line\n"), QByteArray(" \t \r\n")}) {
         SCOPED_TRACE(input.toStdString());
         const ProcessResult missing = tessary(u"--set-ai-key-stdin"_s, environment(), input);
         EXPECT_EQ(missing.exitCode, 1);
@@ -153,9 +155,11 @@ TEST_F(AICommandLineTest, SetKeyWithoutSecretServiceReportsTheCode)
 TEST_F(AICommandLineTest, BenchmarkTimesOneRequestWithTheSavedSettings)
 {
     ASSERT_EQ(tessary(u"--set-ai-key-stdin"_s, environment(), "sk-bench\n").exitCode, 0);
-    saveSettings({{u"aiBaseURL"_s, serverBase()}, {u"aiModel"_s, u"bench-model"_s},
+    saveSettings({{u"aiBaseURL"_s, serverBase()},
+                  {u"aiModel"_s, u"bench-model"_s},
                   {u"polishPrompt"_s, u"a prompt of the user's that the benchmark does not use"_s}});
-    s_server->setRoute(u"/v1/chat/completions"_s, answerRoute(200, u"  这是一段用于测试 OCR 润色速度的示例文字。👍🏽\n"_s));
+    s_server->setRoute(u"/v1/chat/completions"_s,
+                       answerRoute(200, u"  这是一段用于测试 OCR 润色速度的示例文字。👍🏽\n"_s));
 
     // Qt's OpenSSL back end takes the trusted roots from SSL_CERT_FILE, like other OpenSSL clients.
     const ProcessResult result = tessary(u"--benchmark-ai"_s, environment());
@@ -171,10 +175,10 @@ TEST_F(AICommandLineTest, BenchmarkTimesOneRequestWithTheSavedSettings)
     ASSERT_EQ(requests.size(), 1);
     const QJsonObject request = requests[0].toObject();
     EXPECT_EQ(request[u"headers"].toObject()[u"authorization"].toString(), u"Bearer sk-bench"_s);
-    const QJsonObject expected {
+    const QJsonObject expected{
         {u"model"_s, u"bench-model"_s},
-        {u"messages"_s, QJsonArray {QJsonObject {{u"role"_s, u"system"_s}, {u"content"_s, benchmarkPrompt}},
-                                    QJsonObject {{u"role"_s, u"user"_s}, {u"content"_s, benchmarkText}}}}};
+        {u"messages"_s, QJsonArray{QJsonObject{{u"role"_s, u"system"_s}, {u"content"_s, benchmarkPrompt}},
+                                   QJsonObject{{u"role"_s, u"user"_s}, {u"content"_s, benchmarkText}}}}};
     EXPECT_EQ(QJsonDocument::fromJson(request[u"body"].toString().toUtf8()).object(), expected);
 }
 
@@ -192,12 +196,12 @@ TEST_F(AICommandLineTest, BenchmarkWithoutSettingsUsesDeepSeek)
 
     EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
     EXPECT_TRUE(result.standardOutput.endsWith(" output_characters=1\n")) << result.standardOutput.toStdString();
-    EXPECT_EQ(tunnel.connectTargets(), QStringList {u"api.deepseek.com:443"_s});
+    EXPECT_EQ(tunnel.connectTargets(), QStringList{u"api.deepseek.com:443"_s});
     ASSERT_EQ(s_server->requests().size(), 1);
     const QJsonObject body =
         QJsonDocument::fromJson(s_server->requests()[0].toObject()[u"body"].toString().toUtf8()).object();
     EXPECT_EQ(body[u"model"].toString(), u"deepseek-v4-flash"_s);
-    EXPECT_EQ(body[u"thinking"].toObject(), (QJsonObject {{u"type"_s, u"disabled"_s}}));
+    EXPECT_EQ(body[u"thinking"].toObject(), (QJsonObject{{u"type"_s, u"disabled"_s}}));
 }
 
 TEST_F(AICommandLineTest, BenchmarkFailuresNameTheCause)
@@ -212,8 +216,9 @@ TEST_F(AICommandLineTest, BenchmarkFailuresNameTheCause)
 
     const ProcessResult noService = tessaryWithoutSecretService(u"--benchmark-ai"_s, environment());
     EXPECT_EQ(noService.exitCode, 1);
-    EXPECT_TRUE(QString::fromUtf8(noService.standardError)
-                    .endsWith(u"AI benchmark failed: The operation couldn’t be completed. (OSStatus error -25291.)\n"_s))
+    EXPECT_TRUE(
+        QString::fromUtf8(noService.standardError)
+            .endsWith(u"AI benchmark failed: The operation couldn’t be completed. (OSStatus error -25291.)\n"_s))
         << noService.standardError.toStdString();
     EXPECT_TRUE(s_server->requests().isEmpty());
 

@@ -139,7 +139,7 @@ protected:
 
     void launch()
     {
-        m_app = std::make_unique<TessaryApp>(QStringList {u"tessary"_s, u"--open-settings-appearance"_s}, *m_defaults);
+        m_app = std::make_unique<TessaryApp>(QStringList{u"tessary"_s, u"--open-settings-appearance"_s}, *m_defaults);
         m_app->applicationDidFinishLaunching();
         QMainWindow *window = m_app->settingsWindow()->window();
         ASSERT_NE(window, nullptr);
@@ -166,7 +166,7 @@ protected:
         EXPECT_EQ(m_app->appearance().selection(), palette);
 
         // The window and the fields in it (on another pane too) select and link in the accent.
-        const QList<const QWidget *> tinted {window(), window()->findChild<QLineEdit *>(u"aiBaseURL"_s)};
+        const QList<const QWidget *> tinted{window(), window()->findChild<QLineEdit *>(u"aiBaseURL"_s)};
         for (const QWidget *widget : tinted) {
             ASSERT_NE(widget, nullptr);
             EXPECT_EQ(describe(widget->palette().color(QPalette::Active, QPalette::Highlight)), describe(accent));
@@ -221,9 +221,9 @@ TEST_F(AccentPaletteTest, PickingEachPaletteRetintsTheWindowAndChangesEveryIconA
     expectShownEverywhere(NativeAccentPalette::Violet);
     EXPECT_FALSE(defaultsFile().contains(paletteKey.toUtf8())) << "the default is not written back";
 
-    const QList<NativeAccentPalette> order {NativeAccentPalette::Ocean, NativeAccentPalette::Terracotta,
-                                            NativeAccentPalette::Coral, NativeAccentPalette::Amber,
-                                            NativeAccentPalette::Violet, NativeAccentPalette::Forest};
+    const QList<NativeAccentPalette> order{NativeAccentPalette::Ocean,  NativeAccentPalette::Terracotta,
+                                           NativeAccentPalette::Coral,  NativeAccentPalette::Amber,
+                                           NativeAccentPalette::Violet, NativeAccentPalette::Forest};
     for (const NativeAccentPalette palette : order) {
         ASSERT_TRUE(Tessary::Test::clickOn(tile(palette)));
         ASSERT_TRUE(QTest::qWaitFor([&] { return m_app->appearance().selection() == palette; }, 10000))

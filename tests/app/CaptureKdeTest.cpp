@@ -79,8 +79,9 @@ TEST(CaptureKdeTest, ShortcutThroughKdesDaemonCopiesTheTextAndQuitLetsTheKeyGo)
     runProcess(u"xdotool"_s, {u"key"_s, u"ctrl+shift+super+2"_s});
     ASSERT_TRUE(QTest::qWaitFor(selectorShown, 20000));
     const QSize size = text.size();
-    runProcess(u"xdotool"_s, {u"mousemove"_s, u"0"_s, u"0"_s, u"mousedown"_s, u"1"_s, u"mousemove"_s, u"200"_s, u"100"_s,
-                              u"mousemove"_s, QString::number(size.width()), QString::number(size.height()), u"mouseup"_s, u"1"_s});
+    runProcess(u"xdotool"_s,
+               {u"mousemove"_s, u"0"_s, u"0"_s, u"mousedown"_s, u"1"_s, u"mousemove"_s, u"200"_s, u"100"_s,
+                u"mousemove"_s, QString::number(size.width()), QString::number(size.height()), u"mouseup"_s, u"1"_s});
     QFile sample(sourcePath(u"samples/tessary-sample.txt"_s));
     ASSERT_TRUE(sample.open(QIODevice::ReadOnly));
     const QString expected = QString::fromUtf8(sample.readAll()).trimmed();

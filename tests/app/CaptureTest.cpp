@@ -80,7 +80,10 @@ protected:
     static bool waitForSelector()
     {
         return QTest::qWaitFor(
-            [] { return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Capture$"_s}).standardOutput.isEmpty(); },
+            [] {
+                return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Capture$"_s})
+                            .standardOutput.isEmpty();
+            },
             10000);
     }
 
@@ -110,11 +113,14 @@ TEST_F(CaptureTest, ShortcutAndDragCopyTheTextAndAnnounceIt)
     ASSERT_TRUE(waitForSelector());
     EXPECT_EQ(statusLine(), u"框选要识别的区域"_s);
     const QSize size = m_text.size();
-    runProcess(u"xdotool"_s, {u"mousemove"_s, u"0"_s, u"0"_s, u"mousedown"_s, u"1"_s, u"mousemove"_s, u"200"_s, u"100"_s,
-                              u"mousemove"_s, QString::number(size.width()), QString::number(size.height()), u"mouseup"_s, u"1"_s});
+    runProcess(u"xdotool"_s,
+               {u"mousemove"_s, u"0"_s, u"0"_s, u"mousedown"_s, u"1"_s, u"mousemove"_s, u"200"_s, u"100"_s,
+                u"mousemove"_s, QString::number(size.width()), QString::number(size.height()), u"mouseup"_s, u"1"_s});
     ASSERT_TRUE(QTest::qWaitFor([&] { return clipboard() == sampleText(); }, 20000)) << clipboard().toStdString();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return statusLine() == u"已复制识别文字"_s; }, 5000)) << statusLine().toStdString();
-    EXPECT_FALSE(runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s}).standardOutput.isEmpty());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return statusLine() == u"已复制识别文字"_s; }, 5000))
+        << statusLine().toStdString();
+    EXPECT_FALSE(runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s})
+                     .standardOutput.isEmpty());
     // Only plain text is offered.
     const QString targets = QString::fromUtf8(
         runProcess(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-o"_s, u"-t"_s, u"TARGETS"_s}).standardOutput);
@@ -125,7 +131,8 @@ TEST_F(CaptureTest, ShortcutAndDragCopyTheTextAndAnnounceIt)
 
 TEST_F(CaptureTest, EscapeCancelsAndLeavesTheClipboardAlone)
 {
-    runProcess(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-i"_s}, QProcessEnvironment::systemEnvironment(), "before");
+    runProcess(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-i"_s}, QProcessEnvironment::systemEnvironment(),
+               "before");
     ASSERT_TRUE(QTest::qWaitFor([&] { return clipboard() == u"before"_s; }, 5000));
 
     runProcess(u"xdotool"_s, {u"key"_s, u"ctrl+shift+super+2"_s});

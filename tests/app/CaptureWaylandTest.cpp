@@ -50,7 +50,8 @@ TEST(CaptureWaylandTest, CaptureOptionReadsTheCompositorsScreenThroughThePortal)
             const QString path = shots.filePath(u"screen.png"_s);
             runProcess(u"grim"_s, {path});
             const QImage screen(path);
-            return !screen.isNull() && screen.copy(QRect(QPoint(0, 0), sample.size())) == sample.toImage().convertToFormat(screen.format());
+            return !screen.isNull() &&
+                   screen.copy(QRect(QPoint(0, 0), sample.size())) == sample.toImage().convertToFormat(screen.format());
         },
         20000));
 
@@ -68,9 +69,9 @@ TEST(CaptureWaylandTest, CaptureOptionReadsTheCompositorsScreenThroughThePortal)
     ASSERT_TRUE(app.waitForStarted());
     // The first call starts the portal and its back ends on the bus, which takes a moment.
     ASSERT_TRUE(QTest::qWaitFor(selectorShown, 60000));
-    runProcess(u"xdotool"_s, {u"mousemove"_s, u"0"_s, u"0"_s, u"mousedown"_s, u"1"_s, u"mousemove"_s, u"200"_s, u"100"_s,
-                              u"mousemove"_s, QString::number(sample.width()), QString::number(sample.height()),
-                              u"mouseup"_s, u"1"_s});
+    runProcess(u"xdotool"_s, {u"mousemove"_s, u"0"_s, u"0"_s, u"mousedown"_s, u"1"_s, u"mousemove"_s, u"200"_s,
+                              u"100"_s, u"mousemove"_s, QString::number(sample.width()),
+                              QString::number(sample.height()), u"mouseup"_s, u"1"_s});
     QFile expected(sourcePath(u"samples/tessary-sample.txt"_s));
     ASSERT_TRUE(expected.open(QIODevice::ReadOnly));
     const QString sampleText = QString::fromUtf8(expected.readAll()).trimmed();

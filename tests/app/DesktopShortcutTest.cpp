@@ -61,7 +61,7 @@ protected:
 
     std::unique_ptr<TessaryApp> launch()
     {
-        auto app = std::make_unique<TessaryApp>(QStringList {u"tessary"_s}, m_defaults);
+        auto app = std::make_unique<TessaryApp>(QStringList{u"tessary"_s}, m_defaults);
         app->applicationDidFinishLaunching();
         return app;
     }
@@ -82,7 +82,7 @@ protected:
     }
 
     QTemporaryDir m_dir;
-    UserDefaults m_defaults {m_dir.filePath(u"defaults.ini"_s)};
+    UserDefaults m_defaults{m_dir.filePath(u"defaults.ini"_s)};
 };
 
 TEST_F(DesktopShortcutTest, WaylandWithoutShortcutServiceOffersTheCommandToBind)
@@ -101,7 +101,7 @@ TEST_F(DesktopShortcutTest, PortalRefusalLeavesTheMenuAndRecordingAgainAsksAgain
     PortalStandIn portal;
     ASSERT_TRUE(portal.start(PortalStandIn::GlobalShortcuts));
     // The user declines the desktop's confirmation.
-    portal.setAnswers({{u"BindShortcuts"_s, QJsonObject {{u"response"_s, 1}}}});
+    portal.setAnswers({{u"BindShortcuts"_s, QJsonObject{{u"response"_s, 1}}}});
     const auto app = launch();
     EXPECT_EQ(captureCommand(*app), nullptr) << "this desktop has global shortcuts";
     EXPECT_TRUE(app->preferences().shortcutError().isEmpty()) << "asked, not answered yet";
@@ -142,23 +142,23 @@ TEST_F(DesktopShortcutTest, KdeTakenShortcutKeepsThePreviousOneAndQuitLetsGo)
     EXPECT_TRUE(preferences.shortcutError().isEmpty());
     EXPECT_EQ(captureCommand(*app), nullptr);
     EXPECT_EQ(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s),
-              (QList<int> {ctrlShiftMeta2, ctrlMetaAt}));
+              (QList<int>{ctrlShiftMeta2, ctrlMetaAt}));
 
     // Another program holds Ctrl+Alt+K.
     ASSERT_TRUE(KGlobalAccelDaemon::holdKeys(u"other.program"_s, {(Qt::CTRL | Qt::ALT | Qt::Key_K).toCombined()}));
     const CapturedShortcut previous = preferences.shortcut();
-    preferences.setShortcut(CapturedShortcut {40, CapturedShortcut::Control | CapturedShortcut::Option, u"K"_s});
+    preferences.setShortcut(CapturedShortcut{40, CapturedShortcut::Control | CapturedShortcut::Option, u"K"_s});
     EXPECT_EQ(preferences.shortcut(), previous);
     EXPECT_EQ(preferences.shortcutError(), taken);
     EXPECT_EQ(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s),
-              (QList<int> {ctrlShiftMeta2, ctrlMetaAt}))
+              (QList<int>{ctrlShiftMeta2, ctrlMetaAt}))
         << "the previous shortcut is ours again";
 
     // A free one is taken and clears the complaint.
-    preferences.setShortcut(CapturedShortcut {40, CapturedShortcut::Control | CapturedShortcut::Shift, u"K"_s});
+    preferences.setShortcut(CapturedShortcut{40, CapturedShortcut::Control | CapturedShortcut::Shift, u"K"_s});
     EXPECT_TRUE(preferences.shortcutError().isEmpty());
     EXPECT_EQ(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s),
-              QList<int> {(Qt::CTRL | Qt::SHIFT | Qt::Key_K).toCombined()});
+              QList<int>{(Qt::CTRL | Qt::SHIFT | Qt::Key_K).toCombined()});
 
     // Quitting lets the key go.
     app->applicationWillTerminate();

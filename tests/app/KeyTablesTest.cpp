@@ -73,7 +73,8 @@ TEST(KeyTablesTest, StoredShortcutsInTheGlobalShortcutBackendsTerms)
     // Keypad 1 is not the 1 above the letters.
     const std::optional<HotKeyCombination> keypadOne = KeyTables::hotKeyCombination(83, 0x1000);
     ASSERT_TRUE(keypadOne.has_value());
-    EXPECT_EQ(keypadOne->qtCombination(), QKeyCombination(Qt::ControlModifier | Qt::KeypadModifier, Qt::Key_1).toCombined());
+    EXPECT_EQ(keypadOne->qtCombination(),
+              QKeyCombination(Qt::ControlModifier | Qt::KeypadModifier, Qt::Key_1).toCombined());
     EXPECT_EQ(keypadOne->portalTrigger(), u"CTRL+KP_1"_s);
 
     EXPECT_EQ(KeyTables::hotKeyCombination(40, 0x100)->portalTrigger(), u"LOGO+k"_s);

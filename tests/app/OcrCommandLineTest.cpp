@@ -17,7 +17,8 @@ namespace {
 class OcrCommandLineTest : public ::testing::Test
 {
 protected:
-    static ProcessResult tessary(const QStringList &arguments, const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment())
+    static ProcessResult tessary(const QStringList &arguments,
+                                 const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment())
     {
         return runProcess(buildPath(u"bin/tessary"_s), arguments, environment);
     }
@@ -151,7 +152,7 @@ TEST_F(OcrCommandLineTest, BenchmarksReportTimeAndCharacters)
 TEST_F(OcrCommandLineTest, AnythingElseStartsTheApplication)
 {
     const QString sample = sourcePath(u"samples/tessary-sample.png"_s);
-    const QList<QStringList> launches {
+    const QList<QStringList> launches{
         {u"--ocr-file"_s},
         {u"--ocr-file"_s, sample, sample},
         {u"--OCR-FILE"_s, sample},

@@ -32,7 +32,7 @@ using namespace Tessary;
 
 namespace {
 
-const QStringList editKeys {u"撤销"_s, u"重做"_s, u"剪切"_s, u"复制"_s, u"粘贴"_s, u"全选"_s};
+const QStringList editKeys{u"撤销"_s, u"重做"_s, u"剪切"_s, u"复制"_s, u"粘贴"_s, u"全选"_s};
 
 QString translated(const QString &language, const QString &key)
 {
@@ -52,7 +52,7 @@ protected:
         m_defaults.setString(u"language"_s, u"en"_s);
         m_defaults.setString(u"aiBaseURL"_s, u"https://api.example.com/v1"_s);
         m_defaults.setString(u"aiModel"_s, u"example-chat"_s);
-        m_app = std::make_unique<TessaryApp>(QStringList {u"tessary"_s, u"--open-settings-ai"_s}, m_defaults);
+        m_app = std::make_unique<TessaryApp>(QStringList{u"tessary"_s, u"--open-settings-ai"_s}, m_defaults);
         m_app->applicationDidFinishLaunching();
         m_window = m_app->settingsWindow()->window();
         ASSERT_NE(m_window, nullptr);
@@ -99,7 +99,7 @@ protected:
     void press(const QString &chord) { ASSERT_TRUE(Tessary::Test::pressKeys(chord)) << chord.toStdString(); }
 
     QTemporaryDir m_dir;
-    UserDefaults m_defaults {m_dir.filePath(u"defaults.ini"_s)};
+    UserDefaults m_defaults{m_dir.filePath(u"defaults.ini"_s)};
     std::unique_ptr<TessaryApp> m_app;
     QMainWindow *m_window = nullptr;
     QLineEdit *m_baseURL = nullptr;
@@ -141,7 +141,7 @@ TEST_F(SettingsEditMenuTest, CutCopyAndPasteWithTheKeyboardInTheAIPane)
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_baseURL->text().isEmpty(); }, 10000));
     EXPECT_TRUE(m_app->preferences().aiBaseURL().isEmpty());
     EXPECT_EQ(Tessary::Test::clipboardTextElsewhere(), u"https://api.example.com/v1"_s);
-    EXPECT_EQ(enabledItems(), (QStringList {u"undo"_s, u"paste"_s})) << "nothing left to cut, copy or select";
+    EXPECT_EQ(enabledItems(), (QStringList{u"undo"_s, u"paste"_s})) << "nothing left to cut, copy or select";
 
     // Copy the model name and paste it where the address was.
     clickInto(m_model);
@@ -173,7 +173,7 @@ TEST_F(SettingsEditMenuTest, ItemsFollowTheFocusThroughTheAIPane)
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_keyDraft->text() == u"sk-secret"_s; }, 10000));
     press(u"ctrl+a"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_keyDraft->hasSelectedText(); }, 10000));
-    EXPECT_EQ(enabledItems(), (QStringList {u"undo"_s, u"paste"_s, u"selectAll"_s}));
+    EXPECT_EQ(enabledItems(), (QStringList{u"undo"_s, u"paste"_s, u"selectAll"_s}));
     const QString before = QGuiApplication::clipboard()->text();
     item(u"copy"_s)->trigger();
     press(u"ctrl+c"_s);

@@ -46,10 +46,11 @@ protected:
         for (const QString &folder : {u"a/home"_s, u"a/config/md.velmor.tessary"_s, u"a/runtime"_s, u"a/data"_s}) {
             ASSERT_TRUE(QDir().mkpath(m_dir.filePath(folder)));
         }
-        QFile::setPermissions(m_dir.filePath(u"a/runtime"_s), QFileDevice::ReadOwner | QFileDevice::WriteOwner
-                                                                   | QFileDevice::ExeOwner);
-        Tessary::Test::writeFile(defaultsOfA(), "[General]\nlanguage=zh-Hans\niCloudSyncEnabled=true\ntessary.syncFolder="
-                                                    + shared().toUtf8() + "\n");
+        QFile::setPermissions(m_dir.filePath(u"a/runtime"_s),
+                              QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+        Tessary::Test::writeFile(
+            defaultsOfA(),
+            "[General]\nlanguage=zh-Hans\niCloudSyncEnabled=true\ntessary.syncFolder=" + shared().toUtf8() + "\n");
         m_defaults.setString(u"language"_s, u"zh-Hans"_s);
         m_defaults.setBoolean(u"iCloudSyncEnabled"_s, true);
         m_defaults.setString(u"tessary.syncFolder"_s, shared());
@@ -87,9 +88,9 @@ protected:
 
     QString windowOfA() const
     {
-        const auto found = Tessary::Test::runProcess(
-            u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--pid"_s, QString::number(m_a.processId()), u"--name"_s,
-                           u"Tessary"_s});
+        const auto found =
+            Tessary::Test::runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--pid"_s,
+                                                     QString::number(m_a.processId()), u"--name"_s, u"Tessary"_s});
         return QString::fromUtf8(found.standardOutput.split('\n').first().trimmed());
     }
 
@@ -98,15 +99,16 @@ protected:
     {
         const QString window = windowOfA();
         ASSERT_FALSE(window.isEmpty());
-        const auto typed = Tessary::Test::runProcess(
-            u"xdotool"_s, {u"windowraise"_s, window, u"mousemove"_s, u"--window"_s, window, QString::number(modelFieldX),
-                           QString::number(modelFieldY), u"click"_s, u"1"_s, u"key"_s, u"ctrl+a"_s, u"type"_s, model});
+        const auto typed =
+            Tessary::Test::runProcess(u"xdotool"_s, {u"windowraise"_s, window, u"mousemove"_s, u"--window"_s, window,
+                                                     QString::number(modelFieldX), QString::number(modelFieldY),
+                                                     u"click"_s, u"1"_s, u"key"_s, u"ctrl+a"_s, u"type"_s, model});
         ASSERT_EQ(typed.exitCode, 0) << typed.standardError.toStdString();
     }
 
     std::unique_ptr<TessaryApp> launchB()
     {
-        auto app = std::make_unique<TessaryApp>(QStringList {u"tessary"_s}, m_defaults);
+        auto app = std::make_unique<TessaryApp>(QStringList{u"tessary"_s}, m_defaults);
         app->applicationDidFinishLaunching();
         // Without a tray it shows its settings once; out of the way of A's window.
         if (app->settingsWindow()->window() != nullptr) {
@@ -116,7 +118,7 @@ protected:
     }
 
     QTemporaryDir m_dir;
-    UserDefaults m_defaults {m_dir.filePath(u"b/defaults.ini"_s)};
+    UserDefaults m_defaults{m_dir.filePath(u"b/defaults.ini"_s)};
     QProcess m_a;
 };
 
@@ -159,8 +161,7 @@ TEST_F(SyncEndToEndTest, ModelChangesTravelBetweenRunningInstancesAndAConflictCo
     ASSERT_TRUE(QTest::qWaitFor([&] { return modelOfA() == u"blocked-a"; }, 10000));
     ASSERT_TRUE(QTest::qWaitFor([&] { return !b->cloud().hasPendingSave(); }, 10000));
     QTest::qWait(1000); // A's save is due 350 ms after its last keystroke
-    EXPECT_EQ(b->cloud().status(),
-              tessaryFormat(tessaryLocalized(u"iCloud 保存失败：%@"_s, u"zh-Hans"_s), conflict));
+    EXPECT_EQ(b->cloud().status(), tessaryFormat(tessaryLocalized(u"iCloud 保存失败：%@"_s, u"zh-Hans"_s), conflict));
     EXPECT_TRUE(Tessary::Test::contents(configFile()) == before) << "written in spite of the conflict copy";
     EXPECT_EQ(b->preferences().aiModel(), u"blocked-b"_s) << "the change stays here";
 

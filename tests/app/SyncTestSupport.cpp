@@ -22,8 +22,8 @@ namespace {
 /** Switches CAP_DAC_OVERRIDE and CAP_DAC_READ_SEARCH on or off in the effective set; false when not possible. */
 bool setOverride(bool on)
 {
-    __user_cap_header_struct header {_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3] {};
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3]{};
     if (::syscall(SYS_capget, &header, data) != 0) {
         return false;
     }
@@ -62,13 +62,13 @@ void deliver(const QString &path, const QByteArray &bytes)
 
 QByteArray configuration(std::initializer_list<std::pair<QString, QJsonValue>> overrides)
 {
-    QJsonObject object {
+    QJsonObject object{
         {u"version"_s, 1},
         {u"aiBaseURL"_s, u"https://api.deepseek.com/v1"_s},
         {u"aiModel"_s, u"synced-model"_s},
         {u"polishPrompt"_s, u"Polish."_s},
         {u"hideMenuBarIcon"_s, false},
-        {u"shortcut"_s, QJsonObject {{u"keyCode"_s, 19}, {u"modifiers"_s, 4864}, {u"label"_s, u"2"_s}}},
+        {u"shortcut"_s, QJsonObject{{u"keyCode"_s, 19}, {u"modifiers"_s, 4864}, {u"label"_s, u"2"_s}}},
         {u"colorMode"_s, u"system"_s},
         {u"language"_s, u"zh-Hans"_s},
         {u"accentPalette"_s, u"violet"_s},

@@ -51,13 +51,13 @@ class TessaryAppTest : public ::testing::Test
 protected:
     std::unique_ptr<TessaryApp> launch(const QStringList &arguments)
     {
-        auto app = std::make_unique<TessaryApp>(QStringList {u"tessary"_s} + arguments, m_defaults);
+        auto app = std::make_unique<TessaryApp>(QStringList{u"tessary"_s} + arguments, m_defaults);
         app->applicationDidFinishLaunching();
         return app;
     }
 
     QTemporaryDir m_dir;
-    UserDefaults m_defaults {m_dir.filePath(u"defaults.ini"_s)};
+    UserDefaults m_defaults{m_dir.filePath(u"defaults.ini"_s)};
 };
 
 TEST_F(TessaryAppTest, StatusMenuHasItsRowsInOrderWithInformationRowsDisabled)
@@ -67,10 +67,11 @@ TEST_F(TessaryAppTest, StatusMenuHasItsRowsInOrderWithInformationRowsDisabled)
     const QMenu *menu = app->statusMenu();
     ASSERT_NE(menu, nullptr);
     const QString zh = u"zh-Hans"_s;
-    EXPECT_EQ(titles(menu), (QStringList {translated(zh, u"选区识字并复制"_s), translated(zh, u"选区识字并 AI 润色"_s),
-                                          translated(zh, u"就绪"_s), translated(zh, u"快捷键：%@"_s).replace(u"%@"_s, u"⌃⇧⌘2"_s),
-                                          u"-"_s, translated(zh, u"设置…"_s), translated(zh, u"检查更新…"_s),
-                                          translated(zh, u"打开屏幕录制权限设置…"_s), translated(zh, u"退出 Tessary"_s)}));
+    EXPECT_EQ(titles(menu),
+              (QStringList{translated(zh, u"选区识字并复制"_s), translated(zh, u"选区识字并 AI 润色"_s),
+                           translated(zh, u"就绪"_s), translated(zh, u"快捷键：%@"_s).replace(u"%@"_s, u"⌃⇧⌘2"_s),
+                           u"-"_s, translated(zh, u"设置…"_s), translated(zh, u"检查更新…"_s),
+                           translated(zh, u"打开屏幕录制权限设置…"_s), translated(zh, u"退出 Tessary"_s)}));
     const QList<QAction *> rows = menu->actions();
     EXPECT_TRUE(rows[0]->isEnabled());
     EXPECT_TRUE(rows[1]->isEnabled());
@@ -106,7 +107,7 @@ TEST_F(TessaryAppTest, ChangingTheLanguageRelabelsMenusStatusLineAndWindowTitle)
 
 TEST_F(TessaryAppTest, OpenSettingsOptionsPickThePane)
 {
-    const QList<std::pair<QString, int>> options {
+    const QList<std::pair<QString, int>> options{
         {u"--open-settings"_s, 0},
         {u"--open-settings-ai"_s, 1},
         {u"--open-settings-appearance"_s, 2},
@@ -210,18 +211,19 @@ TEST(TessaryAppHotKeyTest, TakenShortcutKeepsThePreviousOneAndSaysWhy)
     xcb_connection_t *other = xcb_connect(nullptr, nullptr);
     ASSERT_EQ(xcb_connection_has_error(other), 0);
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(other)).data->root;
-    xcb_generic_error_t *error = xcb_request_check(
-        other, xcb_grab_key_checked(other, 1, root, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1, 45, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    xcb_generic_error_t *error =
+        xcb_request_check(other, xcb_grab_key_checked(other, 1, root, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1, 45,
+                                                      XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     ASSERT_EQ(error, nullptr);
 
     const CapturedShortcut previous = preferences.shortcut();
-    preferences.setShortcut(CapturedShortcut {40, CapturedShortcut::Control | CapturedShortcut::Option, u"K"_s});
+    preferences.setShortcut(CapturedShortcut{40, CapturedShortcut::Control | CapturedShortcut::Option, u"K"_s});
     EXPECT_EQ(preferences.shortcut(), previous);
     EXPECT_EQ(preferences.shortcutError(), u"快捷键已被占用，请重新录制。"_s);
     EXPECT_EQ(CapturedShortcut::decodeJson(*defaults.data(u"shortcut"_s)), previous) << "the stored value reverts too";
 
     // A free shortcut clears the complaint.
-    preferences.setShortcut(CapturedShortcut {40, CapturedShortcut::Control | CapturedShortcut::Shift, u"K"_s});
+    preferences.setShortcut(CapturedShortcut{40, CapturedShortcut::Control | CapturedShortcut::Shift, u"K"_s});
     EXPECT_TRUE(preferences.shortcutError().isEmpty());
     xcb_disconnect(other);
 }

@@ -96,7 +96,7 @@ protected:
     }
 
     QTemporaryDir m_dir;
-    UserDefaults m_defaults {m_dir.filePath(u"defaults.ini"_s)};
+    UserDefaults m_defaults{m_dir.filePath(u"defaults.ini"_s)};
     std::unique_ptr<TessaryPreferences> m_preferences;
     std::unique_ptr<NativeAppAppearance> m_appearance;
     std::unique_ptr<TessaryCloudSettings> m_cloud;
@@ -119,10 +119,12 @@ TEST_F(TessaryCloudSettingsTest, SwitchingOnUploadsTheConfigurationByteForByteAs
     const QString prompt = TessaryDefaultPrompt::forLanguage(u"zh-Hans"_s);
     ASSERT_FALSE(prompt.contains(u'"') || prompt.contains(u'/') || prompt.contains(u'\\') || prompt.contains(u'\n'));
     const QByteArray expected =
-        "{\"version\":1,\"aiBaseURL\":\"https:\\/\\/api.deepseek.com\\/v1\",\"aiModel\":\"model\\/with \\\"quotes\\\"\\n\","
-        "\"polishPrompt\":\"" + prompt.toUtf8() + '"'
-        + ",\"hideMenuBarIcon\":true,\"shortcut\":{\"keyCode\":19,\"modifiers\":4864,\"label\":\"2\"},"
-          "\"colorMode\":\"system\",\"language\":\"zh-Hans\",\"accentPalette\":\"ocean\"}";
+        "{\"version\":1,\"aiBaseURL\":\"https:\\/\\/api.deepseek.com\\/v1\",\"aiModel\":\"model\\/with "
+        "\\\"quotes\\\"\\n\","
+        "\"polishPrompt\":\"" +
+        prompt.toUtf8() + '"' +
+        ",\"hideMenuBarIcon\":true,\"shortcut\":{\"keyCode\":19,\"modifiers\":4864,\"label\":\"2\"},"
+        "\"colorMode\":\"system\",\"language\":\"zh-Hans\",\"accentPalette\":\"ocean\"}";
     EXPECT_EQ(Tessary::Test::contents(file()), expected);
     // Neither the key, nor the switch, nor the folder travel.
     const QJsonObject keys = QJsonDocument::fromJson(Tessary::Test::contents(file())).object();
@@ -147,7 +149,8 @@ TEST_F(TessaryCloudSettingsTest, SwitchingOnOverTheSameConfigurationInAnotherKey
 
 TEST_F(TessaryCloudSettingsTest, DifferentConfigurationAsksWhichWins)
 {
-    Tessary::Test::deliver(file(), Tessary::Test::configuration({{u"aiModel"_s, u"their-model"_s},
+    Tessary::Test::deliver(
+        file(), Tessary::Test::configuration({{u"aiModel"_s, u"their-model"_s},
                                               {u"polishPrompt"_s, TessaryDefaultPrompt::legacyPrompts().at(2)},
                                               {u"language"_s, u"zh-Hant"_s},
                                               {u"colorMode"_s, u"dark"_s},
@@ -235,9 +238,8 @@ TEST_F(TessaryCloudSettingsTest, ABurstOfChangesIsOneWriteAfterTheLast)
 TEST_F(TessaryCloudSettingsTest, ChangesFromAnotherProcessAreAppliedWithTheirSideEffects)
 {
     enable();
-    QByteArray fromPeer = Tessary::Test::configuration({{u"aiModel"_s, u"peer-model"_s},
-                                              {u"hideMenuBarIcon"_s, true},
-                                              {u"accentPalette"_s, u"amber"_s}});
+    QByteArray fromPeer = Tessary::Test::configuration(
+        {{u"aiModel"_s, u"peer-model"_s}, {u"hideMenuBarIcon"_s, true}, {u"accentPalette"_s, u"amber"_s}});
     bool visibilityFollowed = false;
     m_preferences->onVisibilityChange = [&] { visibilityFollowed = m_preferences->hideMenuBarIcon(); };
     ASSERT_TRUE(PeerProcess::run({u"replace"_s, file(), QString::fromUtf8(fromPeer)}));
@@ -301,7 +303,8 @@ class TessaryCloudSettingsBadFileTest : public TessaryCloudSettingsTest, public 
 TEST_P(TessaryCloudSettingsBadFileTest, IsNeitherAppliedNorOverwrittenAndTheStatusSaysWhy)
 {
     enable();
-    const QString reason = tessaryFormat(text(QString::fromUtf8(GetParam().reasonKey)), QString::fromUtf8(GetParam().argument));
+    const QString reason =
+        tessaryFormat(text(QString::fromUtf8(GetParam().reasonKey)), QString::fromUtf8(GetParam().argument));
     const QByteArray bad = GetParam().bytes();
     Tessary::Test::deliver(file(), bad);
     ASSERT_TRUE(waitForStatus(failure(u"iCloud 配置暂不可用：%@"_s, reason))) << m_cloud->status().toStdString();
@@ -325,18 +328,33 @@ TEST_P(TessaryCloudSettingsBadFileTest, IsNeitherAppliedNorOverwrittenAndTheStat
 INSTANTIATE_TEST_SUITE_P(
     FromElsewhere, TessaryCloudSettingsBadFileTest,
     ::testing::Values(
-        BadFile {"overSizeLimit", [] { return Tessary::Test::configuration({{u"polishPrompt"_s, QString(5'000'000, u'x')}}); },
-                 "配置文件超过 5 MB。", ""},
-        BadFile {"notJson", [] { return QByteArray("version = 1\naiModel = x\n"); }, "配置文件不是有效的 JSON。", ""},
-        BadFile {"jsonButNotAnObject", [] { return QByteArray("[1, 2, 3]"); }, "配置文件不是有效的 JSON。", ""},
-        BadFile {"wrongType", [] { return Tessary::Test::configuration({{u"hideMenuBarIcon"_s, u"yes"_s}}); },
-                 "配置文件中的“%@”缺失或类型不正确。", "hideMenuBarIcon"},
-        BadFile {"missingKey", [] { return Tessary::Test::configuration({{u"accentPalette"_s, QJsonValue::Undefined}}); },
-                 "配置文件中的“%@”缺失或类型不正确。", "accentPalette"},
-        BadFile {"badShortcut", [] { return Tessary::Test::configuration({{u"shortcut"_s, QJsonObject {{u"keyCode"_s, -1}}}}); },
-                 "配置文件中的“%@”缺失或类型不正确。", "shortcut"},
-        BadFile {"laterVersion", [] { return Tessary::Test::configuration({{u"version"_s, 2}, {u"aiModel"_s, u"v2"_s}}); },
-                 "配置文件的格式版本 %@ 不受支持。", "2"}),
+        BadFile{"overSizeLimit",
+                [] {
+                    return Tessary::Test::configuration({{u"polishPrompt"_s, QString(5'000'000, u'x')}});
+                },
+                "配置文件超过 5 MB。", ""},
+        BadFile{"notJson", [] { return QByteArray("version = 1\naiModel = x\n"); }, "配置文件不是有效的 JSON。", ""},
+        BadFile{"jsonButNotAnObject", [] { return QByteArray("[1, 2, 3]"); }, "配置文件不是有效的 JSON。", ""},
+        BadFile{"wrongType",
+                [] {
+                    return Tessary::Test::configuration({{u"hideMenuBarIcon"_s, u"yes"_s}});
+                },
+                "配置文件中的“%@”缺失或类型不正确。", "hideMenuBarIcon"},
+        BadFile{"missingKey",
+                [] {
+                    return Tessary::Test::configuration({{u"accentPalette"_s, QJsonValue::Undefined}});
+                },
+                "配置文件中的“%@”缺失或类型不正确。", "accentPalette"},
+        BadFile{"badShortcut",
+                [] {
+                    return Tessary::Test::configuration({{u"shortcut"_s, QJsonObject{{u"keyCode"_s, -1}}}});
+                },
+                "配置文件中的“%@”缺失或类型不正确。", "shortcut"},
+        BadFile{"laterVersion",
+                [] {
+                    return Tessary::Test::configuration({{u"version"_s, 2}, {u"aiModel"_s, u"v2"_s}});
+                },
+                "配置文件的格式版本 %@ 不受支持。", "2"}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(TessaryCloudSettingsTest, UnknownPaletteAndAMegabytePromptAreTakenAsFarAsTheyGo)
@@ -344,8 +362,8 @@ TEST_F(TessaryCloudSettingsTest, UnknownPaletteAndAMegabytePromptAreTakenAsFarAs
     enable();
     const QString longPrompt = QString(1'000'000, u'提');
     Tessary::Test::deliver(file(), Tessary::Test::configuration({{u"accentPalette"_s, u"ultraviolet"_s},
-                                              {u"aiModel"_s, u"from-mac"_s},
-                                              {u"polishPrompt"_s, longPrompt}}));
+                                                                 {u"aiModel"_s, u"from-mac"_s},
+                                                                 {u"polishPrompt"_s, longPrompt}}));
     ASSERT_TRUE(waitForStatus(u"已从 iCloud 同步"_s));
     EXPECT_EQ(m_preferences->aiModel(), u"from-mac"_s);
     EXPECT_EQ(m_preferences->polishPrompt(), longPrompt);
@@ -363,9 +381,9 @@ TEST_F(TessaryCloudSettingsTest, ConflictCopyOfEachSyncToolStopsWritesUntilTheUs
 {
     enable();
     const QString conflictReason = text(u"iCloud 配置存在冲突版本，请在访达中处理后重新加载。"_s);
-    const QStringList copies {u"config.sync-conflict-20261123-101500-ABCDEFG.json"_s,
-                              u"config (conflicted copy 2026-11-23 101500).json"_s,
-                              u"config (Mei's MacBook conflicted copy 2026-11-23).json"_s};
+    const QStringList copies{u"config.sync-conflict-20261123-101500-ABCDEFG.json"_s,
+                             u"config (conflicted copy 2026-11-23 101500).json"_s,
+                             u"config (Mei's MacBook conflicted copy 2026-11-23).json"_s};
     int round = 0;
     for (const QString &copy : copies) {
         SCOPED_TRACE(copy.toStdString());
@@ -405,7 +423,8 @@ TEST_F(TessaryCloudSettingsTest, PlaceholderOfAFileOnItsWayIsNeverOverwritten)
     changeModelAndWaitForTheWrite(u"local"_s);
     EXPECT_EQ(m_cloud->status(), u"等待 iCloud 配置下载；不会覆盖云端文件。"_s);
     EXPECT_FALSE(QFileInfo::exists(file()));
-    Tessary::Test::writeFile(file(u".syncthing.config.json.tmp"_s), Tessary::Test::configuration({{u"aiModel"_s, u"arrived"_s}}));
+    Tessary::Test::writeFile(file(u".syncthing.config.json.tmp"_s),
+                             Tessary::Test::configuration({{u"aiModel"_s, u"arrived"_s}}));
     ASSERT_EQ(::rename(QFile::encodeName(file(u".syncthing.config.json.tmp"_s)).constData(),
                        QFile::encodeName(file()).constData()),
               0);
@@ -430,9 +449,8 @@ TEST_F(TessaryCloudSettingsTest, MissingUnwritableAndDeletedFoldersAreReportedAn
         m_cloud->setFolder(readOnly);
         m_cloud->setEnabled(true);
         EXPECT_FALSE(m_cloud->isEnabled());
-        EXPECT_EQ(m_cloud->status(),
-                  failure(u"iCloud 配置不可用：%@"_s,
-                          tessaryFormat(text(u"没有访问“%@”的权限。"_s), readOnly + u"/Tessary"_s)));
+        EXPECT_EQ(m_cloud->status(), failure(u"iCloud 配置不可用：%@"_s,
+                                             tessaryFormat(text(u"没有访问“%@”的权限。"_s), readOnly + u"/Tessary"_s)));
     }
 
     // Write permission taken away while on: the save fails and says so; the change stays here.
@@ -441,16 +459,15 @@ TEST_F(TessaryCloudSettingsTest, MissingUnwritableAndDeletedFoldersAreReportedAn
     {
         const Tessary::Test::ReadOnlyFolder locked(syncFolder() + u"/Tessary"_s);
         changeModelAndWaitForTheWrite(u"while-read-only"_s);
-        EXPECT_EQ(m_cloud->status(),
-                  failure(u"iCloud 保存失败：%@"_s,
-                          tessaryFormat(text(u"没有访问“%@”的权限。"_s), syncFolder() + u"/Tessary"_s)));
+        EXPECT_EQ(m_cloud->status(), failure(u"iCloud 保存失败：%@"_s, tessaryFormat(text(u"没有访问“%@”的权限。"_s),
+                                                                                     syncFolder() + u"/Tessary"_s)));
         EXPECT_EQ(m_preferences->aiModel(), u"while-read-only"_s);
     }
 
     // The folder deleted while watched, then brought back by the sync tool with the other device's file.
     ASSERT_TRUE(QDir(syncFolder() + u"/Tessary"_s).removeRecursively());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return m_cloud->status().startsWith(failure(u"iCloud 配置暂不可用：%@"_s, QString())); },
-                                10000))
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return m_cloud->status().startsWith(failure(u"iCloud 配置暂不可用：%@"_s, QString())); }, 10000))
         << m_cloud->status().toStdString();
     changeModelAndWaitForTheWrite(u"while-gone"_s);
     EXPECT_FALSE(QFileInfo::exists(file())) << "a deleted file is not brought back over the other devices";
@@ -463,7 +480,8 @@ TEST_F(TessaryCloudSettingsTest, ChoosingAnotherFolderWhileOnMovesSyncThere)
 {
     enable();
     const QString other = m_dir.filePath(u"Nextcloud"_s);
-    Tessary::Test::deliver(other + u"/Tessary/config.json"_s, Tessary::Test::configuration({{u"aiModel"_s, u"in-other"_s}}));
+    Tessary::Test::deliver(other + u"/Tessary/config.json"_s,
+                           Tessary::Test::configuration({{u"aiModel"_s, u"in-other"_s}}));
     m_preferences->setAiModel(u"last-in-first"_s);
     m_answer = SyncConflictChoice::UseSynced;
     m_cloud->setFolder(other);
@@ -475,7 +493,8 @@ TEST_F(TessaryCloudSettingsTest, ChoosingAnotherFolderWhileOnMovesSyncThere)
     EXPECT_EQ(m_preferences->aiModel(), u"in-other"_s);
     // Only the new folder is watched now.
     Tessary::Test::deliver(file(), Tessary::Test::configuration({{u"aiModel"_s, u"old-folder"_s}}));
-    Tessary::Test::deliver(other + u"/Tessary/config.json"_s, Tessary::Test::configuration({{u"aiModel"_s, u"new-folder"_s}}));
+    Tessary::Test::deliver(other + u"/Tessary/config.json"_s,
+                           Tessary::Test::configuration({{u"aiModel"_s, u"new-folder"_s}}));
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_preferences->aiModel() == u"new-folder"; }, 10000));
     QTest::qWait(300);
     EXPECT_EQ(m_preferences->aiModel(), u"new-folder"_s);
@@ -492,7 +511,8 @@ TEST_F(TessaryCloudSettingsTest, SymlinkedFolderAndFileAreFollowedAndKept)
     enable();
     EXPECT_TRUE(QFileInfo::exists(real + u"/Tessary/config.json"_s));
     EXPECT_TRUE(QFileInfo(link).isSymLink());
-    Tessary::Test::deliver(real + u"/Tessary/config.json"_s, Tessary::Test::configuration({{u"aiModel"_s, u"via-real-path"_s}}));
+    Tessary::Test::deliver(real + u"/Tessary/config.json"_s,
+                           Tessary::Test::configuration({{u"aiModel"_s, u"via-real-path"_s}}));
     ASSERT_TRUE(waitForStatus(u"已从 iCloud 同步"_s));
     EXPECT_EQ(m_preferences->aiModel(), u"via-real-path"_s);
 
@@ -531,8 +551,8 @@ TEST_F(TessaryCloudSettingsTest, SettingsPaneSwitchesSyncThroughTheRealAlertAndS
     QString alertText;
     const auto answer = [&](const QString &button) {
         QTimer::singleShot(0, [&alertText, button] {
-            (void)QTest::qWaitFor([] { return qobject_cast<QMessageBox *>(QApplication::activeModalWidget()) != nullptr; },
-                            10000);
+            (void)QTest::qWaitFor(
+                [] { return qobject_cast<QMessageBox *>(QApplication::activeModalWidget()) != nullptr; }, 10000);
             auto *alert = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
             if (alert == nullptr) {
                 return;
@@ -562,9 +582,12 @@ TEST_F(TessaryCloudSettingsTest, SettingsPaneSwitchesSyncThroughTheRealAlertAndS
     m_preferences->setLanguage(u"en"_s);
     EXPECT_EQ(status->text(), tessaryLocalized(u"已启用 iCloud 同步"_s, u"en"_s));
     Tessary::Test::writeFile(file(u"config.sync-conflict-20261123-101500-ABCDEFG.json"_s), "{}");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status->text().endsWith(tessaryLocalized(
-                                          u"iCloud 配置存在冲突版本，请在访达中处理后重新加载。"_s, u"en"_s)); },
-                                10000))
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            return status->text().endsWith(
+                tessaryLocalized(u"iCloud 配置存在冲突版本，请在访达中处理后重新加载。"_s, u"en"_s));
+        },
+        10000))
         << status->text().toStdString();
     box->click();
     EXPECT_FALSE(box->isChecked());

@@ -73,7 +73,7 @@ protected:
 
     QJsonValue host(const QStringList &arguments)
     {
-        const ProcessResult result = runProcess(python, QStringList {hostScript} + arguments);
+        const ProcessResult result = runProcess(python, QStringList{hostScript} + arguments);
         return QJsonDocument::fromJson("[" + result.standardOutput + "]").array().at(0);
     }
 
@@ -93,7 +93,8 @@ protected:
     {
         return QTest::qWaitFor(
             [&] {
-                return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title}).standardOutput.isEmpty();
+                return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title})
+                            .standardOutput.isEmpty();
             },
             15000);
     }
@@ -114,8 +115,9 @@ TEST_F(TrayApplicationTest, TrayMenuSpeaksTheChosenLanguageAndQuitEndsTheApplica
         ASSERT_FALSE(item.isEmpty()) << "no tray item registered";
         const QJsonArray rows = item.value(u"rows"_s).toArray();
         ASSERT_EQ(rows.size(), 9);
-        const QStringList keys {u"选区识字并复制"_s, u"选区识字并 AI 润色"_s, u"就绪"_s, QString(), QString(),
-                                u"设置…"_s, u"检查更新…"_s, u"打开屏幕录制权限设置…"_s, u"退出 Tessary"_s};
+        const QStringList keys{
+            u"选区识字并复制"_s, u"选区识字并 AI 润色"_s,    u"就绪"_s,        QString(), QString(), u"设置…"_s,
+            u"检查更新…"_s,      u"打开屏幕录制权限设置…"_s, u"退出 Tessary"_s};
         for (int i = 0; i < rows.size(); ++i) {
             const QJsonObject row = rows[i].toObject();
             if (!keys[i].isEmpty()) {
@@ -141,7 +143,8 @@ TEST_F(TrayApplicationTest, SecondLaunchShowsTheSettingsWindowOfTheFirst)
     start(m_app);
     ASSERT_FALSE(waitForTrayItem().isEmpty());
     const QString title = translated(u"zh-Hans"_s, u"Tessary 设置"_s);
-    EXPECT_TRUE(runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title}).standardOutput.isEmpty());
+    EXPECT_TRUE(
+        runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title}).standardOutput.isEmpty());
 
     start(m_second);
     ASSERT_TRUE(m_second.waitForFinished(10000));
@@ -176,13 +179,16 @@ TEST_F(TrayApplicationTest, HiddenIconRegistersNoTrayItemAndRelaunchOpensSetting
     EXPECT_TRUE(host({u"items"_s}).toArray().isEmpty());
 
     // Closing the window leaves a running application without a window or an icon; launching again reaches it.
-    const QString window = QString::fromUtf8(
-        runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title}).standardOutput).trimmed();
+    const QString window =
+        QString::fromUtf8(
+            runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title}).standardOutput)
+            .trimmed();
     runProcess(u"xdotool"_s, {u"windowfocus"_s, u"--sync"_s, window});
     runProcess(u"xdotool"_s, {u"key"_s, u"ctrl+w"_s});
     ASSERT_TRUE(QTest::qWaitFor(
         [&] {
-            return runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title}).standardOutput.isEmpty();
+            return runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, title})
+                .standardOutput.isEmpty();
         },
         5000))
         << "Ctrl+W hides the settings window";

@@ -41,13 +41,16 @@ TEST_P(NativeAccentPaletteTest, CarriesItsRawValueNamesAndColour)
 INSTANTIATE_TEST_SUITE_P(
     Palettes, NativeAccentPaletteTest,
     ::testing::Values(
-        PaletteCase{NativeAccentPalette::Terracotta, u"terracotta"_s, {u"陶土"_s, u"陶土"_s, u"Terracotta"_s}, qRgb(180, 91, 67)},
+        PaletteCase{NativeAccentPalette::Terracotta,
+                    u"terracotta"_s,
+                    {u"陶土"_s, u"陶土"_s, u"Terracotta"_s},
+                    qRgb(180, 91, 67)},
         PaletteCase{NativeAccentPalette::Coral, u"coral"_s, {u"珊瑚"_s, u"珊瑚"_s, u"Coral"_s}, qRgb(213, 68, 77)},
         PaletteCase{NativeAccentPalette::Amber, u"amber"_s, {u"琥珀"_s, u"琥珀"_s, u"Amber"_s}, qRgb(180, 108, 26)},
         PaletteCase{NativeAccentPalette::Forest, u"forest"_s, {u"森林"_s, u"森林"_s, u"Forest"_s}, qRgb(41, 116, 88)},
         PaletteCase{NativeAccentPalette::Ocean, u"ocean"_s, {u"海蓝"_s, u"海藍"_s, u"Ocean"_s}, qRgb(32, 107, 174)},
-        PaletteCase{NativeAccentPalette::Violet, u"violet"_s, {u"紫罗兰"_s, u"紫羅蘭"_s, u"Violet"_s},
-                    qRgb(104, 77, 167)}),
+        PaletteCase{
+            NativeAccentPalette::Violet, u"violet"_s, {u"紫罗兰"_s, u"紫羅蘭"_s, u"Violet"_s}, qRgb(104, 77, 167)}),
     [](const auto &info) { return info.param.rawValue.toStdString(); });
 
 TEST(NativeAccentPaletteStoreTest, OnlyAnExactRawValueNamesAPalette)

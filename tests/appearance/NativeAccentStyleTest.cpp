@@ -60,7 +60,7 @@ struct ControlCase
 class NativeAccentStyleTest : public ::testing::TestWithParam<ControlCase>
 {
 protected:
-    NativeAccentStyle m_style {QStyleFactory::create(u"Fusion"_s)};
+    NativeAccentStyle m_style{QStyleFactory::create(u"Fusion"_s)};
 };
 
 TEST_P(NativeAccentStyleTest, ShowsTheAccentOnCheckedControlsOnly)
@@ -69,8 +69,8 @@ TEST_P(NativeAccentStyleTest, ShowsTheAccentOnCheckedControlsOnly)
         std::unique_ptr<QWidget> control(GetParam().make());
         control->setStyle(&m_style);
         const Rendering drawn =
-            render(*control, palette, u"accent-style-%1-%2.png"_s.arg(QString::fromLatin1(GetParam().name),
-                                                                       palette.rawValue()));
+            render(*control, palette,
+                   u"accent-style-%1-%2.png"_s.arg(QString::fromLatin1(GetParam().name), palette.rawValue()));
         if (GetParam().accentShare == 0) {
             EXPECT_EQ(drawn.accentPixels, 0) << palette.rawValue().toStdString();
             continue;
@@ -81,7 +81,7 @@ TEST_P(NativeAccentStyleTest, ShowsTheAccentOnCheckedControlsOnly)
     }
 }
 
-template<typename Button>
+template <typename Button>
 std::function<QWidget *()> button(const QString &text, Qt::CheckState state, bool enabled = true)
 {
     return [=]() -> QWidget * {
@@ -100,20 +100,20 @@ std::function<QWidget *()> button(const QString &text, Qt::CheckState state, boo
     };
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Controls, NativeAccentStyleTest,
-    ::testing::Values(
-        // The selected segment of a segmented control: the whole button, its label in white.
-        ControlCase{"checkedButton", button<QPushButton>(u"Light"_s, Qt::Checked), 0.5},
-        ControlCase{"uncheckedButton", button<QPushButton>(u"Light"_s, Qt::Unchecked), 0},
-        ControlCase{"disabledCheckedButton", button<QPushButton>(u"Light"_s, Qt::Checked, false), 0},
-        // Check boxes and radio buttons: only their small indicator.
-        ControlCase{"checkedBox", button<QCheckBox>(u"Hide"_s, Qt::Checked), 0.01},
-        ControlCase{"partlyCheckedBox", button<QCheckBox>(u"Hide"_s, Qt::PartiallyChecked), 0.01},
-        ControlCase{"uncheckedBox", button<QCheckBox>(u"Hide"_s, Qt::Unchecked), 0},
-        ControlCase{"disabledCheckedBox", button<QCheckBox>(u"Hide"_s, Qt::Checked, false), 0},
-        ControlCase{"checkedRadio", button<QRadioButton>(u"One"_s, Qt::Checked), 0.01},
-        ControlCase{"uncheckedRadio", button<QRadioButton>(u"One"_s, Qt::Unchecked), 0}),
-    [](const auto &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Controls, NativeAccentStyleTest,
+                         ::testing::Values(
+                             // The selected segment of a segmented control: the whole button, its label in white.
+                             ControlCase{"checkedButton", button<QPushButton>(u"Light"_s, Qt::Checked), 0.5},
+                             ControlCase{"uncheckedButton", button<QPushButton>(u"Light"_s, Qt::Unchecked), 0},
+                             ControlCase{"disabledCheckedButton", button<QPushButton>(u"Light"_s, Qt::Checked, false),
+                                         0},
+                             // Check boxes and radio buttons: only their small indicator.
+                             ControlCase{"checkedBox", button<QCheckBox>(u"Hide"_s, Qt::Checked), 0.01},
+                             ControlCase{"partlyCheckedBox", button<QCheckBox>(u"Hide"_s, Qt::PartiallyChecked), 0.01},
+                             ControlCase{"uncheckedBox", button<QCheckBox>(u"Hide"_s, Qt::Unchecked), 0},
+                             ControlCase{"disabledCheckedBox", button<QCheckBox>(u"Hide"_s, Qt::Checked, false), 0},
+                             ControlCase{"checkedRadio", button<QRadioButton>(u"One"_s, Qt::Checked), 0.01},
+                             ControlCase{"uncheckedRadio", button<QRadioButton>(u"One"_s, Qt::Unchecked), 0}),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 } // namespace

@@ -56,7 +56,7 @@ protected:
     QTemporaryDir m_dir;
     QString m_path = m_dir.filePath(u"defaults.ini"_s);
     std::unique_ptr<UserDefaults> m_defaults = std::make_unique<UserDefaults>(m_path);
-    std::array<int, 6> m_builds {};
+    std::array<int, 6> m_builds{};
     QIcon m_sentinel;
 };
 
@@ -66,7 +66,7 @@ TEST_F(NativeAppAppearanceTest, StartsOnTheDefaultAndWritesNothingUntilTheUserPi
     QSignalSpy selectionChanged(appearance.get(), &NativeAppAppearance::selectionChanged);
     EXPECT_EQ(appearance->selection(), NativeAccentPalette::Violet);
     EXPECT_EQ(QApplication::windowIcon().cacheKey(), m_sentinel.cacheKey()) << "the icon waits for the host";
-    EXPECT_EQ(m_builds, (std::array<int, 6> {})) << "icons are built on demand";
+    EXPECT_EQ(m_builds, (std::array<int, 6>{})) << "icons are built on demand";
 
     // At launch the host installs the icon; picking the palette already shown is no pick.
     appearance->applyApplicationIcon();
@@ -117,7 +117,7 @@ TEST_F(NativeAppAppearanceTest, APickIsStoredAnnouncedAndShownAsTheIconWithEachI
         appearance->icon(palette);
         appearance->icon(palette);
     }
-    EXPECT_EQ(m_builds, (std::array<int, 6> {1, 1, 1, 1, 1, 1}));
+    EXPECT_EQ(m_builds, (std::array<int, 6>{1, 1, 1, 1, 1, 1}));
 
     // The next launch starts on the pick.
     m_defaults = std::make_unique<UserDefaults>(m_path);
@@ -131,7 +131,9 @@ TEST_F(NativeAppAppearanceTest, TintsWindowsAndFollowsBothSelectionAndColourMode
     QWidget window;
     auto *field = new QLineEdit(&window);
     appearance->tint(&window);
-    const auto highlight = [&](QPalette::ColorGroup group) { return field->palette().color(group, QPalette::Highlight); };
+    const auto highlight = [&](QPalette::ColorGroup group) {
+        return field->palette().color(group, QPalette::Highlight);
+    };
     EXPECT_EQ(highlight(QPalette::Active).rgba(), colorOf(NativeAccentPalette::Violet));
     EXPECT_EQ(highlight(QPalette::Inactive).rgba(), colorOf(NativeAccentPalette::Violet));
     EXPECT_EQ(highlight(QPalette::Disabled), applicationPalette.color(QPalette::Disabled, QPalette::Highlight));
@@ -143,8 +145,8 @@ TEST_F(NativeAppAppearanceTest, TintsWindowsAndFollowsBothSelectionAndColourMode
     QPalette dark(QColor(0x2B, 0x2B, 0x2D));
     dark.setColor(QPalette::Base, QColor(0x1E, 0x1E, 0x20));
     QApplication::setPalette(dark);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return field->palette().color(QPalette::Base) == QColor(0x1E, 0x1E, 0x20); },
-                                2000));
+    EXPECT_TRUE(
+        QTest::qWaitFor([&] { return field->palette().color(QPalette::Base) == QColor(0x1E, 0x1E, 0x20); }, 2000));
     EXPECT_EQ(highlight(QPalette::Active).rgba(), colorOf(NativeAccentPalette::Forest));
     QApplication::setPalette(applicationPalette);
     QCoreApplication::processEvents();

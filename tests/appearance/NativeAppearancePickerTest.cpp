@@ -57,7 +57,7 @@ protected:
 
     QTemporaryDir m_dir;
     QString m_path = m_dir.filePath(u"defaults.ini"_s);
-    UserDefaults m_defaults {m_path};
+    UserDefaults m_defaults{m_path};
     std::unique_ptr<NativeAppAppearance> m_appearance =
         std::make_unique<NativeAppAppearance>(NativeAccentPalette::Violet, key, m_defaults, &paletteIcon);
     std::unique_ptr<QWidget> m_window;
@@ -94,7 +94,8 @@ TEST_F(NativeAppearancePickerTest, ShowsSixTilesInTwoRowsWithOnlyTheSelectionMar
         const QImage drawn = each->grab().toImage();
         const qreal ratio = drawn.devicePixelRatio();
         const QColor check = drawn.pixelColor(QPointF((each->width() - 20) * ratio, 24 * ratio).toPoint());
-        EXPECT_EQ(colorDistance(check, each->accentPalette().color()) < 20, selected) << each->objectName().toStdString();
+        EXPECT_EQ(colorDistance(check, each->accentPalette().color()) < 20, selected)
+            << each->objectName().toStdString();
         const QColor fill = drawn.pixelColor(QPointF(60 * ratio, 6 * ratio).toPoint());
         EXPECT_EQ(colorDistance(fill, background) > 25, selected) << each->objectName().toStdString();
     }

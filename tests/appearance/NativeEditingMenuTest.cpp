@@ -23,7 +23,7 @@ using namespace Tessary;
 
 namespace {
 
-const QStringList itemNames {u"undo"_s, u"redo"_s, u"cut"_s, u"copy"_s, u"paste"_s, u"selectAll"_s};
+const QStringList itemNames{u"undo"_s, u"redo"_s, u"cut"_s, u"copy"_s, u"paste"_s, u"selectAll"_s};
 
 TEST(NativeEditingMenuInstallTest, AppendsTheEditMenuWithTranslatedTitlesAndTheDesktopsShortcuts)
 {
@@ -36,15 +36,15 @@ TEST(NativeEditingMenuInstallTest, AppendsTheEditMenuWithTranslatedTitlesAndTheD
     EXPECT_EQ(edit->menuAction()->text(), u"编辑"_s);
     QStringList titles;
     QStringList names;
-    const QList<QKeySequence::StandardKey> keys {QKeySequence::Undo, QKeySequence::Redo,  QKeySequence::Cut,
-                                                 QKeySequence::Copy, QKeySequence::Paste, QKeySequence::SelectAll};
+    const QList<QKeySequence::StandardKey> keys{QKeySequence::Undo, QKeySequence::Redo,  QKeySequence::Cut,
+                                                QKeySequence::Copy, QKeySequence::Paste, QKeySequence::SelectAll};
     for (int i = 0; i < edit->actions().size(); ++i) {
         const QAction *action = edit->actions().at(i);
         titles.append(action->text());
         names.append(action->objectName());
         EXPECT_EQ(action->shortcuts(), QKeySequence::keyBindings(keys.value(i))) << i;
     }
-    EXPECT_EQ(titles, (QStringList {u"撤销"_s, u"重做"_s, u"剪切"_s, u"复制"_s, u"粘贴"_s, u"全选"_s}));
+    EXPECT_EQ(titles, (QStringList{u"撤销"_s, u"重做"_s, u"剪切"_s, u"复制"_s, u"粘贴"_s, u"全选"_s}));
     EXPECT_EQ(names, itemNames) << "and no separators";
 
     // Every title passes through the translation, the menu's twice (the bar's item and the menu).
@@ -85,8 +85,8 @@ protected:
         m_notes = new QPlainTextEdit(central);
         m_number = new QSpinBox(central);
         m_button = new QPushButton(u"Button"_s, central);
-        for (QWidget *widget : std::initializer_list<QWidget *> {m_name, m_other, m_key, m_readOnly, m_notes,
-                                                                 m_number, m_button}) {
+        for (QWidget *widget :
+             std::initializer_list<QWidget *>{m_name, m_other, m_key, m_readOnly, m_notes, m_number, m_button}) {
             layout->addWidget(widget);
         }
         m_window.setCentralWidget(central);
@@ -122,10 +122,7 @@ protected:
         ASSERT_TRUE(QTest::qWaitFor([&] { return QApplication::focusWidget() == widget; }, 2000));
     }
 
-    void press(const QString &chord)
-    {
-        ASSERT_TRUE(Tessary::Test::pressKeys(chord)) << chord.toStdString();
-    }
+    void press(const QString &chord) { ASSERT_TRUE(Tessary::Test::pressKeys(chord)) << chord.toStdString(); }
 
     QMainWindow m_window;
     QMenu *m_edit = nullptr;
@@ -142,11 +139,11 @@ TEST_F(NativeEditingMenuTest, CopyCutAndPasteWithTheKeyboardAcrossFields)
 {
     focus(m_name);
     m_name->deselect();
-    EXPECT_EQ(enabledItems(), (QStringList {u"paste"_s, u"selectAll"_s})) << "no selection, nothing typed yet";
+    EXPECT_EQ(enabledItems(), (QStringList{u"paste"_s, u"selectAll"_s})) << "no selection, nothing typed yet";
 
     press(u"ctrl+a"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_name->selectedText() == u"hello world"_s; }, 5000));
-    EXPECT_EQ(enabledItems(), (QStringList {u"cut"_s, u"copy"_s, u"paste"_s, u"selectAll"_s}));
+    EXPECT_EQ(enabledItems(), (QStringList{u"cut"_s, u"copy"_s, u"paste"_s, u"selectAll"_s}));
 
     press(u"ctrl+c"_s);
     ASSERT_TRUE(QTest::qWaitFor([] { return QGuiApplication::clipboard()->text() == u"hello world"_s; }, 5000));
@@ -154,10 +151,10 @@ TEST_F(NativeEditingMenuTest, CopyCutAndPasteWithTheKeyboardAcrossFields)
 
     // Another field: the selection of the first does not count there.
     focus(m_other);
-    EXPECT_EQ(enabledItems(), (QStringList {u"paste"_s}));
+    EXPECT_EQ(enabledItems(), (QStringList{u"paste"_s}));
     press(u"ctrl+v"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_other->text() == u"hello world"_s; }, 5000));
-    EXPECT_EQ(enabledItems(), (QStringList {u"undo"_s, u"paste"_s, u"selectAll"_s}));
+    EXPECT_EQ(enabledItems(), (QStringList{u"undo"_s, u"paste"_s, u"selectAll"_s}));
 
     // Cut a word: gone from the field, on the clipboard, and undoable.
     m_other->setSelection(0, 6);
@@ -186,7 +183,7 @@ TEST_F(NativeEditingMenuTest, MenuItemsActOnTheFocusedField)
     EXPECT_TRUE(item(u"undo"_s)->isEnabled());
     item(u"undo"_s)->trigger();
     EXPECT_TRUE(m_notes->toPlainText().isEmpty());
-    EXPECT_EQ(enabledItems(), (QStringList {u"redo"_s, u"paste"_s}));
+    EXPECT_EQ(enabledItems(), (QStringList{u"redo"_s, u"paste"_s}));
 }
 
 TEST_F(NativeEditingMenuTest, ItemsFollowTheFocusAndTheKindOfField)
@@ -198,7 +195,7 @@ TEST_F(NativeEditingMenuTest, ItemsFollowTheFocusAndTheKindOfField)
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_key->text() == u"sk"_s; }, 5000));
     press(u"ctrl+a"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_key->hasSelectedText(); }, 5000));
-    EXPECT_EQ(enabledItems(), (QStringList {u"undo"_s, u"paste"_s, u"selectAll"_s}));
+    EXPECT_EQ(enabledItems(), (QStringList{u"undo"_s, u"paste"_s, u"selectAll"_s}));
     press(u"ctrl+c"_s);
     QTest::qWait(200);
     EXPECT_EQ(Tessary::Test::clipboardTextElsewhere(), u"from elsewhere"_s);
@@ -206,7 +203,7 @@ TEST_F(NativeEditingMenuTest, ItemsFollowTheFocusAndTheKindOfField)
     // Read-only text can be copied, not cut or pasted into.
     focus(m_readOnly);
     m_readOnly->selectAll();
-    EXPECT_EQ(enabledItems(), (QStringList {u"copy"_s, u"selectAll"_s}));
+    EXPECT_EQ(enabledItems(), (QStringList{u"copy"_s, u"selectAll"_s}));
 
     // A spin box edits through its line edit.
     focus(m_number);

@@ -155,12 +155,13 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(NativeIconRecoloringTest, AnImageWithoutTheDominantHueComesBackUnchanged)
 {
     // Greys, white, black, transparency and colours far from the dominant hue: nothing to recolour.
-    const QList<Rgba> pixels {{0, 0, 0, 255},      {100, 100, 100, 255}, {255, 255, 255, 255},
-                              {0, 0, 0, 0},        {1, 0, 1, 2},         fromHsv(0.33, 1.0, 1.0),
-                              fromHsv(0.5, 0.9, 0.5, 200), {60, 60, 60, 128}, fromHsv(0.95, 0.1, 1.0)};
+    const QList<Rgba> pixels{
+        {0, 0, 0, 255},         {100, 100, 100, 255},    {255, 255, 255, 255},        {0, 0, 0, 0},
+        {1, 0, 1, 2},           fromHsv(0.33, 1.0, 1.0), fromHsv(0.5, 0.9, 0.5, 200), {60, 60, 60, 128},
+        fromHsv(0.95, 0.1, 1.0)};
     const QImage source = imageOf(pixels, 3);
-    const QImage result =
-        NativeIconRecoloring::replacingDominantHue(source, 0.95, NativeAccentPalette(NativeAccentPalette::Ocean).color(), 3);
+    const QImage result = NativeIconRecoloring::replacingDominantHue(
+        source, 0.95, NativeAccentPalette(NativeAccentPalette::Ocean).color(), 3);
     ASSERT_EQ(result.size(), QSize(3, 3));
     for (int i = 0; i < pixels.size(); ++i) {
         EXPECT_EQ(pixelAt(result, i), pixels[i]) << "pixel " << i;

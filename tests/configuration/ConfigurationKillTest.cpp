@@ -33,7 +33,7 @@ constexpr qint64 versionsPerWriter = 1'000'000;
 /** The version the bytes are, when they are exactly one complete version; -1 otherwise. */
 qint64 completeVersion(const QByteArray &bytes)
 {
-    QJsonParseError error {};
+    QJsonParseError error{};
     const QJsonObject document = QJsonDocument::fromJson(bytes, &error).object();
     if (error.error != QJsonParseError::NoError || !document.value(u"n"_s).isDouble()) {
         return -1;
@@ -67,21 +67,24 @@ TEST(ConfigurationKillTest, FileIsOneCompleteVersionAfterEveryKill)
         const auto read = SecureConfigurationRepository::readData(path, std::chrono::milliseconds(0));
         ASSERT_TRUE(read) << "kill " << i << " (seed " << seed << "): " << read.error().description.toStdString();
         const qint64 version = completeVersion(*read);
-        ASSERT_GE(version, 0) << "kill " << i << " (seed " << seed << ") left " << read->size() << " bytes that are no version";
+        ASSERT_GE(version, 0) << "kill " << i << " (seed " << seed << ") left " << read->size()
+                              << " bytes that are no version";
         ASSERT_TRUE(version == current || (version >= i * versionsPerWriter && version < (i + 1) * versionsPerWriter))
             << "kill " << i << ": version " << version << " was never written in this order";
         killedAfterFinishing += version != current ? 1 : 0;
         current = version;
 
-        const QStringList leftovers = QDir(folder).entryList({u".config.json.tessary-*.tmp"_s}, QDir::Files | QDir::Hidden);
+        const QStringList leftovers =
+            QDir(folder).entryList({u".config.json.tessary-*.tmp"_s}, QDir::Files | QDir::Hidden);
         // The next writer removes them before writing, so there is never more than the last kill's.
         ASSERT_LE(leftovers.size(), 1) << "kill " << i;
         killedMidWrite += leftovers.size();
         ASSERT_EQ(QDir(folder).entryList(QDir::Files).size(), 1) << "only hidden leftovers beside the file";
     }
-    std::printf("[ kill loop ] %d writers killed (seed %u): the file was a complete version after every kill; "
-                "%d kills landed mid-write (a temporary file left behind), %d writers had finished at least one version\n",
-                kills, seed, killedMidWrite, killedAfterFinishing);
+    std::printf(
+        "[ kill loop ] %d writers killed (seed %u): the file was a complete version after every kill; "
+        "%d kills landed mid-write (a temporary file left behind), %d writers had finished at least one version\n",
+        kills, seed, killedMidWrite, killedAfterFinishing);
     // Otherwise the loop proved nothing about torn writes.
     EXPECT_GT(killedMidWrite, kills / 4);
 }

@@ -76,7 +76,10 @@ protected:
         ASSERT_EQ(::chmod(QFile::encodeName(file()).constData(), mode), 0);
     }
 
-    bool waitForCalls(int count) { return QTest::qWaitFor([&] { return m_calls >= count; }, 5000); }
+    bool waitForCalls(int count)
+    {
+        return QTest::qWaitFor([&] { return m_calls >= count; }, 5000);
+    }
 
     /**
      * Waits for count calls, then a little longer to see that no more come: an absence cannot be waited for. The
@@ -90,10 +93,10 @@ protected:
     }
 
     QTemporaryDir m_dir;
-    std::atomic<int> m_calls {0};
-    std::atomic<int> m_inFlight {0};
-    std::atomic<bool> m_overlapped {false};
-    std::atomic<bool> m_wrongThread {false};
+    std::atomic<int> m_calls{0};
+    std::atomic<int> m_inFlight{0};
+    std::atomic<bool> m_overlapped{false};
+    std::atomic<bool> m_wrongThread{false};
     bool m_blockFirstCall = false;
     std::promise<void> m_firstCallReleased;
 };

@@ -42,11 +42,16 @@ protected:
 
     static mode_t permissions(const QString &file)
     {
-        struct stat status {};
+        struct stat status
+        {
+        };
         return ::stat(QFile::encodeName(file).constData(), &status) == 0 ? status.st_mode & 07777 : 0;
     }
 
-    QStringList folderEntries() const { return QDir(folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot); }
+    QStringList folderEntries() const
+    {
+        return QDir(folder()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    }
 
     QTemporaryDir m_dir;
 };
@@ -65,7 +70,7 @@ TEST_F(SecureConfigurationRepositoryTest, FirstWriteCreatesFoldersAndAPrivateFil
     EXPECT_TRUE(repository.isCurrent("{\"a\":1}"));
     EXPECT_FALSE(repository.isCurrent("{\"a\":2}"));
     EXPECT_EQ(permissions(path()), mode_t(0600));
-    EXPECT_EQ(folderEntries(), QStringList {u"config.json"_s}) << "no temporary file stays behind";
+    EXPECT_EQ(folderEntries(), QStringList{u"config.json"_s}) << "no temporary file stays behind";
 }
 
 TEST_F(SecureConfigurationRepositoryTest, WritesOnlyOverTheBytesItLastSaw)
@@ -279,7 +284,7 @@ TEST_F(SecureConfigurationRepositoryTest, LeftoversOfAKilledWriterAreIgnoredAndR
     SecureConfigurationRepository repository(path());
     EXPECT_EQ(repository.read().valueOr(QByteArray()), "{\"real\":1}");
     ASSERT_TRUE(repository.write("{\"real\":2}"));
-    EXPECT_EQ(folderEntries(), (QStringList {u".config.json.tessary-notes.txt"_s, u"config.json"_s}));
+    EXPECT_EQ(folderEntries(), (QStringList{u".config.json.tessary-notes.txt"_s, u"config.json"_s}));
 }
 
 } // namespace

@@ -28,22 +28,23 @@ const QString key = u"sk-test-0123"_s;
 QJsonObject jsonRoute(int status, const QByteArray &body)
 {
     return {{u"status"_s, status},
-            {u"headers"_s, QJsonObject {{u"Content-Type"_s, u"application/json"_s}}},
+            {u"headers"_s, QJsonObject{{u"Content-Type"_s, u"application/json"_s}}},
             {u"body"_s, QString::fromUtf8(body)}};
 }
 
 /** A chat-completions answer whose first choice carries content (any JSON value; undefined leaves the key out). */
 QByteArray answerWith(const QJsonValue &content)
 {
-    QJsonObject message {{u"role"_s, u"assistant"_s}};
+    QJsonObject message{{u"role"_s, u"assistant"_s}};
     if (!content.isUndefined()) {
         message.insert(u"content"_s, content);
     }
-    const QJsonObject answer {
+    const QJsonObject answer{
         {u"id"_s, u"chatcmpl-1"_s},
         {u"object"_s, u"chat.completion"_s},
-        {u"choices"_s, QJsonArray {QJsonObject {{u"index"_s, 0}, {u"message"_s, message}, {u"finish_reason"_s, u"stop"_s}}}},
-        {u"usage"_s, QJsonObject {{u"total_tokens"_s, 12}}},
+        {u"choices"_s,
+         QJsonArray{QJsonObject{{u"index"_s, 0}, {u"message"_s, message}, {u"finish_reason"_s, u"stop"_s}}}},
+        {u"usage"_s, QJsonObject{{u"total_tokens"_s, 12}}},
     };
     return QJsonDocument(answer).toJson(QJsonDocument::Compact);
 }
@@ -51,8 +52,8 @@ QByteArray answerWith(const QJsonValue &content)
 QJsonObject expectedBody(const QString &model)
 {
     return {{u"model"_s, model},
-            {u"messages"_s, QJsonArray {QJsonObject {{u"role"_s, u"system"_s}, {u"content"_s, prompt}},
-                                        QJsonObject {{u"role"_s, u"user"_s}, {u"content"_s, text}}}}};
+            {u"messages"_s, QJsonArray{QJsonObject{{u"role"_s, u"system"_s}, {u"content"_s, prompt}},
+                                       QJsonObject{{u"role"_s, u"user"_s}, {u"content"_s, text}}}}};
 }
 
 class TextPolisherTest : public ::testing::Test
@@ -61,8 +62,8 @@ protected:
     static void SetUpTestSuite()
     {
         s_server = std::make_unique<LoopbackHttpsServer>();
-        s_server->setAdditionalHostNames({u"api.deepseek.com"_s, u"api.openai.com"_s, u"dashscope.aliyuncs.com"_s,
-                                          u"openrouter.ai"_s});
+        s_server->setAdditionalHostNames(
+            {u"api.deepseek.com"_s, u"api.openai.com"_s, u"dashscope.aliyuncs.com"_s, u"openrouter.ai"_s});
         QString error;
         ASSERT_TRUE(s_server->start(&error)) << error.toStdString();
         s_server->trustInThisProcess();
@@ -89,7 +90,8 @@ protected:
                         const QString &apiKey = key, std::chrono::milliseconds timeout = TextPolisher::defaultTimeout)
     {
         int outcomes = 0;
-        std::unique_ptr<PolishReply> reply(TextPolisher::polish(text, baseURL, model, prompt, apiKey, m_session, timeout));
+        std::unique_ptr<PolishReply> reply(
+            TextPolisher::polish(text, baseURL, model, prompt, apiKey, m_session, timeout));
         QObject::connect(reply.get(), &PolishReply::finished, [&outcomes] { ++outcomes; });
         EXPECT_EQ(outcomes, 0);
         EXPECT_FALSE(reply->isFinished());
@@ -97,7 +99,7 @@ protected:
         QCoreApplication::processEvents();
         EXPECT_EQ(outcomes, 1);
         if (!reply->isFinished()) {
-            return unexpected(PolishError {u"test"_s, -1, u"no outcome"_s});
+            return unexpected(PolishError{u"test"_s, -1, u"no outcome"_s});
         }
         return reply->result();
     }
@@ -158,7 +160,8 @@ struct EndpointCase
 };
 
 class TextPolisherEndpointTest : public TextPolisherTest, public ::testing::WithParamInterface<EndpointCase>
-{};
+{
+};
 
 TEST_P(TextPolisherEndpointTest, AppendsChatCompletionsToTheBasePath)
 {
@@ -172,17 +175,19 @@ TEST_P(TextPolisherEndpointTest, AppendsChatCompletionsToTheBasePath)
     EXPECT_EQ(s_server->requests()[0].toObject()[u"path"].toString(), requestPath);
 }
 
-INSTANTIATE_TEST_SUITE_P(Paths, TextPolisherEndpointTest, ::testing::Values(
-    EndpointCase{"version", "/v1", "/v1/chat/completions"},
-    EndpointCase{"trailingSlash", "/v1/", "/v1/chat/completions"},
-    EndpointCase{"doubledSlashes", "//v1//", "/v1/chat/completions"},
-    EndpointCase{"emptyPath", "", "/chat/completions"},
-    EndpointCase{"rootPath", "/", "/chat/completions"},
-    EndpointCase{"deeperPath", "/api/v4", "/api/v4/chat/completions"},
-    EndpointCase{"innerSlashesKept", "/a//b/", "/a//b/chat/completions"},
-    EndpointCase{"fullEndpointGetsItTwice", "/v1/chat/completions", "/v1/chat/completions/chat/completions"},
-    EndpointCase{"encodedPathKept", "/team%20a/v1", "/team%20a/v1/chat/completions"}),
-    [](const auto &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Paths, TextPolisherEndpointTest,
+                         ::testing::Values(EndpointCase{"version", "/v1", "/v1/chat/completions"},
+                                           EndpointCase{"trailingSlash", "/v1/", "/v1/chat/completions"},
+                                           EndpointCase{"doubledSlashes", "//v1//", "/v1/chat/completions"},
+                                           EndpointCase{"emptyPath", "", "/chat/completions"},
+                                           EndpointCase{"rootPath", "/", "/chat/completions"},
+                                           EndpointCase{"deeperPath", "/api/v4", "/api/v4/chat/completions"},
+                                           EndpointCase{"innerSlashesKept", "/a//b/", "/a//b/chat/completions"},
+                                           EndpointCase{"fullEndpointGetsItTwice", "/v1/chat/completions",
+                                                        "/v1/chat/completions/chat/completions"},
+                                           EndpointCase{"encodedPathKept", "/team%20a/v1",
+                                                        "/team%20a/v1/chat/completions"}),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 struct ControlCase
 {
@@ -194,7 +199,8 @@ struct ControlCase
 };
 
 class TextPolisherControlTest : public TextPolisherTest, public ::testing::WithParamInterface<ControlCase>
-{};
+{
+};
 
 // The providers' hosts are reached through a CONNECT tunnel that ends at the loopback server.
 TEST_P(TextPolisherControlTest, AddsTheFieldThatSwitchesThinkingOff)
@@ -215,20 +221,24 @@ TEST_P(TextPolisherControlTest, AddsTheFieldThatSwitchesThinkingOff)
     EXPECT_EQ(request[u"headers"].toObject()[u"host"].toString(), QUrl(QString::fromUtf8(row.baseURL)).authority());
 }
 
-INSTANTIATE_TEST_SUITE_P(Providers, TextPolisherControlTest, ::testing::Values(
-    ControlCase{"deepSeek", "https://api.deepseek.com/v1", "deepseek-v4-flash", "thinking", R"({"type":"disabled"})"},
-    ControlCase{"hostAsTypedWithPort", "https://API.DeepSeek.com:443/v1", " DeepSeek-Chat ", "thinking",
-                R"({"type":"disabled"})"},
-    ControlCase{"openAI", "https://api.openai.com/v1", "gpt-5.2", "reasoning_effort", R"("none")"},
-    ControlCase{"dashScope", "https://dashscope.aliyuncs.com/v1", "qwen3-max", "enable_thinking", "false"},
-    ControlCase{"openRouter", "https://openrouter.ai/v1", "openai/gpt-5.2", "reasoning", R"({"enabled":false})"}),
-    [](const auto &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Providers, TextPolisherControlTest,
+                         ::testing::Values(ControlCase{"deepSeek", "https://api.deepseek.com/v1", "deepseek-v4-flash",
+                                                       "thinking", R"({"type":"disabled"})"},
+                                           ControlCase{"hostAsTypedWithPort", "https://API.DeepSeek.com:443/v1",
+                                                       " DeepSeek-Chat ", "thinking", R"({"type":"disabled"})"},
+                                           ControlCase{"openAI", "https://api.openai.com/v1", "gpt-5.2",
+                                                       "reasoning_effort", R"("none")"},
+                                           ControlCase{"dashScope", "https://dashscope.aliyuncs.com/v1", "qwen3-max",
+                                                       "enable_thinking", "false"},
+                                           ControlCase{"openRouter", "https://openrouter.ai/v1", "openai/gpt-5.2",
+                                                       "reasoning", R"({"enabled":false})"}),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(TextPolisherTest, RefusesBaseUrlsThatAreNotHttpsApiRoots)
 {
     const QString message = u"AI 地址必须是 HTTPS API 根地址。"_s;
     const QString port = QString::number(s_server->port());
-    const QStringList refused {
+    const QStringList refused{
         u"http://127.0.0.1:"_s + port + u"/v1"_s,
         u"HTTPS://127.0.0.1:"_s + port + u"/v1"_s,
         u"ftp://127.0.0.1/v1"_s,
@@ -272,7 +282,8 @@ TEST_F(TextPolisherTest, RefusesAMissingModelOrAnUnusableKey)
 TEST_F(TextPolisherTest, ReturnsTheAnswerTrimmedAndOtherwiseUntouched)
 {
     const QString answer = u"“引号”与 <think>保留</think>\n\n第二段"_s;
-    s_server->setRoute(u"/v1/chat/completions"_s, jsonRoute(200, answerWith(QString(u" \u3000 "_s + answer + u"\r\n"_s))));
+    s_server->setRoute(u"/v1/chat/completions"_s,
+                       jsonRoute(200, answerWith(QString(u" \u3000 "_s + answer + u"\r\n"_s))));
     const PolishResult result = polish(base());
     ASSERT_TRUE(result) << errorOf(result).toStdString();
     EXPECT_EQ(*result, answer);
@@ -281,7 +292,7 @@ TEST_F(TextPolisherTest, ReturnsTheAnswerTrimmedAndOtherwiseUntouched)
 TEST_F(TextPolisherTest, AnswerWithoutUsableTextFails)
 {
     const QString message = u"AI 服务未返回文字。"_s;
-    const QList<QByteArray> answers {
+    const QList<QByteArray> answers{
         answerWith(QJsonValue::Null),
         answerWith(QJsonValue::Undefined),
         answerWith(u" \n\t\n "_s),
@@ -304,7 +315,7 @@ TEST_F(TextPolisherTest, MalformedAnswersAreDecodingErrors)
         QByteArray body;
         const char *domain;
     };
-    const QList<Malformed> answers {
+    const QList<Malformed> answers{
         {"<html>Bad gateway</html>", "QJsonParseError"},
         {"", "QJsonParseError"},
         {R"({"choices":[)", "QJsonParseError"},
@@ -314,7 +325,7 @@ TEST_F(TextPolisherTest, MalformedAnswersAreDecodingErrors)
         {R"([1,2])", "Tessary.AI.Response"},
         {R"({"choices":[{"text":"no message"}]})", "Tessary.AI.Response"},
         {R"({"choices":[{"message":"flat"}]})", "Tessary.AI.Response"},
-        {answerWith(QJsonArray {QJsonObject {{u"type"_s, u"text"_s}, {u"text"_s, u"parts"_s}}}), "Tessary.AI.Response"},
+        {answerWith(QJsonArray{QJsonObject{{u"type"_s, u"text"_s}, {u"text"_s, u"parts"_s}}}), "Tessary.AI.Response"},
         {answerWith(42), "Tessary.AI.Response"},
         {R"({"choices":[{"message":{"content":"ok"}},{"message":7}]})", "Tessary.AI.Response"},
     };
@@ -352,7 +363,7 @@ TEST_F(TextPolisherTest, ErrorStatusFailsWhateverTheBodySays)
 TEST_F(TextPolisherTest, RedirectsAreFollowedOnlyOnTheSameOrigin)
 {
     s_server->setRoute(u"/v1/chat/completions"_s,
-                       QJsonObject {{u"status"_s, 307}, {u"redirect"_s, base(u"/v2/chat/completions"_s)}});
+                       QJsonObject{{u"status"_s, 307}, {u"redirect"_s, base(u"/v2/chat/completions"_s)}});
     s_server->setRoute(u"/v2/chat/completions"_s, jsonRoute(200, answerWith(u"moved"_s)));
     const PolishResult same = polish(base());
     ASSERT_TRUE(same) << errorOf(same).toStdString();
@@ -363,7 +374,7 @@ TEST_F(TextPolisherTest, RedirectsAreFollowedOnlyOnTheSameOrigin)
     const QString elsewhere = u"https://localhost:%1/v2/chat/completions"_s.arg(s_server->port());
     for (const int status : {301, 302, 307, 308}) {
         SCOPED_TRACE(status);
-        s_server->setRoute(u"/v1/chat/completions"_s, QJsonObject {{u"status"_s, status}, {u"redirect"_s, elsewhere}});
+        s_server->setRoute(u"/v1/chat/completions"_s, QJsonObject{{u"status"_s, status}, {u"redirect"_s, elsewhere}});
         expectPolisherError(polish(base()), u"AI 服务请求失败（HTTP %1）。"_s.arg(status));
     }
     for (const QJsonValue &request : s_server->requests()) {
@@ -373,7 +384,7 @@ TEST_F(TextPolisherTest, RedirectsAreFollowedOnlyOnTheSameOrigin)
 
 TEST_F(TextPolisherTest, TransportFailuresPassThroughWithQtsDescription)
 {
-    s_server->setRoute(u"/v1/chat/completions"_s, QJsonObject {{u"close"_s, true}});
+    s_server->setRoute(u"/v1/chat/completions"_s, QJsonObject{{u"close"_s, true}});
     const PolishResult closed = polish(base());
     ASSERT_FALSE(closed);
     EXPECT_EQ(closed.error().domain, u"QNetworkReply"_s);
@@ -394,7 +405,7 @@ TEST_F(TextPolisherTest, TransportFailuresPassThroughWithQtsDescription)
 
 TEST_F(TextPolisherTest, ServerThatNeverAnswersTimesOut)
 {
-    s_server->setRoute(u"/v1/chat/completions"_s, QJsonObject {{u"hang"_s, true}});
+    s_server->setRoute(u"/v1/chat/completions"_s, QJsonObject{{u"hang"_s, true}});
     QElapsedTimer timer;
     timer.start();
     const PolishResult result = polish(base(), u"m"_s, key, 300ms);
@@ -437,7 +448,7 @@ TEST_F(TextPolisherTest, HugeAnswerIsCutOffNotRead)
 
 TEST_F(TextPolisherTest, DeletingTheReplyCancelsWithoutOutcome)
 {
-    s_server->setRoute(u"/v1/chat/completions"_s, QJsonObject {{u"hang"_s, true}});
+    s_server->setRoute(u"/v1/chat/completions"_s, QJsonObject{{u"hang"_s, true}});
     int outcomes = 0;
     auto *reply = TextPolisher::polish(text, base(), u"m"_s, prompt, key, m_session);
     QObject::connect(reply, &PolishReply::finished, [&outcomes] { ++outcomes; });

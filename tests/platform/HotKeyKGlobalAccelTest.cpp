@@ -19,7 +19,7 @@ using Tessary::Test::runProcess;
 namespace {
 
 // Ctrl+Shift+Super+2 as the application translates its default shortcut, and the two key forms sent for it.
-const HotKeyCombination defaultCombination {11, (1 << 2) | (1 << 0) | (1 << 6), Qt::Key_2, false, u"2"_s};
+const HotKeyCombination defaultCombination{11, (1 << 2) | (1 << 0) | (1 << 6), Qt::Key_2, false, u"2"_s};
 constexpr int ctrlShiftMeta2 = 0x16000032;
 constexpr int ctrlMetaAt = 0x14000040;
 
@@ -62,7 +62,7 @@ TEST_F(HotKeyKGlobalAccelTest, ShiftedDigitFiresThroughBothKeyForms)
     QSignalSpy pressed(&hotKey, &HotKeyBackend::pressed);
     ASSERT_TRUE(hotKey.registerShortcut(defaultCombination));
     // The chord itself and the shifted-symbol form the daemon reports it in on X11.
-    EXPECT_EQ(storedKeys(u"md.velmor.tessary"_s, u"capture"_s), (QList<int> {ctrlShiftMeta2, ctrlMetaAt}));
+    EXPECT_EQ(storedKeys(u"md.velmor.tessary"_s, u"capture"_s), (QList<int>{ctrlShiftMeta2, ctrlMetaAt}));
 
     press(u"ctrl+shift+super+2"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return pressed.count() == 1; }, 10000));
@@ -75,7 +75,8 @@ TEST_F(HotKeyKGlobalAccelTest, ShiftedDigitFiresThroughBothKeyForms)
 
     // A new shortcut replaces the old one.
     ASSERT_TRUE(hotKey.registerShortcut({28, (1 << 2) | (1 << 3), Qt::Key_T, false, u"t"_s}));
-    EXPECT_EQ(storedKeys(u"md.velmor.tessary"_s, u"capture"_s), (QList<int> {(Qt::CTRL | Qt::ALT | Qt::Key_T).toCombined()}));
+    EXPECT_EQ(storedKeys(u"md.velmor.tessary"_s, u"capture"_s),
+              (QList<int>{(Qt::CTRL | Qt::ALT | Qt::Key_T).toCombined()}));
     press(u"ctrl+alt+t"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return pressed.count() == 3; }, 10000));
     press(u"ctrl+shift+super+2"_s);
@@ -96,7 +97,7 @@ TEST_F(HotKeyKGlobalAccelTest, KeyHeldByAnotherProgramIsTaken)
     EXPECT_FALSE(hotKey.registerShortcut(defaultCombination));
     // Nothing of ours is left holding keys, and the other program keeps its key.
     EXPECT_TRUE(storedKeys(u"md.velmor.tessary"_s, u"capture"_s).isEmpty());
-    EXPECT_EQ(storedKeys(u"other.program"_s, u"grab"_s), QList<int> {ctrlShiftMeta2});
+    EXPECT_EQ(storedKeys(u"other.program"_s, u"grab"_s), QList<int>{ctrlShiftMeta2});
 
     // Half of the shortcut is not enough either: the held form may be the one the desktop reports.
     holdKeys(u"third.program"_s, {ctrlMetaAt});

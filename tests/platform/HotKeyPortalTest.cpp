@@ -77,7 +77,7 @@ TEST_F(HotKeyPortalTest, BindsTheShortcutAndReportsItsActivations)
     const QJsonArray bind = m_portal.calls(u"BindShortcuts"_s).constFirst().value(u"args"_s).toArray();
     ASSERT_EQ(bind.size(), 4);
     EXPECT_EQ(bind.at(0).toString(), hotKey.sessionPath());
-    EXPECT_EQ(m_portal.sessions(), QStringList {hotKey.sessionPath()});
+    EXPECT_EQ(m_portal.sessions(), QStringList{hotKey.sessionPath()});
     const QJsonArray shortcuts = bind.at(1).toArray();
     ASSERT_EQ(shortcuts.size(), 1);
     EXPECT_EQ(shortcuts.at(0).toArray().at(0).toString(), u"capture"_s);
@@ -116,13 +116,14 @@ TEST_F(HotKeyPortalTest, ChangingTheShortcutReplacesTheSession)
     ASSERT_TRUE(QTest::qWaitFor([&] { return hotKey.isBound(); }, 10000));
     const QString first = hotKey.sessionPath();
 
-    HotKeyCombination altK {45, 1 << 3, Qt::Key_K, false, u"k"_s};
+    HotKeyCombination altK{45, 1 << 3, Qt::Key_K, false, u"k"_s};
     ASSERT_TRUE(hotKey.registerShortcut(altK));
     EXPECT_FALSE(hotKey.isBound()) << "until the desktop confirms the new binding";
     ASSERT_TRUE(QTest::qWaitFor([&] { return hotKey.isBound(); }, 20000));
     EXPECT_NE(hotKey.sessionPath(), first);
-    EXPECT_EQ(m_portal.sessions(), QStringList {hotKey.sessionPath()});
-    const QJsonArray shortcuts = m_portal.calls(u"BindShortcuts"_s).constLast().value(u"args"_s).toArray().at(1).toArray();
+    EXPECT_EQ(m_portal.sessions(), QStringList{hotKey.sessionPath()});
+    const QJsonArray shortcuts =
+        m_portal.calls(u"BindShortcuts"_s).constLast().value(u"args"_s).toArray().at(1).toArray();
     EXPECT_EQ(shortcuts.at(0).toArray().at(1).toObject().value(u"preferred_trigger"_s).toString(), u"ALT+k"_s);
     EXPECT_EQ(failed.count(), 0);
 
@@ -131,7 +132,7 @@ TEST_F(HotKeyPortalTest, ChangingTheShortcutReplacesTheSession)
     ASSERT_TRUE(hotKey.registerShortcut(altK));
     ASSERT_TRUE(QTest::qWaitFor([&] { return hotKey.isBound(); }, 20000));
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_portal.calls(u"CreateSession"_s).size() == 4; }, 20000));
-    EXPECT_TRUE(QTest::qWaitFor([&] { return m_portal.sessions() == QStringList {hotKey.sessionPath()}; }, 10000))
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_portal.sessions() == QStringList{hotKey.sessionPath()}; }, 10000))
         << m_portal.sessions().join(u' ').toStdString();
     EXPECT_EQ(failed.count(), 0);
 }
@@ -139,11 +140,11 @@ TEST_F(HotKeyPortalTest, ChangingTheShortcutReplacesTheSession)
 TEST_F(HotKeyPortalTest, RefusalsFromTheDesktopOrTheUserEndTheRegistration)
 {
     ASSERT_TRUE(m_portal.start(PortalStandIn::GlobalShortcuts));
-    const QList<std::pair<const char *, QJsonObject>> refusals {
-        {"user cancelled the binding", {{u"BindShortcuts"_s, QJsonObject {{u"response"_s, 1}}}}},
-        {"binding refused", {{u"BindShortcuts"_s, QJsonObject {{u"response"_s, 2}}}}},
-        {"bound without a trigger", {{u"BindShortcuts"_s, QJsonObject {{u"trigger_description"_s, u""_s}}}}},
-        {"no session", {{u"CreateSession"_s, QJsonObject {{u"response"_s, 2}}}}},
+    const QList<std::pair<const char *, QJsonObject>> refusals{
+        {"user cancelled the binding", {{u"BindShortcuts"_s, QJsonObject{{u"response"_s, 1}}}}},
+        {"binding refused", {{u"BindShortcuts"_s, QJsonObject{{u"response"_s, 2}}}}},
+        {"bound without a trigger", {{u"BindShortcuts"_s, QJsonObject{{u"trigger_description"_s, u""_s}}}}},
+        {"no session", {{u"CreateSession"_s, QJsonObject{{u"response"_s, 2}}}}},
     };
     for (const auto &[what, answers] : refusals) {
         SCOPED_TRACE(what);

@@ -18,7 +18,7 @@ using namespace Tessary;
 namespace {
 
 // Ctrl+Shift+Super+2: evdev 3 ("2") + 8.
-const HotKeyCombination defaultCombination {11, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_4};
+const HotKeyCombination defaultCombination{11, XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_4};
 
 void xdotool(const QStringList &arguments)
 {
@@ -78,8 +78,9 @@ TEST_F(HotKeyX11Test, KeyHeldByAnotherClientFailsAndLeavesNothingGrabbed)
     ASSERT_EQ(xcb_connection_has_error(other), 0);
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(other)).data->root;
     // The other client holds only the Num Lock variant; any variant taken must fail the whole registration.
-    const xcb_void_cookie_t cookie = xcb_grab_key_checked(other, 1, root, defaultCombination.x11Modifiers | XCB_MOD_MASK_2,
-                                                          defaultCombination.x11Keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    const xcb_void_cookie_t cookie =
+        xcb_grab_key_checked(other, 1, root, defaultCombination.x11Modifiers | XCB_MOD_MASK_2,
+                             defaultCombination.x11Keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
     ASSERT_EQ(xcb_request_check(other, cookie), nullptr);
 
     HotKeyX11 hotKey;
@@ -88,8 +89,9 @@ TEST_F(HotKeyX11Test, KeyHeldByAnotherClientFailsAndLeavesNothingGrabbed)
     // Once the other client lets go, the key is free for us: our failed attempt left no half of it behind.
     xcb_ungrab_key(other, defaultCombination.x11Keycode, root, defaultCombination.x11Modifiers | XCB_MOD_MASK_2);
     xcb_flush(other);
-    const xcb_void_cookie_t again = xcb_grab_key_checked(other, 1, root, defaultCombination.x11Modifiers,
-                                                         defaultCombination.x11Keycode, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
+    const xcb_void_cookie_t again =
+        xcb_grab_key_checked(other, 1, root, defaultCombination.x11Modifiers, defaultCombination.x11Keycode,
+                             XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
     xcb_generic_error_t *error = xcb_request_check(other, again);
     EXPECT_EQ(error, nullptr) << "our failed registration kept a grab";
     free(error);

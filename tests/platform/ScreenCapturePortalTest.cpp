@@ -68,8 +68,8 @@ protected:
     void answerWithPicture(const QImage &picture)
     {
         ASSERT_TRUE(picture.save(m_portalFile, "PNG"));
-        m_portal.setAnswers({{u"Screenshot"_s, QJsonObject {{u"response"_s, 0},
-                                                             {u"uri"_s, QUrl::fromLocalFile(m_portalFile).toString()}}}});
+        m_portal.setAnswers({{u"Screenshot"_s, QJsonObject{{u"response"_s, 0},
+                                                           {u"uri"_s, QUrl::fromLocalFile(m_portalFile).toString()}}}});
     }
 
     /** The options of the last Screenshot call. */
@@ -91,7 +91,8 @@ TEST_F(ScreenCapturePortalTest, DesktopThatSelectsHandsOverItsRegion)
 {
     const QImage region = quarters({120, 80});
     answerWithPicture(region);
-    const ProcessResult result = runProcess(buildPath(u"libexec/tessary-helper"_s), arguments(), waylandSession(u"GNOME"_s));
+    const ProcessResult result =
+        runProcess(buildPath(u"libexec/tessary-helper"_s), arguments(), waylandSession(u"GNOME"_s));
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_TRUE(result.standardError.isEmpty()) << result.standardError.constData();
     EXPECT_EQ(QImage(m_target).convertToFormat(QImage::Format_RGB32), region);
@@ -111,23 +112,24 @@ TEST_F(ScreenCapturePortalTest, CancelRefusalAndMissingPortalKeepTheToolsContrac
 {
     const QString helper = buildPath(u"libexec/tessary-helper"_s);
 
-    m_portal.setAnswers({{u"Screenshot"_s, QJsonObject {{u"response"_s, 1}}}});
+    m_portal.setAnswers({{u"Screenshot"_s, QJsonObject{{u"response"_s, 1}}}});
     ProcessResult result;
     for (const QString &desktop : {u"GNOME"_s, u"sway"_s}) {
         QProcessEnvironment environment = waylandSession(desktop);
         // Qt complains about such a folder on standard error; the application would show that as the reason.
         QTemporaryDir runtime;
-        QFile::setPermissions(runtime.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup
-                                                  | QFile::ExeGroup | QFile::ReadOther | QFile::ExeOther);
+        QFile::setPermissions(runtime.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner |
+                                                  QFile::ReadGroup | QFile::ExeGroup | QFile::ReadOther |
+                                                  QFile::ExeOther);
         environment.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
         result = runProcess(helper, arguments(), environment);
         EXPECT_EQ(result.exitCode, 1);
-        EXPECT_TRUE(result.standardError.isEmpty()) << "cancelled on " << desktop.toStdString() << ": "
-                                                    << result.standardError.constData();
+        EXPECT_TRUE(result.standardError.isEmpty())
+            << "cancelled on " << desktop.toStdString() << ": " << result.standardError.constData();
         EXPECT_TRUE(targetFolderEmpty());
     }
 
-    m_portal.setAnswers({{u"Screenshot"_s, QJsonObject {{u"response"_s, 2}}}});
+    m_portal.setAnswers({{u"Screenshot"_s, QJsonObject{{u"response"_s, 2}}}});
     for (const QString &desktop : {u"GNOME"_s, u"sway"_s}) {
         result = runProcess(helper, arguments(), waylandSession(desktop));
         EXPECT_EQ(result.exitCode, 1);
@@ -136,8 +138,8 @@ TEST_F(ScreenCapturePortalTest, CancelRefusalAndMissingPortalKeepTheToolsContrac
     }
 
     // A picture that is not there: one line of its own, not the permission message.
-    m_portal.setAnswers({{u"Screenshot"_s, QJsonObject {{u"response"_s, 0},
-                                                         {u"uri"_s, QUrl::fromLocalFile(m_portalFile).toString()}}}});
+    m_portal.setAnswers(
+        {{u"Screenshot"_s, QJsonObject{{u"response"_s, 0}, {u"uri"_s, QUrl::fromLocalFile(m_portalFile).toString()}}}});
     result = runProcess(helper, arguments(), waylandSession(u"GNOME"_s));
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_FALSE(result.standardError.isEmpty());
@@ -164,7 +166,10 @@ TEST_F(ScreenCapturePortalTest, OnWlrootsOurSelectorCutsTheRegionFromTheWholeDes
         tool.start(buildPath(u"libexec/tessary-helper"_s), arguments());
         ASSERT_TRUE(tool.waitForStarted());
         ASSERT_TRUE(QTest::qWaitFor(
-            [] { return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Capture$"_s}).standardOutput.isEmpty(); },
+            [] {
+                return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Capture$"_s})
+                            .standardOutput.isEmpty();
+            },
             20000));
         EXPECT_EQ(lastOptions().value(u"interactive"_s), QJsonValue(false));
         // From the red quarter into the green one: 600 → 700 crosses the middle at 640.
@@ -188,7 +193,10 @@ TEST_F(ScreenCapturePortalTest, OnWlrootsOurSelectorCutsTheRegionFromTheWholeDes
     tool.setProcessEnvironment(waylandSession(u"sway"_s));
     tool.start(buildPath(u"libexec/tessary-helper"_s), arguments());
     ASSERT_TRUE(QTest::qWaitFor(
-        [] { return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Capture$"_s}).standardOutput.isEmpty(); },
+        [] {
+            return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Capture$"_s})
+                        .standardOutput.isEmpty();
+        },
         20000));
     runProcess(u"xdotool"_s, {u"key"_s, u"Escape"_s});
     ASSERT_TRUE(QTest::qWaitFor([&] { return tool.state() == QProcess::NotRunning; }, 20000));

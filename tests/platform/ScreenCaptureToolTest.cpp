@@ -36,11 +36,15 @@ protected:
 
     void startTool(const QString &path)
     {
-        m_tool.start(buildPath(u"libexec/tessary-helper"_s), {u"screencapture"_s, u"-i"_s, u"-x"_s, u"-t"_s, u"png"_s, path});
+        m_tool.start(buildPath(u"libexec/tessary-helper"_s),
+                     {u"screencapture"_s, u"-i"_s, u"-x"_s, u"-t"_s, u"png"_s, path});
         ASSERT_TRUE(m_tool.waitForStarted());
         // The selector is up once its windows exist.
         ASSERT_TRUE(QTest::qWaitFor(
-            [] { return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Capture$"_s}).standardOutput.isEmpty(); },
+            [] {
+                return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Capture$"_s})
+                            .standardOutput.isEmpty();
+            },
             10000));
     }
 
@@ -70,12 +74,12 @@ TEST_F(ScreenCaptureToolTest, DragWritesTheRegionInPhysicalPixels)
     // Frozen, undimmed screen pixels.
     EXPECT_EQ(image.pixelColor(5, 50), QColor(255, 0, 0));
     EXPECT_EQ(image.pixelColor(95, 50), QColor(0, 255, 0));
-    EXPECT_EQ(QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList {u"region.png"_s});
+    EXPECT_EQ(QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"region.png"_s});
 }
 
 TEST_F(ScreenCaptureToolTest, CancellingLeavesNoFileAndSaysNothing)
 {
-    const QList<QStringList> cancels {
+    const QList<QStringList> cancels{
         {u"key"_s, u"Escape"_s},
         {u"mousemove"_s, u"300"_s, u"300"_s, u"click"_s, u"3"_s},
         // A click is a drag of no size.
@@ -94,8 +98,9 @@ TEST_F(ScreenCaptureToolTest, CancellingLeavesNoFileAndSaysNothing)
 
 TEST_F(ScreenCaptureToolTest, MissingFolderIsAnErrorWithOneLine)
 {
-    const ProcessResult result = runProcess(buildPath(u"libexec/tessary-helper"_s),
-                                            {u"screencapture"_s, u"-i"_s, u"-x"_s, u"-t"_s, u"png"_s, m_dir.filePath(u"gone/x.png"_s)});
+    const ProcessResult result =
+        runProcess(buildPath(u"libexec/tessary-helper"_s),
+                   {u"screencapture"_s, u"-i"_s, u"-x"_s, u"-t"_s, u"png"_s, m_dir.filePath(u"gone/x.png"_s)});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_FALSE(result.standardError.isEmpty());
     EXPECT_FALSE(result.standardError.trimmed().contains('\n'));

@@ -73,8 +73,8 @@ TEST_F(WaylandScreenshotTest, WholeDesktopFromThePortalUnderOurSelector)
     ASSERT_TRUE(QTest::qWaitFor(
         [&] {
             reference = compositorScreen();
-            return !reference.isNull() && reference.pixelColor(300, 300) == QColor(255, 0, 0)
-                && reference.pixelColor(980, 300) == QColor(0, 255, 0);
+            return !reference.isNull() && reference.pixelColor(300, 300) == QColor(255, 0, 0) &&
+                   reference.pixelColor(980, 300) == QColor(0, 255, 0);
         },
         20000));
 
@@ -84,7 +84,10 @@ TEST_F(WaylandScreenshotTest, WholeDesktopFromThePortalUnderOurSelector)
     ASSERT_TRUE(tool.waitForStarted());
     // The first call starts the portal and its back ends on the bus, which takes a moment.
     ASSERT_TRUE(QTest::qWaitFor(
-        [] { return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Capture$"_s}).standardOutput.isEmpty(); },
+        [] {
+            return !runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Capture$"_s})
+                        .standardOutput.isEmpty();
+        },
         60000))
         << tool.readAllStandardError().constData();
     runProcess(u"xdotool"_s, {u"mousemove"_s, u"500"_s, u"200"_s, u"mousedown"_s, u"1"_s, u"mousemove"_s, u"650"_s,
@@ -101,7 +104,8 @@ TEST_F(WaylandScreenshotTest, WholeDesktopFromThePortalUnderOurSelector)
     EXPECT_EQ(image.pixelColor(10, 50), QColor(255, 0, 0));
     EXPECT_EQ(image.pixelColor(290, 50), QColor(0, 255, 0));
     for (const QPoint &point : {QPoint(0, 0), QPoint(139, 20), QPoint(141, 99), QPoint(299, 99)}) {
-        EXPECT_EQ(image.pixelColor(point), reference.pixelColor(point + QPoint(500, 200))) << point.x() << "," << point.y();
+        EXPECT_EQ(image.pixelColor(point), reference.pixelColor(point + QPoint(500, 200)))
+            << point.x() << "," << point.y();
     }
     // The portal's own file is gone.
     EXPECT_FALSE(QFile::exists(u"/tmp/out.png"_s));
@@ -140,15 +144,15 @@ TEST_F(WaylandScreenshotTest, RequestingAccessAgainForgetsTheStoredAnswer)
     QDBusMessage set = QDBusMessage::createMethodCall(
         u"org.freedesktop.impl.portal.PermissionStore"_s, u"/org/freedesktop/impl/portal/PermissionStore"_s,
         u"org.freedesktop.impl.portal.PermissionStore"_s, u"SetPermission"_s);
-    set << u"screenshot"_s << true << u"screenshot"_s << QString() << QStringList {u"no"_s};
+    set << u"screenshot"_s << true << u"screenshot"_s << QString() << QStringList{u"no"_s};
     const QDBusMessage stored = QDBusConnection::sessionBus().call(set, QDBus::Block, 30000);
     ASSERT_EQ(stored.type(), QDBusMessage::ReplyMessage) << stored.errorMessage().toStdString();
-    ASSERT_EQ(storedScreenshotPermission(), QStringList {u"no"_s});
+    ASSERT_EQ(storedScreenshotPermission(), QStringList{u"no"_s});
 
     // X11 has no such permission: nothing to forget.
     resetScreenCapturePermission(SessionType::X11);
     QTest::qWait(300);
-    EXPECT_EQ(storedScreenshotPermission(), QStringList {u"no"_s});
+    EXPECT_EQ(storedScreenshotPermission(), QStringList{u"no"_s});
 
     resetScreenCapturePermission(SessionType::Wayland);
     EXPECT_TRUE(QTest::qWaitFor([] { return !storedScreenshotPermission().has_value(); }, 10000));

@@ -15,12 +15,12 @@ using Tessary::Test::runProcess;
 
 namespace {
 
-const QStringList itemAttributes {u"service"_s, u"md.velmor.tessary.ai"_s, u"account"_s, u"openai-compatible-key"_s};
+const QStringList itemAttributes{u"service"_s, u"md.velmor.tessary.ai"_s, u"account"_s, u"openai-compatible-key"_s};
 
 /** What secret-tool, a client that knows nothing of ours, finds in the keyring. */
 ProcessResult secretTool(const QString &command, const QStringList &extra = {}, const QByteArray &input = {})
 {
-    return runProcess(u"secret-tool"_s, QStringList {command} + extra + itemAttributes,
+    return runProcess(u"secret-tool"_s, QStringList{command} + extra + itemAttributes,
                       QProcessEnvironment::systemEnvironment(), input, 20000);
 }
 
@@ -120,16 +120,18 @@ TEST_F(AIKeychainTest, WorksFromAnyThread)
 TEST_F(AIKeychainTest, WithoutSecretServiceEveryCallIsNotAvailable)
 {
     const QString self = QCoreApplication::applicationFilePath();
-    const QStringList probe {u"--gtest_filter=AIKeychainProbe.*"_s};
+    const QStringList probe{u"--gtest_filter=AIKeychainProbe.*"_s};
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"TESSARY_KEYCHAIN_PROBE"_s, u"1"_s);
 
     // A session bus on which nothing provides the Secret Service.
-    const ProcessResult noService = runProcess(
-        u"dbus-run-session"_s,
-        QStringList {u"--config-file="_s + Tessary::Test::sourcePath(u"tests/support/session-bus-without-services.conf"_s),
-                     u"--"_s, self} + probe,
-        environment, {}, 60000);
+    const ProcessResult noService =
+        runProcess(u"dbus-run-session"_s,
+                   QStringList{u"--config-file="_s +
+                                   Tessary::Test::sourcePath(u"tests/support/session-bus-without-services.conf"_s),
+                               u"--"_s, self} +
+                       probe,
+                   environment, {}, 60000);
     EXPECT_EQ(noService.exitCode, 0) << noService.standardOutput.toStdString();
     EXPECT_TRUE(noService.standardOutput.contains("[  PASSED  ] 1 test")) << noService.standardOutput.toStdString();
 

@@ -33,7 +33,8 @@ Screen draw(const QStringList &lines, const QString &family, int size)
     const int margin = size / 2 + 4;
     const int lineHeight = metrics.lineSpacing() + size / 3;
     for (qsizetype i = 0; i < lines.size(); ++i) {
-        screen.boxes.append(QRect(margin, margin + int(i) * lineHeight, metrics.horizontalAdvance(lines[i]), metrics.height()));
+        screen.boxes.append(
+            QRect(margin, margin + int(i) * lineHeight, metrics.horizontalAdvance(lines[i]), metrics.height()));
     }
     return screen;
 }
@@ -57,14 +58,14 @@ TEST(LineRouting, TheLineModelReadsOnlyWhereTesseractFailsOnChinese)
     const Screen chinese = draw({u"今天的天气很好"_s}, u"Noto Sans CJK SC"_s, 24);
     // Tesseract turned the Chinese into Latin letters and is unsure of them.
     const RecognitionPass garbled = passOf(chinese, {u"AE RH BEF"_s}, 40);
-    EXPECT_EQ(LineRouting::refinedLines(chinese.image, garbled, Script::Latin), QStringList {u"AE RH BEF"_s});
-    EXPECT_EQ(LineRouting::refinedLines(chinese.image, garbled, Script::Simplified), QStringList {u"今天的天气很好"_s});
-    EXPECT_EQ(LineRouting::refinedLines(chinese.image, garbled, Script::Traditional), QStringList {u"今天的天气很好"_s});
+    EXPECT_EQ(LineRouting::refinedLines(chinese.image, garbled, Script::Latin), QStringList{u"AE RH BEF"_s});
+    EXPECT_EQ(LineRouting::refinedLines(chinese.image, garbled, Script::Simplified), QStringList{u"今天的天气很好"_s});
+    EXPECT_EQ(LineRouting::refinedLines(chinese.image, garbled, Script::Traditional), QStringList{u"今天的天气很好"_s});
 
     // An unsure Latin line that really is Latin stays as Tesseract read it: it reads Latin better.
     const Screen latin = draw({u"Hello world"_s}, u"DejaVu Sans"_s, 24);
     EXPECT_EQ(LineRouting::refinedLines(latin.image, passOf(latin, {u"HeIIo worId"_s}, 40), Script::Simplified),
-              QStringList {u"HeIIo worId"_s});
+              QStringList{u"HeIIo worId"_s});
 }
 
 TEST(LineRouting, TextWithoutChineseHasNoFullWidthPunctuation)
@@ -72,7 +73,7 @@ TEST(LineRouting, TextWithoutChineseHasNoFullWidthPunctuation)
     // A monospaced comma and its space take the room of a full-width comma; in code it is the ASCII one.
     const Screen code = draw({u"grow(OBSTACK, aint);"_s}, u"DejaVu Sans Mono"_s, 15);
     const RecognitionPass read = passOf(code, {u"grow(OBSTACK，aint)；"_s}, 80);
-    EXPECT_EQ(LineRouting::refinedLines(code.image, read, Script::Latin), QStringList {u"grow(OBSTACK, aint);"_s});
+    EXPECT_EQ(LineRouting::refinedLines(code.image, read, Script::Latin), QStringList{u"grow(OBSTACK, aint);"_s});
 }
 
 TEST(LineRouting, ConfidentSimplifiedLinesStandOnlyInLongerText)
@@ -80,29 +81,31 @@ TEST(LineRouting, ConfidentSimplifiedLinesStandOnlyInLongerText)
     const Screen one = draw({u"今天的天气很好"_s}, u"Noto Sans CJK SC"_s, 24);
     // A label alone is always read again: the choice of script rests on too little text.
     EXPECT_EQ(LineRouting::refinedLines(one.image, passOf(one, {u"今天的天氣很好"_s}, 95), Script::Simplified),
-              QStringList {u"今天的天气很好"_s});
+              QStringList{u"今天的天气很好"_s});
 
     const Screen two = draw({u"今天的天气很好"_s, u"我们一起去公园"_s}, u"Noto Sans CJK SC"_s, 24);
-    const QStringList asRead {u"今天的天氣很好"_s, u"我們一起去公園"_s};
+    const QStringList asRead{u"今天的天氣很好"_s, u"我們一起去公園"_s};
     EXPECT_EQ(LineRouting::refinedLines(two.image, passOf(two, asRead, 95), Script::Simplified), asRead);
     EXPECT_EQ(LineRouting::refinedLines(two.image, passOf(two, asRead, 80), Script::Simplified),
-              (QStringList {u"今天的天气很好"_s, u"我们一起去公园"_s}));
+              (QStringList{u"今天的天气很好"_s, u"我们一起去公园"_s}));
     // Traditional text keeps Tesseract's Traditional reading of lines it is sure of.
     EXPECT_EQ(LineRouting::refinedLines(two.image, passOf(two, asRead, 80), Script::Traditional), asRead);
 }
 
 TEST(LineRouting, ReadingsAgainKeepTheirLinesPlaces)
 {
-    const Screen screen = draw({u"打开设置窗口"_s, u"Second line here"_s, u"保存所有文件"_s, u"fourth line"_s}, u"Noto Sans CJK SC"_s, 22);
+    const Screen screen = draw({u"打开设置窗口"_s, u"Second line here"_s, u"保存所有文件"_s, u"fourth line"_s},
+                               u"Noto Sans CJK SC"_s, 22);
     const RecognitionPass pass = passOf(screen, {u"x"_s, u"Second line here"_s, u"y"_s, u"fourth line"_s}, 60);
     EXPECT_EQ(LineRouting::refinedLines(screen.image, pass, Script::Simplified),
-              (QStringList {u"打开设置窗口"_s, u"Second line here"_s, u"保存所有文件"_s, u"fourth line"_s}));
+              (QStringList{u"打开设置窗口"_s, u"Second line here"_s, u"保存所有文件"_s, u"fourth line"_s}));
 }
 
 TEST(LineRouting, LongLinesAreReadWhole)
 {
     // Far wider than one reading of the network: read in pieces cut between characters.
-    const QString text = u"这是一行很长的中文文字，用来检查分段读取时不会丢失或重复任何一个字符，每一段都在空白处切开，直到最后一个字"_s;
+    const QString text =
+        u"这是一行很长的中文文字，用来检查分段读取时不会丢失或重复任何一个字符，每一段都在空白处切开，直到最后一个字"_s;
     const auto line = Tessary::Test::renderLine(text, Tessary::Test::fontOf(u"Noto Sans CJK SC"_s, 20));
     const QRect ink = LineRouting::inkBox(line.image, line.image.rect(), 255);
     // At least two pieces, squeezed to 0.6 of the width: more than 1600 px at the model's height.
@@ -134,11 +137,11 @@ TEST(RecognitionPass, PlacesEveryCharacterLeftToRight)
 TEST(RecognitionPass, RepairsPositionsTheEngineGotWrong)
 {
     // As Tesseract placed "get(key name," on a screen with a pitch of 9 px: "y" at the "a", "n" out of order.
-    const QList<PlacedSymbol> symbols {{u"("_s, 214.5f}, {u"k"_s, 224.5f}, {u"e"_s, 232.5f}, {u"y"_s, 267.5f}, {u"n"_s, 258.0f},
-                                       {u"a"_s, 267.5f}, {u"m"_s, 277.0f}, {u"e"_s, 286.0f}};
+    const QList<PlacedSymbol> symbols{{u"("_s, 214.5f}, {u"k"_s, 224.5f}, {u"e"_s, 232.5f}, {u"y"_s, 267.5f},
+                                      {u"n"_s, 258.0f}, {u"a"_s, 267.5f}, {u"m"_s, 277.0f}, {u"e"_s, 286.0f}};
     const QList<float> centres = characterCentres(u"(key name"_s, symbols);
     ASSERT_EQ(centres.size(), 9);
-    const QList<float> drawn {214.5f, 223.5f, 232.5f, 241.5f, 250.5f, 259.5f, 268.5f, 277.5f, 286.5f};
+    const QList<float> drawn{214.5f, 223.5f, 232.5f, 241.5f, 250.5f, 259.5f, 268.5f, 277.5f, 286.5f};
     for (qsizetype i = 0; i < centres.size(); ++i) {
         EXPECT_NEAR(centres[i], drawn[i], 3.0) << "at " << i;
     }
@@ -148,7 +151,8 @@ TEST(RecognitionPass, RepairsPositionsTheEngineGotWrong)
 
 TEST(RecognitionPass, StopsWhenAskedTo)
 {
-    const auto line = Tessary::Test::renderLine(u"Nobody waits for this reading"_s, Tessary::Test::fontOf(u"DejaVu Sans"_s, 18));
+    const auto line =
+        Tessary::Test::renderLine(u"Nobody waits for this reading"_s, Tessary::Test::fontOf(u"DejaVu Sans"_s, 18));
     const std::atomic<bool> stop = true;
     EXPECT_FALSE(runRecognitionPass("eng", line.image, &stop).hasValue());
     const std::atomic<bool> go = false;

@@ -56,13 +56,16 @@ RecognitionPass pass(const QByteArray &languages, const QList<PassLine> &lines)
 TEST(PassMerging, TheScriptIsWeighedOnlyWhereEitherReadingIsChinese)
 {
     // Both read the English word alike; they differ on the Chinese one.
-    const RecognitionPass traditional = pass("chi_tra", {line({word(u"PostgreSQL"_s, 0, 0, 60), word(u"資料庫"_s, 110, 0, 95)})});
-    const RecognitionPass simplified = pass("chi_sim", {line({word(u"PostgreSQL"_s, 0, 0, 96), word(u"资料库"_s, 110, 0, 80)})});
+    const RecognitionPass traditional =
+        pass("chi_tra", {line({word(u"PostgreSQL"_s, 0, 0, 60), word(u"資料庫"_s, 110, 0, 95)})});
+    const RecognitionPass simplified =
+        pass("chi_sim", {line({word(u"PostgreSQL"_s, 0, 0, 96), word(u"资料库"_s, 110, 0, 80)})});
     EXPECT_DOUBLE_EQ(PassMerging::chineseConfidence(traditional, simplified), 95);
     EXPECT_DOUBLE_EQ(PassMerging::chineseConfidence(simplified, traditional), 80);
 
     // Where one reading made letters of what the other read as Chinese, the letters count against it.
-    const RecognitionPass letters = pass("chi_sim", {line({word(u"PostgreSQL"_s, 0, 0, 96), word(u"A8#"_s, 110, 0, 30)})});
+    const RecognitionPass letters =
+        pass("chi_sim", {line({word(u"PostgreSQL"_s, 0, 0, 96), word(u"A8#"_s, 110, 0, 30)})});
     EXPECT_DOUBLE_EQ(PassMerging::chineseConfidence(letters, traditional), 30);
     EXPECT_DOUBLE_EQ(PassMerging::hanWordConfidence(letters), -1);
     EXPECT_DOUBLE_EQ(PassMerging::hanWordConfidence(traditional), 95);
@@ -78,13 +81,13 @@ TEST(PassMerging, TheScriptIsWeighedOnlyWhereEitherReadingIsChinese)
 TEST(PassMerging, LatinWordsComeFromTheEnglishReading)
 {
     // The Chinese model alone garbles the English words of a Traditional line; one of them appears twice.
-    RecognitionPass traditional = pass("chi_tra", {line({word(u"使用"_s, 0, 0, 95), word(u"5sh"_s, 30, 0, 40),
-                                                         word(u"和"_s, 70, 0, 94), word(u"5sh"_s, 90, 0, 41),
-                                                         word(u"。，"_s, 130, 0, 50)})});
-    const RecognitionPass simplified = pass("chi_sim", {line({word(u"使用"_s, 0, 0, 70), word(u"ssh"_s, 30, 0, 92),
-                                                                  word(u"和"_s, 70, 0, 90), word(u"ssh"_s, 90, 0, 91),
-                                                                  word(u".,"_s, 130, 0, 60), word(u"|P"_s, 160, 0, 50)})});
-    traditional.lines.first() = line(traditional.lines.first().words + QList<PassWord> {word(u"IP"_s, 160, 0, 80)});
+    RecognitionPass traditional =
+        pass("chi_tra", {line({word(u"使用"_s, 0, 0, 95), word(u"5sh"_s, 30, 0, 40), word(u"和"_s, 70, 0, 94),
+                               word(u"5sh"_s, 90, 0, 41), word(u"。，"_s, 130, 0, 50)})});
+    const RecognitionPass simplified =
+        pass("chi_sim", {line({word(u"使用"_s, 0, 0, 70), word(u"ssh"_s, 30, 0, 92), word(u"和"_s, 70, 0, 90),
+                               word(u"ssh"_s, 90, 0, 91), word(u".,"_s, 130, 0, 60), word(u"|P"_s, 160, 0, 50)})});
+    traditional.lines.first() = line(traditional.lines.first().words + QList<PassWord>{word(u"IP"_s, 160, 0, 80)});
     PassMerging::takeLatinWords(traditional, simplified);
     const PassLine &merged = traditional.lines.first();
     // Chinese stays the Traditional reading's, and so does punctuation, whose width the pixels settle later, and a
@@ -129,10 +132,11 @@ TEST(PassMerging, WordsSplitDifferentlyAreLeftAlone)
 TEST(PassMerging, ALineWithoutChineseIsTakenWhole)
 {
     // Split differently word by word, but the whole line is Latin in both readings.
-    RecognitionPass traditional = pass("chi_tra", {line({word(u"說明"_s, 0, 0, 93)}),
-                                                   line({word(u"netlibeyornl.gov"_s, 0, 30, 35)})});
-    const RecognitionPass simplified = pass("chi_sim", {line({word(u"说明"_s, 0, 0, 85)}),
-                                                            line({word(u"netlib@"_s, 0, 30, 90), word(u"ornl.gov"_s, 80, 30, 93)})});
+    RecognitionPass traditional =
+        pass("chi_tra", {line({word(u"說明"_s, 0, 0, 93)}), line({word(u"netlibeyornl.gov"_s, 0, 30, 35)})});
+    const RecognitionPass simplified =
+        pass("chi_sim", {line({word(u"说明"_s, 0, 0, 85)}),
+                         line({word(u"netlib@"_s, 0, 30, 90), word(u"ornl.gov"_s, 80, 30, 93)})});
     PassMerging::takeLatinWords(traditional, simplified);
     ASSERT_EQ(traditional.lines.size(), 2);
     EXPECT_EQ(traditional.lines[0].text, u"說明"_s);
@@ -142,7 +146,8 @@ TEST(PassMerging, ALineWithoutChineseIsTakenWhole)
 
     // A line the Chinese reading is about as sure of keeps its own reading, full-width punctuation and all.
     RecognitionPass chinese = pass("chi_sim", {line({word(u"SVr4，POSIX.1-2001。"_s, 0, 0, 90)})});
-    PassMerging::takeLatinWords(chinese, pass("eng", {line({word(u"SVr4,"_s, 0, 0, 93), word(u"POSIX.1-2001."_s, 60, 0, 92)})}));
+    PassMerging::takeLatinWords(chinese,
+                                pass("eng", {line({word(u"SVr4,"_s, 0, 0, 93), word(u"POSIX.1-2001."_s, 60, 0, 92)})}));
     EXPECT_EQ(chinese.lines.first().text, u"SVr4，POSIX.1-2001。"_s);
 }
 

@@ -27,7 +27,8 @@ TEST_P(PunctuationWidthTest, SettlesWidthsFromTheScreen)
 {
     const WidthCase &row = GetParam();
     for (const int size : {13, 16, 22}) {
-        const Tessary::Test::RenderedLine line = Tessary::Test::renderLine(QString::fromUtf8(row.shown), Tessary::Test::fontOf(QString::fromUtf8(row.family), size));
+        const Tessary::Test::RenderedLine line = Tessary::Test::renderLine(
+            QString::fromUtf8(row.shown), Tessary::Test::fontOf(QString::fromUtf8(row.family), size));
         const QString settled = PunctuationWidth::settle(QString::fromUtf8(row.read), line.centres, line.image, 255);
         EXPECT_EQ(settled.toStdString(), std::string(row.expected)) << "at " << size << " px";
     }
@@ -35,22 +36,24 @@ TEST_P(PunctuationWidthTest, SettlesWidthsFromTheScreen)
 
 INSTANTIATE_TEST_SUITE_P(
     Lines, PunctuationWidthTest,
-    ::testing::Values(
-        WidthCase {"FullWidthMarksBetweenHan", "Noto Sans CJK SC", "打开文件，然后保存。再关闭；好吗？是的", "打开文件,然后保存.再关闭;好吗?是的",
-                   "打开文件，然后保存。再关闭；好吗？是的"},
-        WidthCase {"AsciiMarksBetweenHanStayAscii", "Noto Sans CJK TC", "資訊. 在除錯, 認證和配置", "資訊。 在除錯， 認證和配置",
-                   "資訊. 在除錯, 認證和配置"},
-        WidthCase {"FullWidthDigitsAndHyphen", "Noto Sans CJK SC", "作者:朱熹（１１３０－１２００）", "作者:朱熹(1130-1200)",
-                   "作者:朱熹（１１３０－１２００）"},
-        WidthCase {"AsciiDigitsInChineseStayAscii", "Noto Sans CJK SC", "流程开始前 15 分钟 (2006-03) 创建", "流程开始前 １５ 分钟 (2006-03) 创建",
-                   "流程开始前 15 分钟 (2006-03) 创建"},
-        WidthCase {"LatinLineNeverGetsFullWidth", "DejaVu Sans", "Hello ,  world : 1130  4567 ! ok", "Hello ,  world : 1130  4567 ! ok",
-                   "Hello ,  world : 1130  4567 ! ok"}),
+    ::testing::Values(WidthCase{"FullWidthMarksBetweenHan", "Noto Sans CJK SC",
+                                "打开文件，然后保存。再关闭；好吗？是的", "打开文件,然后保存.再关闭;好吗?是的",
+                                "打开文件，然后保存。再关闭；好吗？是的"},
+                      WidthCase{"AsciiMarksBetweenHanStayAscii", "Noto Sans CJK TC", "資訊. 在除錯, 認證和配置",
+                                "資訊。 在除錯， 認證和配置", "資訊. 在除錯, 認證和配置"},
+                      WidthCase{"FullWidthDigitsAndHyphen", "Noto Sans CJK SC", "作者:朱熹（１１３０－１２００）",
+                                "作者:朱熹(1130-1200)", "作者:朱熹（１１３０－１２００）"},
+                      WidthCase{"AsciiDigitsInChineseStayAscii", "Noto Sans CJK SC",
+                                "流程开始前 15 分钟 (2006-03) 创建", "流程开始前 １５ 分钟 (2006-03) 创建",
+                                "流程开始前 15 分钟 (2006-03) 创建"},
+                      WidthCase{"LatinLineNeverGetsFullWidth", "DejaVu Sans", "Hello ,  world : 1130  4567 ! ok",
+                                "Hello ,  world : 1130  4567 ! ok", "Hello ,  world : 1130  4567 ! ok"}),
     [](const ::testing::TestParamInfo<WidthCase> &info) { return std::string(info.param.name); });
 
 TEST(PunctuationWidth, ReadingWithoutPositionsIsLeftAsItIs)
 {
-    const Tessary::Test::RenderedLine line = Tessary::Test::renderLine(u"打开文件，然后保存"_s, Tessary::Test::fontOf(u"Noto Sans CJK SC"_s, 16));
+    const Tessary::Test::RenderedLine line =
+        Tessary::Test::renderLine(u"打开文件，然后保存"_s, Tessary::Test::fontOf(u"Noto Sans CJK SC"_s, 16));
     EXPECT_EQ(PunctuationWidth::settle(u"打开文件,然后保存"_s, {}, line.image, 255), u"打开文件,然后保存"_s);
 }
 

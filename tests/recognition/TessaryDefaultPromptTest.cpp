@@ -23,7 +23,8 @@ struct LanguageCase
 };
 
 class TessaryDefaultPromptTest : public ::testing::TestWithParam<LanguageCase>
-{};
+{
+};
 
 TEST_P(TessaryDefaultPromptTest, FollowsTheLanguage)
 {
@@ -31,25 +32,24 @@ TEST_P(TessaryDefaultPromptTest, FollowsTheLanguage)
     EXPECT_EQ(TessaryDefaultPrompt::forLanguage(QString::fromUtf8(row.language), row.preferred), prompt(row.expected));
 }
 
-INSTANTIATE_TEST_SUITE_P(Languages, TessaryDefaultPromptTest, ::testing::Values(
-    LanguageCase{"simplified", "zh-Hans", {}, Script::Simplified},
-    LanguageCase{"simplifiedRegion", "zh-Hans-CN", {}, Script::Simplified},
-    LanguageCase{"bareChinese", "zh", {}, Script::Simplified},
-    LanguageCase{"mainland", "zh-CN", {}, Script::Simplified},
-    LanguageCase{"singapore", "zh-SG", {}, Script::Simplified},
-    LanguageCase{"traditional", "zh-Hant", {}, Script::Traditional},
-    LanguageCase{"taiwanScript", "zh-Hant-TW", {}, Script::Traditional},
-    LanguageCase{"taiwan", "zh-TW", {}, Script::Traditional},
-    LanguageCase{"hongKong", "zh-HK", {}, Script::Traditional},
-    LanguageCase{"english", "en", {}, Script::English},
-    LanguageCase{"japanese", "ja", {}, Script::English},
-    LanguageCase{"french", "fr-FR", {}, Script::English},
-    LanguageCase{"caseMatters", "ZH-Hans", {}, Script::English},
-    LanguageCase{"empty", "", {}, Script::English},
-    LanguageCase{"systemHongKong", "system", {u"zh-Hant-HK"_s, u"en"_s}, Script::Traditional},
-    LanguageCase{"systemFirstWins", "system", {u"en-GB"_s, u"zh-Hans"_s}, Script::English},
-    LanguageCase{"systemWithoutLanguages", "system", {}, Script::Simplified},
-    LanguageCase{"systemIsExact", "System", {u"zh-Hant"_s}, Script::English}),
+INSTANTIATE_TEST_SUITE_P(
+    Languages, TessaryDefaultPromptTest,
+    ::testing::Values(
+        LanguageCase{"simplified", "zh-Hans", {}, Script::Simplified},
+        LanguageCase{"simplifiedRegion", "zh-Hans-CN", {}, Script::Simplified},
+        LanguageCase{"bareChinese", "zh", {}, Script::Simplified},
+        LanguageCase{"mainland", "zh-CN", {}, Script::Simplified},
+        LanguageCase{"singapore", "zh-SG", {}, Script::Simplified},
+        LanguageCase{"traditional", "zh-Hant", {}, Script::Traditional},
+        LanguageCase{"taiwanScript", "zh-Hant-TW", {}, Script::Traditional},
+        LanguageCase{"taiwan", "zh-TW", {}, Script::Traditional},
+        LanguageCase{"hongKong", "zh-HK", {}, Script::Traditional}, LanguageCase{"english", "en", {}, Script::English},
+        LanguageCase{"japanese", "ja", {}, Script::English}, LanguageCase{"french", "fr-FR", {}, Script::English},
+        LanguageCase{"caseMatters", "ZH-Hans", {}, Script::English}, LanguageCase{"empty", "", {}, Script::English},
+        LanguageCase{"systemHongKong", "system", {u"zh-Hant-HK"_s, u"en"_s}, Script::Traditional},
+        LanguageCase{"systemFirstWins", "system", {u"en-GB"_s, u"zh-Hans"_s}, Script::English},
+        LanguageCase{"systemWithoutLanguages", "system", {}, Script::Simplified},
+        LanguageCase{"systemIsExact", "System", {u"zh-Hant"_s}, Script::English}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST(TessaryDefaultPromptSets, ThreeCurrentAndThreeLegacyPromptsAllDifferent)
@@ -72,7 +72,8 @@ TEST(TessaryDefaultPromptSets, ThreeCurrentAndThreeLegacyPromptsAllDifferent)
 // The tests run with LANG=C.UTF-8 and an empty LANGUAGE: the C locale names no language.
 TEST(TessaryDefaultPromptSystem, CLocaleHasNoPreferredLanguage)
 {
-    EXPECT_TRUE(TessaryDefaultPrompt::preferredLanguages().isEmpty()) << TessaryDefaultPrompt::preferredLanguages().join(u' ').toStdString();
+    EXPECT_TRUE(TessaryDefaultPrompt::preferredLanguages().isEmpty())
+        << TessaryDefaultPrompt::preferredLanguages().join(u' ').toStdString();
     EXPECT_EQ(TessaryDefaultPrompt::forLanguage(u"system"_s), prompt(Script::Simplified));
 }
 

@@ -86,7 +86,7 @@ protected:
         const auto text = TextRecognizer::recognize(path);
         EXPECT_FALSE(text.hasValue());
         if (text) {
-            return RecognitionError::Code {};
+            return RecognitionError::Code{};
         }
         EXPECT_FALSE(text.error().description.isEmpty());
         return text.error().code;
@@ -102,13 +102,15 @@ TEST_F(TextRecognizerTest, ReadsScreenTextLineByLine)
     EXPECT_EQ(recognized(Tessary::Test::renderText({english, second}, u"DejaVu Sans"_s, 20)), english + u'\n' + second);
 
     // Chinese comes back without the spaces the models put between characters, in either script.
-    EXPECT_EQ(recognized(Tessary::Test::renderText({u"今天的天气很好"_s}, u"Noto Sans CJK SC"_s, 24)), u"今天的天气很好"_s);
-    EXPECT_EQ(recognized(Tessary::Test::renderText({u"請選擇要開啟的檔案"_s}, u"Noto Sans CJK TC"_s, 24)), u"請選擇要開啟的檔案"_s);
+    EXPECT_EQ(recognized(Tessary::Test::renderText({u"今天的天气很好"_s}, u"Noto Sans CJK SC"_s, 24)),
+              u"今天的天气很好"_s);
+    EXPECT_EQ(recognized(Tessary::Test::renderText({u"請選擇要開啟的檔案"_s}, u"Noto Sans CJK TC"_s, 24)),
+              u"請選擇要開啟的檔案"_s);
 }
 
 TEST_F(TextRecognizerTest, TraditionalTextStaysTraditional)
 {
-    const QStringList lines {u"這個選項會讓程式在背景執行"_s, u"並且把所有輸出寫入記錄檔"_s, u"請確認網路連線正常"_s};
+    const QStringList lines{u"這個選項會讓程式在背景執行"_s, u"並且把所有輸出寫入記錄檔"_s, u"請確認網路連線正常"_s};
     EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"Noto Sans CJK TC"_s, 22)), lines.join(u'\n'));
     EXPECT_EQ(recognized(Tessary::Test::renderText({u"選擇檔案"_s}, u"Noto Sans CJK TC"_s, 20)), u"選擇檔案"_s);
 }
@@ -116,29 +118,32 @@ TEST_F(TextRecognizerTest, TraditionalTextStaysTraditional)
 TEST_F(TextRecognizerTest, EnglishInTraditionalTextIsReadByTheEnglishModel)
 {
     // The Traditional model reads without English; the words it would garble come from the English reading.
-    const QStringList lines {u"請使用 ssh 連線到伺服器"_s, u"PostgreSQL database"_s};
+    const QStringList lines{u"請使用 ssh 連線到伺服器"_s, u"PostgreSQL database"_s};
     EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"Noto Sans CJK TC"_s, 22)), lines.join(u'\n'));
 }
 
 TEST_F(TextRecognizerTest, ReadsSimplifiedParagraphsWithTheirPunctuation)
 {
-    const QStringList lines {u"如果没有指定文件，就从标准输入读取。"_s, u"这个命令会把结果写到标准输出，"_s, u"出错时返回一个非零的状态。"_s};
+    const QStringList lines{u"如果没有指定文件，就从标准输入读取。"_s, u"这个命令会把结果写到标准输出，"_s,
+                            u"出错时返回一个非零的状态。"_s};
     EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"Noto Sans CJK SC"_s, 20)), lines.join(u'\n'));
 }
 
 TEST_F(TextRecognizerTest, CodeKeepsItsUnderscores)
 {
-    const QStringList lines {u"def __init__(self, other_value):"_s, u"    self._tzinfo = make_tz(other_value)"_s};
+    const QStringList lines{u"def __init__(self, other_value):"_s, u"    self._tzinfo = make_tz(other_value)"_s};
     const QString expected = u"def __init__(self, other_value):\nself._tzinfo = make_tz(other_value)"_s;
     for (const int size : {13, 15}) {
-        EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"DejaVu Sans Mono"_s, size)).toStdString(), expected.toStdString())
+        EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"DejaVu Sans Mono"_s, size)).toStdString(),
+                  expected.toStdString())
             << "at " << size << " px";
     }
 }
 
 TEST_F(TextRecognizerTest, ReadsDarkModeText)
 {
-    const QImage dark = Tessary::Test::renderText({u"Dark mode text"_s}, u"DejaVu Sans"_s, 20, QColor(0xd4d4d4), QColor(0x1e1e1e));
+    const QImage dark =
+        Tessary::Test::renderText({u"Dark mode text"_s}, u"DejaVu Sans"_s, 20, QColor(0xd4d4d4), QColor(0x1e1e1e));
     EXPECT_EQ(recognized(dark), u"Dark mode text"_s);
 }
 
@@ -147,7 +152,8 @@ TEST_F(TextRecognizerTest, ImageWithoutTextGivesEmptyString)
     QImage blank(400, 120, QImage::Format_RGB32);
     blank.fill(Qt::white);
     EXPECT_EQ(recognized(blank, u"blank.png"_s), QString());
-    EXPECT_EQ(recognized(Tessary::Test::renderText({u"   "_s, u"\t"_s}, u"DejaVu Sans"_s, 20), u"spaces.png"_s), QString());
+    EXPECT_EQ(recognized(Tessary::Test::renderText({u"   "_s, u"\t"_s}, u"DejaVu Sans"_s, 20), u"spaces.png"_s),
+              QString());
 }
 
 TEST_F(TextRecognizerTest, PathsWithSpacesAndNonAsciiCharactersWork)
@@ -179,7 +185,8 @@ TEST_F(TextRecognizerTest, RefusesWhatIsNotARecognisableImage)
 TEST_F(TextRecognizerTest, RefusesHugeImagesBeforeDecodingThem)
 {
     // Decoding this would need 40 GB; the header alone must be enough to refuse it.
-    EXPECT_EQ(failureOf(write(u"huge.png"_s, pngWithDeclaredSize(100000, 100000))), RecognitionError::Code::ImageTooLarge);
+    EXPECT_EQ(failureOf(write(u"huge.png"_s, pngWithDeclaredSize(100000, 100000))),
+              RecognitionError::Code::ImageTooLarge);
 }
 
 TEST_F(TextRecognizerTest, RefusesFilesItMayNotRead)
@@ -194,8 +201,10 @@ TEST_F(TextRecognizerTest, RefusesFilesItMayNotRead)
 
 TEST_F(TextRecognizerTest, OverlappingCallsEachGetTheirOwnResult)
 {
-    const QString latin = save(u"latin.png"_s, Tessary::Test::renderText({u"Overlapping calls"_s}, u"DejaVu Sans"_s, 22));
-    const QString chinese = save(u"chinese.png"_s, Tessary::Test::renderText({u"同时识别两张图片"_s}, u"Noto Sans CJK SC"_s, 24));
+    const QString latin =
+        save(u"latin.png"_s, Tessary::Test::renderText({u"Overlapping calls"_s}, u"DejaVu Sans"_s, 22));
+    const QString chinese =
+        save(u"chinese.png"_s, Tessary::Test::renderText({u"同时识别两张图片"_s}, u"Noto Sans CJK SC"_s, 24));
     QList<QFuture<QString>> runs;
     for (int i = 0; i < 6; ++i) {
         const QString path = i % 2 == 0 ? latin : chinese;

@@ -40,12 +40,14 @@ TEST(UnderscoreRecovery, CountsTheUnderscoresOfEachRule)
         const auto line = Tessary::Test::renderLine(code, Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, size));
         const auto runs = runsIn(line);
         ASSERT_EQ(runs.size(), 4) << "at " << size << " px";
-        const QList<int> counts {1, 2, 2, 1};
-        const QList<qsizetype> firsts {code.indexOf(u"_tuples"_s), code.indexOf(u"__init"_s), code.indexOf(u"__("_s), code.indexOf(u"_b"_s)};
+        const QList<int> counts{1, 2, 2, 1};
+        const QList<qsizetype> firsts{code.indexOf(u"_tuples"_s), code.indexOf(u"__init"_s), code.indexOf(u"__("_s),
+                                      code.indexOf(u"_b"_s)};
         for (int r = 0; r < 4; ++r) {
             EXPECT_EQ(runs[r].count, counts[r]) << "run " << r << " at " << size << " px";
             // The run starts where its first underscore was drawn.
-            EXPECT_NEAR(runs[r].left, line.centres[firsts[r]] - line.pitch / 2, line.pitch / 2) << "run " << r << " at " << size << " px";
+            EXPECT_NEAR(runs[r].left, line.centres[firsts[r]] - line.pitch / 2, line.pitch / 2)
+                << "run " << r << " at " << size << " px";
         }
     }
 }
@@ -55,8 +57,11 @@ TEST(UnderscoreRecovery, UnderlinesAndDescendersAreNoUnderscores)
     QFont underlined = Tessary::Test::fontOf(u"DejaVu Sans"_s, 15);
     underlined.setUnderline(true);
     EXPECT_TRUE(runsIn(Tessary::Test::renderLine(u"open the link here"_s, underlined)).isEmpty());
-    EXPECT_TRUE(runsIn(Tessary::Test::renderLine(u"gypsy jumping quickly, yay"_s, Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, 15))).isEmpty());
-    EXPECT_TRUE(runsIn(Tessary::Test::renderLine(u"a - b -- c"_s, Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, 15))).isEmpty());
+    EXPECT_TRUE(runsIn(Tessary::Test::renderLine(u"gypsy jumping quickly, yay"_s,
+                                                 Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, 15)))
+                    .isEmpty());
+    EXPECT_TRUE(
+        runsIn(Tessary::Test::renderLine(u"a - b -- c"_s, Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, 15))).isEmpty());
 }
 
 TEST(UnderscoreRecovery, PutsTheUnderscoresBackIntoTheReading)

@@ -49,9 +49,9 @@ bool KGlobalAccelDaemon::start()
 
 QList<int> KGlobalAccelDaemon::storedKeys(const QString &component, const QString &action)
 {
-    QDBusMessage message = QDBusMessage::createMethodCall(daemonName, u"/kglobalaccel"_s, u"org.kde.KGlobalAccel"_s,
-                                                          u"shortcut"_s);
-    message << QStringList {component, action, QString(), QString()};
+    QDBusMessage message =
+        QDBusMessage::createMethodCall(daemonName, u"/kglobalaccel"_s, u"org.kde.KGlobalAccel"_s, u"shortcut"_s);
+    message << QStringList{component, action, QString(), QString()};
     const QDBusMessage reply = QDBusConnection::sessionBus().call(message);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
         return {};
@@ -66,13 +66,12 @@ bool KGlobalAccelDaemon::holdKeys(const QString &component, const QList<int> &ke
     for (int key : keys) {
         keyList.append(QString::number(key));
     }
-    const QStringList call {u"call"_s, u"--session"_s, u"--dest"_s, daemonName, u"--object-path"_s, u"/kglobalaccel"_s,
-                            u"--method"_s};
-    return runProcess(u"gdbus"_s, call + QStringList {u"org.kde.KGlobalAccel.doRegister"_s, actionId}).exitCode == 0
-        && runProcess(u"gdbus"_s, call + QStringList {u"org.kde.KGlobalAccel.setShortcut"_s, actionId,
-                                                      u"@ai [%1]"_s.arg(keyList.join(u", "_s)), u"6"_s})
-                   .exitCode
-               == 0;
+    const QStringList call{u"call"_s,          u"--session"_s,     u"--dest"_s,  daemonName,
+                           u"--object-path"_s, u"/kglobalaccel"_s, u"--method"_s};
+    return runProcess(u"gdbus"_s, call + QStringList{u"org.kde.KGlobalAccel.doRegister"_s, actionId}).exitCode == 0 &&
+           runProcess(u"gdbus"_s, call + QStringList{u"org.kde.KGlobalAccel.setShortcut"_s, actionId,
+                                                     u"@ai [%1]"_s.arg(keyList.join(u", "_s)), u"6"_s})
+                   .exitCode == 0;
 }
 
 } // namespace Tessary::Test

@@ -42,13 +42,15 @@ bool LoopbackHttpsServer::start(QString *error)
     }
     const QString openssl = u"openssl"_s;
     const bool made =
-        run(openssl, {u"req"_s, u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:prime256v1"_s,
-                      u"-nodes"_s, u"-keyout"_s, u"ca.key"_s, u"-out"_s, u"ca.pem"_s, u"-days"_s, u"2"_s, u"-subj"_s,
-                      u"/CN=Tessary Test CA"_s},
-            error)
-        && run(openssl, {u"req"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:prime256v1"_s, u"-nodes"_s,
-                         u"-keyout"_s, u"server.key"_s, u"-out"_s, u"server.csr"_s, u"-subj"_s, u"/CN=127.0.0.1"_s},
-               error);
+        run(openssl,
+            {u"req"_s, u"-x509"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:prime256v1"_s, u"-nodes"_s,
+             u"-keyout"_s, u"ca.key"_s, u"-out"_s, u"ca.pem"_s, u"-days"_s, u"2"_s, u"-subj"_s,
+             u"/CN=Tessary Test CA"_s},
+            error) &&
+        run(openssl,
+            {u"req"_s, u"-newkey"_s, u"ec"_s, u"-pkeyopt"_s, u"ec_paramgen_curve:prime256v1"_s, u"-nodes"_s,
+             u"-keyout"_s, u"server.key"_s, u"-out"_s, u"server.csr"_s, u"-subj"_s, u"/CN=127.0.0.1"_s},
+            error);
     if (!made) {
         return false;
     }
@@ -60,11 +62,13 @@ bool LoopbackHttpsServer::start(QString *error)
     for (const QString &name : std::as_const(m_additionalHostNames)) {
         alternativeNames += ",DNS:" + name.toUtf8();
     }
-    extensions.write("subjectAltName=" + alternativeNames + "\nbasicConstraints=CA:FALSE\n"
+    extensions.write("subjectAltName=" + alternativeNames +
+                     "\nbasicConstraints=CA:FALSE\n"
                      "keyUsage=digitalSignature\nextendedKeyUsage=serverAuth\n");
     extensions.close();
-    if (!run(openssl, {u"x509"_s, u"-req"_s, u"-in"_s, u"server.csr"_s, u"-CA"_s, u"ca.pem"_s, u"-CAkey"_s, u"ca.key"_s,
-                       u"-CAcreateserial"_s, u"-out"_s, u"server.pem"_s, u"-days"_s, u"2"_s, u"-extfile"_s, u"server.ext"_s},
+    if (!run(openssl,
+             {u"x509"_s, u"-req"_s, u"-in"_s, u"server.csr"_s, u"-CA"_s, u"ca.pem"_s, u"-CAkey"_s, u"ca.key"_s,
+              u"-CAcreateserial"_s, u"-out"_s, u"server.pem"_s, u"-days"_s, u"2"_s, u"-extfile"_s, u"server.ext"_s},
              error)) {
         return false;
     }
@@ -73,9 +77,9 @@ bool LoopbackHttpsServer::start(QString *error)
 
     m_process.setWorkingDirectory(m_dir.path());
     m_process.setProcessChannelMode(QProcess::SeparateChannels);
-    m_process.start(u"python3"_s, {QStringLiteral(TESSARY_TEST_SUPPORT_DIR "/https_server.py"), m_dir.filePath(u"server.pem"_s),
-                                   m_dir.filePath(u"server.key"_s), m_dir.filePath(u"routes.json"_s),
-                                   m_dir.filePath(u"requests.jsonl"_s)});
+    m_process.start(u"python3"_s, {QStringLiteral(TESSARY_TEST_SUPPORT_DIR "/https_server.py"),
+                                   m_dir.filePath(u"server.pem"_s), m_dir.filePath(u"server.key"_s),
+                                   m_dir.filePath(u"routes.json"_s), m_dir.filePath(u"requests.jsonl"_s)});
     if (!m_process.waitForStarted(10000)) {
         return false;
     }

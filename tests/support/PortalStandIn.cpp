@@ -39,8 +39,8 @@ QString PortalStandIn::directory() const
 
 bool PortalStandIn::start(int interfaces)
 {
-    QStringList arguments {sourcePath(u"tests/support/portal_standin.py"_s), u"--answers"_s,
-                           m_dir.filePath(u"answers.json"_s), u"--log"_s, m_dir.filePath(u"calls.jsonl"_s)};
+    QStringList arguments{sourcePath(u"tests/support/portal_standin.py"_s), u"--answers"_s,
+                          m_dir.filePath(u"answers.json"_s), u"--log"_s, m_dir.filePath(u"calls.jsonl"_s)};
     if (interfaces & Screenshot) {
         arguments.append(u"--screenshot"_s);
     }

@@ -120,7 +120,8 @@ protected:
 
     static QStringList visibleWindows(const QString &namePattern)
     {
-        const ProcessResult found = runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, namePattern});
+        const ProcessResult found =
+            runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, namePattern});
         return QString::fromUtf8(found.standardOutput).split(u'\n', Qt::SkipEmptyParts);
     }
 
@@ -149,8 +150,8 @@ protected:
         // Pressed again while the dialog stays, in case the key arrived before the dialog had the focus.
         return QTest::qWaitFor(
             [&] {
-                runProcess(u"xdotool"_s, {u"windowfocus"_s, u"--sync"_s, dialog}, QProcessEnvironment::systemEnvironment(),
-                           {}, 5000);
+                runProcess(u"xdotool"_s, {u"windowfocus"_s, u"--sync"_s, dialog},
+                           QProcessEnvironment::systemEnvironment(), {}, 5000);
                 runProcess(u"xdotool"_s, {u"key"_s, u"--clearmodifiers"_s, u"Return"_s});
                 return QTest::qWaitFor([&] { return !visibleWindows(u"^Tessary$"_s).contains(dialog); }, 2000);
             },

@@ -111,10 +111,11 @@ TEST_F(UpdatesPaneTest, ButtonLeadsFromCheckThroughDownloadToRestartInTheChosenL
 
     // Every text follows the interface language at once.
     m_preferences->setLanguage(u"zh-Hant"_s);
-    EXPECT_EQ(view(*pane), (View{u"版本 1.4.0（42）"_s, u"1.5.0 已下載，等待重新啟動"_s, u"重新啟動並更新"_s, true, true, false}));
-    m_preferences->setLanguage(u"en"_s);
     EXPECT_EQ(view(*pane),
-              (View{u"Version 1.4.0 (42)"_s, u"1.5.0 downloaded; restart to install"_s, u"Restart and Update"_s, true, true, false}));
+              (View{u"版本 1.4.0（42）"_s, u"1.5.0 已下載，等待重新啟動"_s, u"重新啟動並更新"_s, true, true, false}));
+    m_preferences->setLanguage(u"en"_s);
+    EXPECT_EQ(view(*pane), (View{u"Version 1.4.0 (42)"_s, u"1.5.0 downloaded; restart to install"_s,
+                                 u"Restart and Update"_s, true, true, false}));
 }
 
 TEST_F(UpdatesPaneTest, DownloadShowsProgressAndAFailureStaysReadable)
