@@ -14,6 +14,8 @@
 #include <QStringList>
 #include <QThread>
 
+#include "app/recognition/RecognitionStop.h"
+
 using namespace Qt::StringLiterals;
 
 namespace Tessary::NeuralLineRecognizer {
@@ -113,6 +115,15 @@ public:
         m_idle.push_back(std::move(net));
     }
 
+    void releaseIdle()
+    {
+        std::vector<std::unique_ptr<cv::dnn::Net>> idle;
+        {
+            std::lock_guard lock(m_mutex);
+            idle.swap(m_idle);
+        }
+    }
+
 private:
     void locate()
     {
@@ -195,13 +206,31 @@ bool prepare(int count)
     return prepared;
 }
 
+void release()
+{
+    NetworkPool::shared().releaseIdle();
+}
+
 namespace {
+
+bool stopRequested()
+{
+    const RecognitionStop *stop = RecognitionStop::current();
+    return stop != nullptr && stop->isRequested();
+}
 
 LineReading readPiece(const QImage &crop)
 {
     LineReading reading;
+    if (stopRequested()) {
+        return reading;
+    }
     NetworkPool &pool = NetworkPool::shared();
+    const auto borrowed = RecognitionStop::Clock::now();
     auto net = pool.borrow();
+    if (RecognitionStop *stop = RecognitionStop::current()) {
+        stop->postpone(RecognitionStop::Clock::now() - borrowed);
+    }
     if (!net) {
         return reading;
     }

@@ -28,9 +28,13 @@ bool isAvailable();
 /** Loads count networks now so that the first lines do not pay for it. False when the model cannot be loaded. */
 bool prepare(int count = 1);
 
+/** Frees the networks nobody is using (they are loaded again on the next use). */
+void release();
+
 /**
  * Reads the text line in crop, which should hold the line with a small margin of background around it and
- * dark text on a light ground. An empty reading when the model is unavailable.
+ * dark text on a light ground. An empty reading when the model is unavailable or the thread's recognition was
+ * asked to stop (RecognitionStop).
  */
 LineReading read(const QImage &crop);
 

@@ -16,6 +16,8 @@ struct RecognitionError
         ImageTooLarge,
         EngineUnavailable,
         EngineFailed,
+        Cancelled, // stopped by its owner (a new capture, quitting)
+        TimedOut,  // stopped at the deadline its size allows
     };
 
     static constexpr auto domain = "Tessary.OCR";

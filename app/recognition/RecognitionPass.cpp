@@ -1,5 +1,6 @@
 #include "app/recognition/RecognitionPass.h"
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <vector>
@@ -10,6 +11,7 @@
 #include <tesseract/ocrclass.h>
 #include <tesseract/resultiterator.h>
 
+#include "app/recognition/RecognitionStop.h"
 #include "app/recognition/TesseractPool.h"
 
 using namespace Qt::StringLiterals;
@@ -166,6 +168,62 @@ QList<float> characterCentres(const QString &text, const QList<PlacedSymbol> &sy
 
 namespace {
 
+/** What the engine's monitor asks: the caller's own flag and the recognition's stop. */
+struct Stops
+{
+    const std::atomic<bool> *own;
+    const RecognitionStop *outer;
+
+    bool requested() const { return (own != nullptr && own->load()) || (outer != nullptr && outer->isRequested()); }
+};
+
+/** Images up to about a 4K screen are read whole; larger ones in bands of about this many pixels. */
+constexpr qint64 wholeImagePixels = 9'000'000;
+constexpr qint64 bandPixels = 4'000'000;
+
+/** A row of one shade (within a few grey levels): the room between two text lines. */
+bool plainRow(const QImage &image, int y)
+{
+    const uchar *row = image.constScanLine(y);
+    int darkest = 255, lightest = 0;
+    for (int x = 0; x < image.width(); ++x) {
+        const int grey = (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
+        darkest = std::min(darkest, grey);
+        lightest = std::max(lightest, grey);
+    }
+    return lightest - darkest <= 24;
+}
+
+/**
+ * Where the band that starts at top ends (exclusive): the whole image when it is small, else a run of plain rows
+ * in the last third of a band of bandPixels, so that no line is cut (at the band's full height when there is none).
+ */
+int bandEnd(const QImage &image, int top)
+{
+    if (!readInBands(image.size())) {
+        return image.height();
+    }
+    const int height = std::max(64, int(bandPixels / std::max(1, image.width())));
+    if (top + height >= image.height()) {
+        return image.height();
+    }
+    for (int y = top + height - 2; y > top + 2 * height / 3; --y) {
+        if (plainRow(image, y - 1) && plainRow(image, y) && plainRow(image, y + 1)) {
+            return y;
+        }
+    }
+    return top + height;
+}
+
+void moveDown(PassLine &line, int top)
+{
+    line.box.translate(0, top);
+    line.baseline = line.baseline >= 0 ? line.baseline + top : -1;
+    for (PassWord &word : line.words) {
+        word.box.translate(0, top);
+    }
+}
+
 /** Appends to the pass every line the engine read in its last recognition. */
 void collectLines(tesseract::TessBaseAPI &engine, RecognitionPass &pass)
 {
@@ -215,23 +273,49 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
                                                              const std::atomic<bool> *stop)
 {
     limitEngineThreads();
+    RecognitionStop *outer = RecognitionStop::current();
+    if (outer != nullptr && outer->isRequested()) {
+        return unexpected(stoppedError(*outer));
+    }
+    const auto borrowed = RecognitionStop::Clock::now();
     TesseractPool::Lease engine = TesseractPool::shared().borrow(languages);
+    if (outer != nullptr) {
+        outer->postpone(RecognitionStop::Clock::now() - borrowed);
+    }
     if (!engine) {
         return unexpected(RecognitionError{RecognitionError::Code::EngineUnavailable,
                                            u"无法加载文字识别模型（%1）。"_s.arg(QString::fromLatin1(languages))});
     }
-    engine->SetImage(image.constBits(), image.width(), image.height(), 3, int(image.bytesPerLine()));
-    // The engine asks after every word whether to go on.
+    // The engine asks after every word whether to go on: the caller's flag, the recognition's stop.
+    const Stops stops{stop, outer};
     tesseract::ETEXT_DESC monitor;
-    monitor.cancel = [](void *flag, int) { return static_cast<const std::atomic<bool> *>(flag)->load(); };
-    monitor.cancel_this = const_cast<std::atomic<bool> *>(stop);
+    monitor.cancel = [](void *both, int) { return static_cast<const Stops *>(both)->requested(); };
+    monitor.cancel_this = const_cast<Stops *>(&stops);
 
     RecognitionPass pass;
     pass.languages = languages;
-    if (engine->Recognize(stop != nullptr ? &monitor : nullptr) != 0) {
-        return unexpected(RecognitionError{RecognitionError::Code::EngineFailed, u"文字识别引擎未能处理这张图像。"_s});
+    // A large image is read in bands: the engine's copies of the whole (the colour page, its grey and binary
+    // forms, several bytes a pixel) would otherwise dominate the memory of a recognition.
+    for (int top = 0; top < image.height();) {
+        const int bottom = bandEnd(image, top);
+        const bool whole = top == 0 && bottom == image.height();
+        const QImage band = whole ? image : image.copy(0, top, image.width(), bottom - top);
+        engine->SetImage(band.constBits(), band.width(), band.height(), 3, int(band.bytesPerLine()));
+        const int status = engine->Recognize(&monitor);
+        if (outer != nullptr && outer->isRequested()) {
+            return unexpected(stoppedError(*outer));
+        }
+        if (status != 0) {
+            return unexpected(
+                RecognitionError{RecognitionError::Code::EngineFailed, u"文字识别引擎未能处理这张图像。"_s});
+        }
+        const qsizetype first = pass.lines.size();
+        collectLines(*engine.get(), pass);
+        for (qsizetype i = first; i < pass.lines.size() && top > 0; ++i) {
+            moveDown(pass.lines[i], top);
+        }
+        top = bottom;
     }
-    collectLines(*engine.get(), pass);
     // The mean over every word read, as the engine counts it for one image.
     double sum = 0;
     int count = 0;
@@ -243,6 +327,19 @@ Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &l
     }
     pass.meanConfidence = count == 0 ? 0 : int(sum / count);
     return pass;
+}
+
+bool readInBands(const QSize &size)
+{
+    return qint64(size.width()) * size.height() > wholeImagePixels;
+}
+
+RecognitionError stoppedError(const RecognitionStop &stop)
+{
+    if (stop.reason() == RecognitionStop::Reason::Cancelled) {
+        return RecognitionError{RecognitionError::Code::Cancelled, u"识别已停止。"_s};
+    }
+    return RecognitionError{RecognitionError::Code::TimedOut, u"用时过长，已停止。"_s};
 }
 
 } // namespace Tessary

@@ -63,10 +63,20 @@ QList<PlacedSymbol> symbolsOf(const PassLine &line);
 /**
  * Reads an RGB888 image with an engine for the "+"-separated model list, borrowed from the shared pool.
  * Runs on the calling thread; may be called from several threads at once. When stop is given and becomes true
- * while the engine reads, it gives up soon after and the result is an error. (A part of an image is read as a copy
- * of its own: Tesseract 5.3's SetRectangle hands the line recogniser rows from the wrong place.)
+ * while the engine reads, it gives up soon after and the result is an error; so it does when the thread's
+ * RecognitionStop asks (the error then says why, see stoppedError). Images larger than a 4K screen are read in
+ * bands cut between lines. (A part of an image is read as a copy of its own: Tesseract 5.3's SetRectangle hands
+ * the line recogniser rows from the wrong place.)
  */
 Result<RecognitionPass, RecognitionError> runRecognitionPass(const QByteArray &languages, const QImage &image,
                                                              const std::atomic<bool> *stop = nullptr);
+
+/** True when runRecognitionPass reads an image of this size in bands (above about a 4K screen's pixels). */
+bool readInBands(const QSize &size);
+
+class RecognitionStop;
+
+/** The error a recognition stopped by stop ends with: Cancelled or TimedOut, with its description. */
+RecognitionError stoppedError(const RecognitionStop &stop);
 
 } // namespace Tessary

@@ -1,13 +1,88 @@
 #include "app/recognition/ScreenImageLoader.h"
 
+#include <cstdio>
+#include <mutex>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <QFileInfo>
 #include <QImageReader>
+#include <QLoggingCategory>
+#include <QPainter>
 
 using namespace Qt::StringLiterals;
 
 namespace Tessary::ScreenImageLoader {
 
 namespace {
+
+Q_LOGGING_CATEGORY(lcLoader, "tessary.recognition.loader", QtInfoMsg)
+
+/**
+ * What the decoders write to standard error while one image is decoded, caught instead of shown: libpng reports
+ * a damaged file with "libpng error: …" on the process's standard error before Qt hears of it. The descriptor is
+ * the process's, so decodings take turns; lines other threads write meanwhile are caught too and passed on
+ * afterwards (to the debug log, with the decoders' own).
+ */
+class DecoderOutputCatch final
+{
+public:
+    DecoderOutputCatch()
+        : m_lock(s_mutex)
+    {
+        std::fflush(stderr);
+        m_caught = memfd_create("tessary-decoder-output", MFD_CLOEXEC);
+        m_saved = m_caught >= 0 ? dup(STDERR_FILENO) : -1;
+        if (m_saved >= 0) {
+            dup2(m_caught, STDERR_FILENO);
+        }
+    }
+
+    ~DecoderOutputCatch()
+    {
+        if (m_saved >= 0) {
+            std::fflush(stderr);
+            dup2(m_saved, STDERR_FILENO);
+            close(m_saved);
+            QByteArray text(4096, '\0');
+            const ssize_t length = pread(m_caught, text.data(), size_t(text.size()), 0);
+            if (length > 0) {
+                qCDebug(lcLoader).noquote() << "decoder output:" << text.left(length).trimmed();
+            }
+        }
+        if (m_caught >= 0) {
+            close(m_caught);
+        }
+    }
+
+    DecoderOutputCatch(const DecoderOutputCatch &) = delete;
+    DecoderOutputCatch &operator=(const DecoderOutputCatch &) = delete;
+
+private:
+    static inline std::mutex s_mutex;
+    std::lock_guard<std::mutex> m_lock;
+    int m_caught = -1;
+    int m_saved = -1;
+};
+
+/** Qt's image plugins log their complaints ("Corrupt JPEG data…") as warnings; the loader's error says it. */
+void quietImagePlugins()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        static QLoggingCategory::CategoryFilter previous = nullptr;
+        previous = QLoggingCategory::installFilter([](QLoggingCategory *category) {
+            if (previous != nullptr) {
+                previous(category);
+            }
+            if (qstrncmp(category->categoryName(), "qt.gui.imageio", 14) == 0) {
+                category->setEnabled(QtWarningMsg, false);
+                category->setEnabled(QtInfoMsg, false);
+            }
+        });
+    });
+}
 
 Unexpected<RecognitionError> failure(RecognitionError::Code code, const QString &description)
 {
@@ -31,6 +106,7 @@ Result<QImage, RecognitionError> load(const QString &path)
         return failure(Code::Unreadable, u"没有读取“%1”的权限。"_s.arg(shown));
     }
 
+    quietImagePlugins();
     QImageReader reader(path);
     reader.setAutoTransform(true);
     if (!reader.canRead()) {
@@ -51,7 +127,11 @@ Result<QImage, RecognitionError> load(const QString &path)
     }
     // The header check above already bounds the size; lift Qt's own limit so large screens still load.
     reader.setAllocationLimit(int(maximumPixels * 4 / (1024 * 1024)) + 1);
-    QImage image = reader.read();
+    QImage image;
+    {
+        const DecoderOutputCatch caught;
+        image = reader.read();
+    }
     if (image.isNull()) {
         if (reader.error() == QImageReader::InvalidDataError ||
             reader.error() == QImageReader::UnsupportedFormatError) {
@@ -65,6 +145,20 @@ Result<QImage, RecognitionError> load(const QString &path)
                        u"图像“%1”太大（%2 × %3 像素），无法识别。"_s.arg(shown).arg(image.width()).arg(image.height()));
     }
     return image;
+}
+
+QImage opaque(const QImage &image, const QColor &behind)
+{
+    if (!image.hasAlphaChannel()) {
+        return image.convertToFormat(QImage::Format_RGB888);
+    }
+    QImage composited(image.size(), QImage::Format_RGB888);
+    composited.setDevicePixelRatio(image.devicePixelRatio());
+    composited.fill(behind);
+    QPainter painter(&composited);
+    painter.drawImage(0, 0, image);
+    painter.end();
+    return composited;
 }
 
 } // namespace Tessary::ScreenImageLoader

@@ -115,6 +115,20 @@ TesseractPool::Lease TesseractPool::borrow(const QByteArray &languages)
     return Lease(this, languages, std::move(engine));
 }
 
+void TesseractPool::releaseIdle()
+{
+    std::vector<Engine> released;
+    {
+        std::lock_guard lock(m_mutex);
+        for (const auto &slot : m_slots) {
+            if (slot->idle != nullptr) {
+                released.push_back(std::move(slot->idle));
+            }
+        }
+    }
+    // Ending an engine takes a moment; borrowers need not wait for it.
+}
+
 void TesseractPool::giveBack(const QByteArray &languages, Engine engine)
 {
     engine->Clear();

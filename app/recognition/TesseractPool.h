@@ -18,7 +18,8 @@ namespace Tessary {
  * Initialised Tesseract engines kept for reuse, one per language list. An engine is not thread-safe, so each
  * recognition borrows it for its own use; an overlapping recognition waits until it comes back. A second engine
  * would cost as much memory again (tens of megabytes) for the rare overlap, and loading one takes far longer than
- * a recognition, which is also why engines are never thrown away.
+ * a recognition, which is also why engines are kept between recognitions; the application releases them after a
+ * long idle spell.
  */
 class TesseractPool
 {
@@ -63,6 +64,9 @@ public:
      * "eng#2") names another engine with the same models.
      */
     Lease borrow(const QByteArray &languages);
+
+    /** Ends every engine nobody has on loan; the next borrow loads it again. Safe to call from any thread. */
+    void releaseIdle();
 
 private:
     struct Slot

@@ -17,6 +17,7 @@
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/PassMerging.h"
 #include "app/recognition/RecognitionPass.h"
+#include "app/recognition/RecognitionStop.h"
 #include "app/recognition/ScreenImageLoader.h"
 #include "app/recognition/TesseractPool.h"
 
@@ -47,6 +48,16 @@ constexpr double believedChinese = 60;
 /** How much surer of the Chinese words (in confidence points) the Traditional pass must be to have its reading taken.
  */
 constexpr double clearlySurer = 1;
+
+/**
+ * The time a recognition may take, besides loading the models: enough for a screen of text on a machine busy with
+ * other work, and a second more for every megapixel, up to a limit past which nobody waits.
+ */
+constexpr std::chrono::milliseconds baseBudget{15000};
+constexpr std::chrono::milliseconds budgetPerMegapixel{1000};
+constexpr std::chrono::milliseconds longestBudget{28000};
+
+Result<QString, RecognitionError> recognizeWithin(const QImage &source, RecognitionStop &stop);
 
 /** Tesseract reads dark text on a light ground best; screens in dark mode are inverted first. */
 QImage preparedForEngine(const QImage &source)
@@ -150,18 +161,47 @@ bool believed(const Result<RecognitionPass, RecognitionError> &pass)
 
 } // namespace
 
-Result<QString, RecognitionError> recognize(const QString &path)
+std::chrono::milliseconds timeBudget(const QSize &size)
+{
+    const qint64 megapixels = qint64(size.width()) * size.height() / 1'000'000;
+    return std::min<std::chrono::milliseconds>(baseBudget + budgetPerMegapixel * megapixels, longestBudget);
+}
+
+Result<QString, RecognitionError> recognize(const QString &path, RecognitionStop *stop)
 {
     auto image = ScreenImageLoader::load(path);
     if (!image) {
         return unexpected(image.error());
     }
-    return recognizeImage(*image);
+    // Only the engines' form of the pixels stays in memory while they read.
+    const QImage pixels = ScreenImageLoader::opaque(*image);
+    *image = QImage();
+    return recognizeImage(pixels, stop);
 }
 
-Result<QString, RecognitionError> recognizeImage(const QImage &source)
+Result<QString, RecognitionError> recognizeImage(const QImage &source, RecognitionStop *stop)
+{
+    RecognitionStop own;
+    RecognitionStop &limits = stop != nullptr ? *stop : own;
+    limits.limitTo(RecognitionStop::Clock::now() + timeBudget(source.size()));
+    auto text = recognizeWithin(source, limits);
+    if (limits.isRequested()) {
+        qCDebug(lcRecognition).nospace()
+            << "recognition stopped ("
+            << (limits.reason() == RecognitionStop::Reason::Cancelled ? "cancelled" : "deadline") << ") "
+            << std::chrono::duration_cast<std::chrono::milliseconds>(limits.sinceRequested()).count()
+            << " ms after the request";
+    }
+    return text;
+}
+
+namespace {
+
+Result<QString, RecognitionError> recognizeWithin(const QImage &source, RecognitionStop &stop)
 {
     keepLargeBuffersOutOfTheHeap();
+    // The engines and the line model on every thread of this recognition look at its stop.
+    const RecognitionStop::Scope stopScope(&stop);
     const bool simplified = TesseractPool::hasModels(simplifiedModel);
     const bool traditional = TesseractPool::hasModels(traditionalModel);
     const bool english = TesseractPool::hasModels(englishModel);
@@ -171,7 +211,7 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     }
     QElapsedTimer clock;
     clock.start();
-    const QImage image = preparedForEngine(source);
+    const QImage image = preparedForEngine(ScreenImageLoader::opaque(source));
 
     // This thread reads Chinese with the first Chinese model; the other core reads English, which is quick, and then
     // the other Chinese model, so that Latin text is settled as soon as the first Chinese pass finds no Chinese.
@@ -184,7 +224,8 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     // The English reading comes in two parts where the image has a gap between lines near its middle: the second
     // core reads the upper part and then, when that is plainly Latin text, the lower part too; otherwise it goes on
     // to the other Chinese model, and this core reads the lower part once its own pass is done.
-    const int gap = english && !secondChinese.isEmpty() ? middleGap(image) : -1;
+    // (A large image is read in bands anyway, and two copies of its halves would cost more than they save.)
+    const int gap = english && !secondChinese.isEmpty() && !readInBands(image.size()) ? middleGap(image) : -1;
     const auto lowerTaken = std::make_shared<std::atomic<bool>>(false);
     const auto lowerRead = std::make_shared<std::promise<Reading>>();
     std::future<Reading> lowerEnglish = lowerRead->get_future();
@@ -193,7 +234,8 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
             lowerRead->set_value(readRows(engine, image, gap, image.height()));
         }
     };
-    auto others = QtConcurrent::run([image, noChinese, english, secondChinese, gap, readLower] {
+    auto others = QtConcurrent::run([image, noChinese, english, secondChinese, gap, readLower, stop = &stop] {
+        const RecognitionStop::Scope stopScope(stop);
         std::pair<Reading, Reading> read{unexpected(RecognitionError{}), unexpected(RecognitionError{})};
         bool latin = false;
         if (english) {
@@ -230,6 +272,9 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
             englishReading = std::move(lower);
         }
     }
+    if (stop.isRequested()) {
+        return unexpected(stoppedError(stop));
+    }
     if (!chinese && !firstChinese.isEmpty() && !englishReading) {
         return unexpected(chinese.error());
     }
@@ -263,9 +308,22 @@ Result<QString, RecognitionError> recognizeImage(const QImage &source)
     }
     const qint64 passesDone = clock.elapsed();
     const QStringList lines = LineRouting::refinedLines(image, *chosen, script);
+    // The line model reads nothing once the recognition is stopped: what it left out is not the text.
+    if (stop.isRequested()) {
+        return unexpected(stoppedError(stop));
+    }
     qCDebug(lcRecognition) << image.size() << "passes" << passesDone << "ms, lines finished"
                            << clock.elapsed() - passesDone << "ms, reading of" << chosen->languages;
     return lines.join(u'\n').trimmed();
+}
+
+} // namespace
+
+void releaseEngines()
+{
+    TesseractPool::shared().releaseIdle();
+    NeuralLineRecognizer::release();
+    malloc_trim(0);
 }
 
 QImage warmupImage()
@@ -290,7 +348,9 @@ bool prewarm()
         return false;
     }
     NeuralLineRecognizer::prepare();
-    const auto text = recognizeImage(image);
+    // Loading the models is most of a warm-up's time, however long it takes: no deadline.
+    RecognitionStop unlimited;
+    const auto text = recognizeWithin(image, unlimited);
     return text && !text->isEmpty();
 }
 

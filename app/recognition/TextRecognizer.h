@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+
 #include <QImage>
 #include <QString>
 
@@ -7,6 +9,8 @@
 #include "core/Result.h"
 
 namespace Tessary {
+
+class RecognitionStop;
 
 /**
  * On-device recognition of screen text. Every operation is synchronous and may run on any thread; calls may overlap.
@@ -17,20 +21,32 @@ namespace Tessary {
  * digit widths).
  * The result has one line per text line in reading order, joined with "\n", trimmed at both ends; an image without
  * text gives an empty string, which is not an error.
+ *
+ * A recognition may take timeBudget() for its image; past that, or when the caller cancels it through stop, it ends
+ * at its next word or line with RecognitionError::Code::TimedOut or Cancelled.
  */
 namespace TextRecognizer {
 
 /** Recognises the image file at path (any format Qt reads; relative paths against the working directory). */
-Result<QString, RecognitionError> recognize(const QString &path);
+Result<QString, RecognitionError> recognize(const QString &path, RecognitionStop *stop = nullptr);
 
 /** Recognises an image that is already in memory. */
-Result<QString, RecognitionError> recognizeImage(const QImage &image);
+Result<QString, RecognitionError> recognizeImage(const QImage &image, RecognitionStop *stop = nullptr);
+
+/** How long the recognition of an image of this size may take before it stops. */
+std::chrono::milliseconds timeBudget(const QSize &size);
 
 /**
  * Runs one recognition of a small generated image so that the models are loaded before the first real one.
  * Returns true when it recognised anything; false on every failure. Needs a QGuiApplication (for the font).
  */
 bool prewarm();
+
+/**
+ * Ends the engines and networks no recognition is using and gives their memory back to the system; the next
+ * recognition (or warm-up) loads them again. Safe to call from any thread.
+ */
+void releaseEngines();
 
 /** The 320 × 90 warm-up image: "截图识字 Tessary" in black on white. */
 QImage warmupImage();
