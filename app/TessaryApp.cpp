@@ -87,10 +87,10 @@ int TessaryApp::main(int &argc, char **argv, const QStringList &arguments)
         QTimer::singleShot(0, &delegate, &TessaryApp::applicationDidFinishLaunching);
         application.exec();
     }
-    // The shutdown sequence has run and everything is saved. The model warm-up, or a recognition whose result
-    // nobody will read, may still be busy on the thread pool: the application object would wait for it and keep a
-    // quitting application alive for seconds, so end the process here.
-    if (QThreadPool::globalInstance()->activeThreadCount() > 0) {
+    // The shutdown sequence has run, everything is saved and a running recognition was told to stop, which it does
+    // at its next line. The model warm-up may still be busy on the thread pool: the application object would wait
+    // for it and keep a quitting application alive for seconds, so end the process here.
+    if (!QThreadPool::globalInstance()->waitForDone(500)) {
         std::fflush(nullptr);
         std::_Exit(0);
     }
@@ -119,18 +119,27 @@ TessaryApp::~TessaryApp()
 void TessaryApp::applicationDidFinishLaunching()
 {
     // 1. Loading the recognition models takes a moment; do it now, at low priority, so the first capture is quick.
-    QThreadPool::globalInstance()->start([] {
+    // They are released again after an idle spell that starts once they are loaded.
+    QPointer<TessaryApp> self(this);
+    QThreadPool::globalInstance()->start([self] {
         QThread *thread = QThread::currentThread();
         thread->setPriority(QThread::LowPriority);
         TextRecognizer::prewarm();
         thread->setPriority(QThread::NormalPriority);
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [self] {
+                if (self && !self->m_captureInProgress) {
+                    self->scheduleEngineRelease();
+                }
+            },
+            Qt::QueuedConnection);
     });
     // 2. The updater's automatic checks are on unless the user turned them off.
     m_defaults.registerDefaults({{QString::fromLatin1(automaticUpdateChecksKey), true}});
     // 3.
     applyApplicationIcon();
     // 4. Every change of a synced preference, and of the palette, which the preferences do not hold, is saved.
-    QPointer<TessaryApp> self(this);
     m_preferences->onConfigurationChange = [self] {
         if (self) {
             self->cloud().save();

@@ -17,10 +17,12 @@ class QMenuBar;
 class QNetworkAccessManager;
 class QProcess;
 class QSystemTrayIcon;
+class QTimer;
 
 namespace Tessary {
 
 class Clipboard;
+class RecognitionStop;
 class HotKeyBackend;
 class NativeUpdater;
 class NativeAppAppearance;
@@ -75,7 +77,10 @@ public:
     void showStatus(const QString &key);
     /** Shows or hides the tray icon after the "hide menu-bar icon" preference. */
     void applyVisibility();
-    /** Starts a capture; ignored while one runs. */
+    /**
+     * Starts a capture; ignored while the user selects a region or the text is polished. A recognition still
+     * reading the previous capture is stopped: the new capture replaces it.
+     */
     void beginCapture(bool polish);
 
     TessaryPreferences &preferences() const;
@@ -95,6 +100,13 @@ private:
     void recognizeCapture(const QString &path);
     void captureFailed(const QString &toolError);
     void finishRecognition(const Result<QString, RecognitionError> &outcome);
+    /** Stops the running recognition, whose result nobody will read any more. */
+    void stopRecognition();
+    /** The engines are released after an idle spell (TESSARY_ENGINE_IDLE_SECONDS, default three minutes). */
+    void scheduleEngineRelease();
+    void releaseEngines();
+    /** Loads released engines again in the background, while the user is still selecting. */
+    void prepareEngines();
     void finishCopied(const QString &text, bool polished);
     void endCapture();
     void abandonCapture();
@@ -124,6 +136,9 @@ private:
     QString m_currentStatus;
     QString m_capturePath;
     QPointer<QProcess> m_captureTool;
+    std::shared_ptr<RecognitionStop> m_recognition; // the running recognition's, null when none runs
+    QTimer *m_engineRelease = nullptr;
+    bool m_enginesReleased = false;
     bool m_trayAvailable = false;
 
     QNetworkAccessManager *m_session = nullptr;

@@ -10,6 +10,7 @@
 #include <QProcess>
 #include <QStringDecoder>
 #include <QThreadPool>
+#include <QTimer>
 #include <QUuid>
 
 #include "app/GraphemeCount.h"
@@ -17,6 +18,7 @@
 #include "app/TessaryToast.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/AIKeychain.h"
+#include "app/recognition/RecognitionStop.h"
 #include "app/recognition/TextRecognizer.h"
 #include "app/settings/TessarySettingsWindow.h"
 #include "core/TextPolisher.h"
@@ -32,6 +34,9 @@ namespace {
 
 /** What the capture tool writes to standard error when it may not read the screen. */
 constexpr auto noScreenAccess = "could not create image from rect";
+
+/** How long the engines stay loaded after the last capture. */
+constexpr int defaultEngineIdleSeconds = 180;
 
 QString temporaryCapturePath()
 {
@@ -49,7 +54,8 @@ QString decodedErrorOutput(const QByteArray &bytes)
 
 void TessaryApp::beginCapture(bool polish)
 {
-    if (m_captureInProgress) {
+    const bool replacing = m_recognition != nullptr;
+    if (m_captureInProgress && !replacing) {
         return;
     }
     if (polish && !AIKeychain::read()) {
@@ -57,6 +63,13 @@ void TessaryApp::beginCapture(bool polish)
         showStatus(u"请先在设置中保存 AI Key"_s);
         return;
     }
+    if (replacing) {
+        stopRecognition();
+    }
+    if (m_engineRelease != nullptr) {
+        m_engineRelease->stop();
+    }
+    prepareEngines();
     m_polishAfterCapture = polish;
     m_captureInProgress = true;
     m_captureItem->setEnabled(false);
@@ -94,18 +107,66 @@ void TessaryApp::beginCapture(bool polish)
 void TessaryApp::recognizeCapture(const QString &path)
 {
     QPointer<TessaryApp> self(this);
-    QThreadPool::globalInstance()->start([self, path] {
-        auto outcome = TextRecognizer::recognize(path);
+    auto stop = std::make_shared<RecognitionStop>();
+    m_recognition = stop;
+    showStatus(u"正在识别文字…"_s);
+    // While the text is read, a new capture may start: it stops this recognition.
+    m_captureItem->setEnabled(true);
+    m_polishItem->setEnabled(true);
+    QThreadPool::globalInstance()->start([self, path, stop] {
+        auto outcome = TextRecognizer::recognize(path, stop.get());
         QFile::remove(path);
         QMetaObject::invokeMethod(
             QCoreApplication::instance(),
-            [self, outcome = std::move(outcome)] {
-                if (self) {
+            [self, stop, outcome = std::move(outcome)] {
+                // A recognition that was stopped for a new capture, or by quitting, has nobody to tell.
+                if (self && self->m_recognition == stop) {
+                    self->m_recognition.reset();
                     self->finishRecognition(outcome);
                 }
             },
             Qt::QueuedConnection);
     });
+}
+
+void TessaryApp::stopRecognition()
+{
+    if (m_recognition != nullptr) {
+        m_recognition->cancel();
+        m_recognition.reset();
+    }
+}
+
+void TessaryApp::scheduleEngineRelease()
+{
+    if (m_engineRelease == nullptr) {
+        bool valid = false;
+        const int seconds = qEnvironmentVariableIntValue("TESSARY_ENGINE_IDLE_SECONDS", &valid);
+        m_engineRelease = new QTimer(this);
+        m_engineRelease->setSingleShot(true);
+        m_engineRelease->setInterval(std::chrono::seconds(valid && seconds >= 0 ? seconds : defaultEngineIdleSeconds));
+        connect(m_engineRelease, &QTimer::timeout, this, &TessaryApp::releaseEngines);
+    }
+    m_engineRelease->start();
+}
+
+void TessaryApp::releaseEngines()
+{
+    // Only idle engines go, in a few milliseconds; a capture starting later loads them again.
+    if (m_captureInProgress) {
+        return;
+    }
+    TextRecognizer::releaseEngines();
+    m_enginesReleased = true;
+}
+
+void TessaryApp::prepareEngines()
+{
+    if (!m_enginesReleased) {
+        return;
+    }
+    m_enginesReleased = false;
+    QThreadPool::globalInstance()->start([] { TextRecognizer::prewarm(); });
 }
 
 void TessaryApp::captureFailed(const QString &toolError)
@@ -124,6 +185,14 @@ void TessaryApp::captureFailed(const QString &toolError)
 void TessaryApp::finishRecognition(const Result<QString, RecognitionError> &outcome)
 {
     m_capturePath.clear();
+    if (!outcome && outcome.error().code == RecognitionError::Code::TimedOut) {
+        // Hook for the failure toast: until there is one for every failure, this one shows in the copy failure's.
+        endCapture();
+        const QString message = tessaryFormat(localized(u"识别失败：%@"_s), localized(outcome.error().description));
+        showStatus(message);
+        m_toast->show(message, std::nullopt, u"exclamationmark.triangle.fill"_s, TessaryToast::systemOrange());
+        return;
+    }
     if (!outcome) {
         endCapture();
         showStatus(tessaryFormat(localized(u"识别失败：%@"_s), outcome.error().description));
@@ -141,6 +210,8 @@ void TessaryApp::finishRecognition(const Result<QString, RecognitionError> &outc
     }
 
     showStatus(u"正在 AI 润色…"_s);
+    m_captureItem->setEnabled(false);
+    m_polishItem->setEnabled(false);
     const QString baseURL = m_preferences->aiBaseURL();
     const QString model = m_preferences->aiModel();
     const QString prompt = m_preferences->polishPrompt();
@@ -183,12 +254,14 @@ void TessaryApp::endCapture()
     m_captureInProgress = false;
     m_captureItem->setEnabled(true);
     m_polishItem->setEnabled(true);
+    scheduleEngineRelease();
 }
 
 void TessaryApp::abandonCapture()
 {
-    // Quitting in the middle of a capture: the tool goes and so does its file. A recognition still reading the file
-    // keeps what it has open; the process does not wait for it to end.
+    // Quitting in the middle of a capture: the tool goes and so does its file, and a recognition stops at its next
+    // line.
+    stopRecognition();
     if (m_captureTool != nullptr) {
         m_captureTool->disconnect(this);
         m_captureTool->kill();

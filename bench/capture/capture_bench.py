@@ -11,6 +11,21 @@ import time
 build = os.environ["TESSARY_BENCH_BUILD"]
 root = os.environ["TESSARY_BENCH_ROOT"]
 count = int(os.environ["TESSARY_BENCH_COUNT"])
+# With TESSARY_BENCH_IDLE=N the application releases its engines after N seconds without a capture, and every
+# capture starts after such a release; without it every capture finds the engines warm.
+idle = float(os.environ.get("TESSARY_BENCH_IDLE", "0"))
+# How long the drag lasts, in seconds (TESSARY_BENCH_DRAG; a hand takes about one): the engines load meanwhile.
+drag = float(os.environ.get("TESSARY_BENCH_DRAG", "0"))
+
+
+def memory(pid):
+    """VmRSS and VmHWM of the process, in MB."""
+    fields = {}
+    with open(f"/proc/{pid}/status") as f:
+        for line in f:
+            key, _, value = line.partition(":")
+            fields[key] = value.strip()
+    return int(fields["VmRSS"].split()[0]) / 1024, int(fields["VmHWM"].split()[0]) / 1024
 
 
 def run(*args, **kwargs):
@@ -55,6 +70,8 @@ os.makedirs(os.path.join(config, "md.velmor.tessary"))
 with open(os.path.join(config, "md.velmor.tessary", "defaults.ini"), "w") as f:
     f.write("[General]\nlanguage=en\n")
 env = dict(os.environ, XDG_CONFIG_HOME=config)
+if idle > 0:
+    env["TESSARY_ENGINE_IDLE_SECONDS"] = str(idle)
 
 # Screen text: 800x200 of the sample, shown at the top left by ImageMagick's viewer.
 sample = os.path.join(root, "samples", "tessary-sample.png")
@@ -72,13 +89,21 @@ with open(os.path.join(root, "samples", "tessary-sample.txt"), encoding="utf-8")
     expected = f.read().strip()
 wrong = 0
 timings = []
+idle_rss = []
 for i in range(count):
+    if idle > 0:
+        time.sleep(idle + 1.5)  # the engines are released
+    idle_rss.append(memory(app.pid)[0])
     marker = f"bench-marker-{i}"
     subprocess.run(["xclip", "-selection", "clipboard", "-i"], input=marker, text=True)
     wait_for(lambda: clipboard() == marker, 5)
     run("xdotool", "key", "ctrl+shift+super+2")
     wait_for(lambda: run("xdotool", "search", "--onlyvisible", "--name", "^Tessary Capture$").stdout != "", 10)
-    run("xdotool", "mousemove", "0", "0", "mousedown", "1", "mousemove", "400", "100", "mousemove", "800", "200")
+    run("xdotool", "mousemove", "0", "0", "mousedown", "1", "mousemove", "400", "100")
+    for step in range(1, 11 if drag > 0 else 1):
+        time.sleep(drag / 10)
+        run("xdotool", "mousemove", str(400 + 40 * step), str(100 + 10 * step))
+    run("xdotool", "mousemove", "800", "200")
     watch.drain()
     start = time.monotonic()
     run("xdotool", "mouseup", "1")
@@ -93,6 +118,7 @@ for i in range(count):
         print(f"capture {i}: unexpected text {text!r}", file=sys.stderr)
     time.sleep(1.7)  # the toast goes away
 
+peak_rss = memory(app.pid)[1]
 app.terminate()
 watch.process.terminate()
 host.terminate()
@@ -105,5 +131,9 @@ result = {
     "min_ms": round(timings[0] * 1000, 1),
     "max_ms": round(timings[-1] * 1000, 1),
     "wrong_text": wrong,
+    "idle_seconds": idle,
+    "drag_seconds": drag,
+    "rss_before_capture_mb": round(statistics.median(idle_rss)),
+    "peak_rss_mb": round(peak_rss),
 }
 print(json.dumps(result))
