@@ -15,6 +15,7 @@
 #include "core/TextPolisher.h"
 #include "core/TlsTrust.h"
 #include "platform/defaults/UserDefaults.h"
+#include "platform/session/PlatformSession.h"
 
 using namespace Qt::StringLiterals;
 
@@ -156,6 +157,7 @@ std::optional<int> runIfRequested(int &argc, char **argv, const QStringList &arg
         return std::nullopt;
     }
     CommandLineOutput::silenceQtMessages();
+    preventSessionBusAutolaunch();
     if (arguments[1] == u"--set-ai-key-stdin") {
         return setKeyFromStandardInput();
     }
