@@ -9,10 +9,13 @@
 
 #include "app/CommandLineOutput.h"
 #include "app/GraphemeCount.h"
+#include "app/localization/TessaryLocalized.h"
 #include "app/recognition/AIKeychain.h"
+#include "core/ApiKeyFormat.h"
 #include "core/TextPolisher.h"
 #include "core/TlsTrust.h"
 #include "platform/defaults/UserDefaults.h"
+#include "platform/session/PlatformSession.h"
 
 using namespace Qt::StringLiterals;
 
@@ -29,13 +32,16 @@ constexpr QStringView defaultModel = u"deepseek-v4-flash";
 constexpr QStringView benchmarkText = u"这是一段用于测试 OCR 润色速度的示例文字，请修正错别字和标点。";
 constexpr QStringView benchmarkPrompt = u"只修正错别字和标点，保留原意，只输出修正后的文字。";
 
-/** One line of standard input without its terminator ("\n" or "\r\n"); none at the end of input. */
-std::optional<QByteArray> readLine()
+/**
+ * One line of standard input without its terminator ("\n" or "\r\n"); none at the end of input. Reading stops after
+ * maximumBytes: a longer line is no key, and the rest of it need not be read.
+ */
+std::optional<QByteArray> readLine(qsizetype maximumBytes)
 {
     QByteArray line;
     int c = 0;
     bool readAnything = false;
-    while ((c = std::getchar()) != EOF) {
+    while (line.size() <= maximumBytes && (c = std::getchar()) != EOF) {
         readAnything = true;
         if (c == '\n') {
             break;
@@ -51,15 +57,34 @@ std::optional<QByteArray> readLine()
     return line;
 }
 
+/** Why a key was refused, in the user's language. */
+QString refusal(ApiKeyFormat::Problem problem)
+{
+    const QString language = tessaryStoredLanguage(UserDefaults());
+    switch (problem) {
+    case ApiKeyFormat::Problem::Missing:
+        break;
+    case ApiKeyFormat::Problem::TooLong:
+        return tessaryFormat(tessaryLocalized(u"API Key 太长（最多 %@ 个字符）。"_s, language),
+                             QString::number(ApiKeyFormat::maximumLength));
+    case ApiKeyFormat::Problem::NotPrintableAscii:
+        return tessaryLocalized(u"API Key 只能包含可打印的 ASCII 字符。"_s, language);
+    case ApiKeyFormat::Problem::ContainsWhiteSpace:
+        return tessaryLocalized(u"API Key 中间不能有空格。"_s, language);
+    }
+    return u"Missing API key on standard input."_s;
+}
+
 int setKeyFromStandardInput()
 {
-    const std::optional<QByteArray> line = readLine();
-    const QString key = line ? QString::fromUtf8(*line).trimmed() : QString();
-    if (key.isEmpty()) {
-        write(stderr, u"Missing API key on standard input.\n"_s);
+    // Leading and trailing blanks are allowed for, so a little more than the longest key is read.
+    const std::optional<QByteArray> line = readLine(2 * ApiKeyFormat::maximumLength);
+    const auto key = ApiKeyFormat::fromLine(line.value_or(QByteArray()));
+    if (!key) {
+        write(stderr, refusal(key.error()) + u'\n');
         return 1;
     }
-    const auto stored = AIKeychain::write(key);
+    const auto stored = AIKeychain::write(QString::fromLatin1(*key));
     if (!stored) {
         write(stderr, u"Could not save API key to Keychain (code %1).\n"_s.arg(stored.error().status));
         return 1;
@@ -132,6 +157,7 @@ std::optional<int> runIfRequested(int &argc, char **argv, const QStringList &arg
         return std::nullopt;
     }
     CommandLineOutput::silenceQtMessages();
+    preventSessionBusAutolaunch();
     if (arguments[1] == u"--set-ai-key-stdin") {
         return setKeyFromStandardInput();
     }

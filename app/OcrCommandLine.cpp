@@ -64,6 +64,10 @@ int recognizeAndCopy(int &argc, char **argv, const QString &path)
 {
     const SessionType session = detectSessionType();
     selectQtPlatformPlugin(session);
+    if (unreachableDisplay()) {
+        // Recognition needs no display; copying then fails with this mode's own message instead of Qt's abort.
+        useOffscreenPlatform();
+    }
     QGuiApplication application(argc, argv);
 
     const auto text = TextRecognizer::recognize(path);
@@ -95,6 +99,7 @@ std::optional<int> runIfRequested(int &argc, char **argv, const QStringList &arg
         return std::nullopt;
     }
     CommandLineOutput::silenceQtMessages();
+    preventSessionBusAutolaunch();
     if (arguments.size() == 3 && arguments[1] == u"--benchmark-ocr-file") {
         return benchmarkFile(argc, argv, arguments[2]);
     }

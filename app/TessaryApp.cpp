@@ -12,6 +12,7 @@
 #include <QTimer>
 
 #include "app/AICommandLine.h"
+#include "app/CommandLineOutput.h"
 #include "app/KeyTables.h"
 #include "app/OcrCommandLine.h"
 #include "app/TessaryIcon.h"
@@ -53,6 +54,12 @@ int TessaryApp::main(int &argc, char **argv, const QStringList &arguments)
         return *status;
     }
 
+    // Qt aborts the process when its platform plugin cannot reach the display; say so and end instead.
+    if (const std::optional<QString> display = unreachableDisplay()) {
+        const QString format = tessaryLocalized(u"无法打开显示“%@”。"_s, tessaryStoredLanguage(UserDefaults()));
+        CommandLineOutput::write(stderr, tessaryFormat(format, *display) + u'\n');
+        return 1;
+    }
     selectQtPlatformPlugin(detectSessionType());
     QApplication application(argc, argv);
     QApplication::setApplicationName(u"Tessary"_s);

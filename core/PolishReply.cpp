@@ -30,9 +30,10 @@ bool isSuccess(int status)
 } // namespace
 
 PolishReply::PolishReply(QNetworkAccessManager &session, const QNetworkRequest &request, const QByteArray &body,
-                         qint64 maximumAnswerBytes)
+                         qint64 maximumAnswerBytes, std::chrono::milliseconds deadline)
     : QObject(&session)
     , m_timeout(request.transferTimeout())
+    , m_deadline(deadline)
     , m_maximumAnswerBytes(maximumAnswerBytes)
 {
     m_reply = session.post(request, body);
@@ -40,6 +41,8 @@ PolishReply::PolishReply(QNetworkAccessManager &session, const QNetworkRequest &
     connect(m_reply, &QNetworkReply::metaDataChanged, this, &PolishReply::checkHeaders);
     connect(m_reply, &QNetworkReply::downloadProgress, this, [this](qint64 received, qint64) { checkSize(received); });
     connect(m_reply, &QNetworkReply::finished, this, &PolishReply::handleFinished);
+    // The transfer time-out restarts with every byte; this one does not.
+    QTimer::singleShot(deadline, this, &PolishReply::expireDeadline);
 }
 
 PolishReply::PolishReply(PolishError error, QNetworkAccessManager &session)
@@ -111,6 +114,14 @@ void PolishReply::stopSoon()
         Qt::QueuedConnection);
 }
 
+void PolishReply::expireDeadline()
+{
+    if (m_reply != nullptr && !m_reply->isFinished()) {
+        m_deadlineExpired = true;
+        m_reply->abort();
+    }
+}
+
 PolishResult PolishReply::outcome()
 {
     const std::optional<int> status = httpStatus(*m_reply);
@@ -119,6 +130,11 @@ PolishResult PolishReply::outcome()
     }
     if (m_tooLarge) {
         return unexpected(TextPolisher::detail::answerTooLargeError());
+    }
+    if (m_deadlineExpired) {
+        return unexpected(PolishError{QString::fromLatin1(PolishError::networkDomain), int(QNetworkReply::TimeoutError),
+                                      u"The request timed out: no complete answer within %1 seconds."_s.arg(
+                                          QString::number(double(m_deadline.count()) / 1000.0))});
     }
     if (m_reply->error() == QNetworkReply::OperationCanceledError) {
         // Qt ends a request whose transfer time-out fired as if it had been cancelled; say what happened.

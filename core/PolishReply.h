@@ -29,7 +29,7 @@ class PolishReply final : public QObject
 public:
     /** Sends the request. Only TextPolisher::polish creates replies. */
     PolishReply(QNetworkAccessManager &session, const QNetworkRequest &request, const QByteArray &body,
-                qint64 maximumAnswerBytes);
+                qint64 maximumAnswerBytes, std::chrono::milliseconds deadline);
     /** A reply that reports the error as soon as control returns to the event loop. */
     PolishReply(PolishError error, QNetworkAccessManager &session);
     ~PolishReply() override;
@@ -47,6 +47,7 @@ private:
     void checkHeaders();
     void checkSize(qint64 received);
     void stopSoon();
+    void expireDeadline();
     void handleFinished();
     PolishResult outcome();
     void complete(PolishResult result);
@@ -54,8 +55,10 @@ private:
     QPointer<QNetworkReply> m_reply;
     std::optional<PolishResult> m_result;
     std::chrono::milliseconds m_timeout{0};
+    std::chrono::milliseconds m_deadline{0};
     qint64 m_maximumAnswerBytes = 0;
     bool m_tooLarge = false;
+    bool m_deadlineExpired = false;
 };
 
 } // namespace Tessary

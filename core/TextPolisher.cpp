@@ -194,7 +194,8 @@ PolishResult decodeAnswer(const QByteArray &body)
 } // namespace detail
 
 PolishReply *polish(const QString &text, const QString &baseURL, const QString &model, const QString &prompt,
-                    const QString &key, QNetworkAccessManager &session, std::chrono::milliseconds timeout)
+                    const QString &key, QNetworkAccessManager &session, std::chrono::milliseconds timeout,
+                    std::chrono::milliseconds deadline)
 {
     const std::optional<QUrl> root = apiRoot(baseURL);
     if (!root) {
@@ -220,7 +221,8 @@ PolishReply *polish(const QString &text, const QString &baseURL, const QString &
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::SameOriginRedirectPolicy);
 
     const Control control = PolishingReasoningPolicy::control(endpoint.host(), trimmedModel);
-    return new PolishReply(session, request, requestBody(trimmedModel, prompt, text, control), maximumAnswerBytes);
+    return new PolishReply(session, request, requestBody(trimmedModel, prompt, text, control), maximumAnswerBytes,
+                           deadline);
 }
 
 } // namespace TextPolisher

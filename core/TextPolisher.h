@@ -21,6 +21,12 @@ namespace TextPolisher {
 inline constexpr std::chrono::milliseconds defaultTimeout = std::chrono::seconds(60);
 
 /**
+ * How long a whole request may take, however steadily bytes arrive: a service that sends one byte a minute never
+ * trips the idle time-out.
+ */
+inline constexpr std::chrono::milliseconds defaultDeadline = std::chrono::minutes(3);
+
+/**
  * The largest answer read. A chat completion for a screenful of text is a few kilobytes; anything near this is not
  * an answer worth waiting for, and reading it all would only cost memory.
  */
@@ -34,11 +40,13 @@ inline constexpr qint64 maximumAnswerBytes = 8 * 1024 * 1024;
  *
  * Call on a thread with an event loop; session must live on that thread. Never blocks. Invalid arguments are
  * reported through the reply too, with the same guarantee that finished() follows the return of this call.
- * The time-out is the idle time-out of the request; it is a parameter only so that tests need not wait a minute.
+ * The time-out is the idle time-out of the request, the deadline bounds it as a whole; the error says which one
+ * expired. They are parameters only so that tests need not wait minutes.
  */
 PolishReply *polish(const QString &text, const QString &baseURL, const QString &model, const QString &prompt,
                     const QString &key, QNetworkAccessManager &session,
-                    std::chrono::milliseconds timeout = defaultTimeout);
+                    std::chrono::milliseconds timeout = defaultTimeout,
+                    std::chrono::milliseconds deadline = defaultDeadline);
 
 } // namespace TextPolisher
 

@@ -7,7 +7,8 @@ Prints the port it listens on (127.0.0.1, chosen by the system) as the first lin
 ROUTES_JSON is read again for every request, so a test can change the answers while the server runs:
   {"/path": {"status": 200, "headers": {"Content-Type": "application/json"}, "body": "...",
              "body_file": "/abs/file", "repeat_body": N, "delay": seconds, "close": true, "hang": true,
-             "redirect": "https://...", "truncate": N}}
+             "redirect": "https://...", "truncate": N, "drip": seconds}}
+"drip" sends the body one byte at a time with that pause before each byte.
 "truncate" announces the whole body in Content-Length but sends only its first N bytes, then closes.
 A path without a route gets 404. Every request is appended to LOG_JSONL as
   {"method", "path", "headers": {lower-case name: value}, "body"}.
@@ -77,10 +78,12 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.end_headers()
         if "truncate" in route:
             payload = payload[:int(route["truncate"])]
-        chunk = 1 << 16
+        chunk = 1 if "drip" in route else 1 << 16
         try:
             for i in range(0, len(payload), chunk):
+                time.sleep(route.get("drip", 0))
                 self.wfile.write(payload[i:i + chunk])
+                self.wfile.flush()
         except (BrokenPipeError, ConnectionResetError):
             pass
         if "truncate" in route:
