@@ -5,24 +5,17 @@
 
 namespace Tessary::Test {
 
-/** The ConfigurationPeer helper running as a second process. */
-class PeerProcess final
+/** The ConfigurationPeer helper: another program that changes the configuration file while a test watches. */
+struct PeerProcess
 {
-public:
-    /** Runs one short command to its end; true when it succeeded. */
-    static bool run(const QStringList &arguments);
-
-    ~PeerProcess();
-
-    /** Starts a long-running command and waits for its first line ("locked", "ready"); true when it came. */
-    bool start(const QStringList &arguments);
-    /** Ends its standard input, which releases a held lock, and waits for it to exit. */
-    bool release();
-    qint64 processId() const;
-    bool waitForFinished();
-
-private:
-    QProcess m_process;
+    /** Runs "write PATH TEXT" (in place) or "replace PATH TEXT" (atomically, as another instance of ours would). */
+    static bool run(const QStringList &arguments)
+    {
+        QProcess process;
+        process.start(QStringLiteral(CONFIGURATION_PEER), arguments);
+        return process.waitForFinished(10000) && process.exitStatus() == QProcess::NormalExit &&
+               process.exitCode() == 0;
+    }
 };
 
 } // namespace Tessary::Test

@@ -1,42 +1,56 @@
 #pragma once
 
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QProcess>
-#include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 #include <QUrl>
 
 namespace Tessary::Test {
 
 /**
- * A real HTTPS server on 127.0.0.1 with a throwaway certificate authority made for this test run (openssl CLI).
- * The server is tests/support/https_server.py; answers are set per path with setRoute() and may change at any time.
- * Every request it receives is recorded. start() blocks until the server listens.
+ * A Python script of tests/support, run in a folder of its own, that listens on 127.0.0.1 and prints its port as
+ * its first line. It is killed with its owner.
  */
-class LoopbackHttpsServer
+class LoopbackScript
 {
 public:
-    LoopbackHttpsServer();
-    ~LoopbackHttpsServer();
-
-    /** Makes the CA and a certificate for 127.0.0.1/localhost, starts the server. False (with a reason) on failure. */
-    bool start(QString *error = nullptr);
-
-    /**
-     * More DNS names for the server certificate (for example "api.deepseek.com", reached through a LoopbackTunnel).
-     * Call before start().
-     */
-    void setAdditionalHostNames(const QStringList &names);
-
-    /** https://127.0.0.1:PORT */
-    QUrl baseUrl() const;
+    ~LoopbackScript();
     quint16 port() const { return m_port; }
 
-    /** PEM file of the test CA; give it to SSL_CERT_FILE of child processes. */
-    QString caCertificatePath() const;
+protected:
+    /** Starts the script with the folder and arguments, and waits until it listens. False (with a reason) if not. */
+    bool startScript(const QString &script, const QStringList &arguments, QString *error);
 
-    /** Adds the test CA to Qt's default TLS configuration of this process. */
+    QTemporaryDir m_dir;
+
+private:
+    QProcess m_process;
+    quint16 m_port = 0;
+};
+
+/**
+ * A real HTTPS server on 127.0.0.1 (https_server.py) with a certificate authority made for it alone (openssl).
+ * Answers are set per path with setRoute() and may change at any time; every request it receives is recorded.
+ */
+class LoopbackHttpsServer : public LoopbackScript
+{
+public:
+    /** Makes the certificates (127.0.0.1, localhost and the additional names) and starts; blocks until it listens. */
+    bool start(QString *error = nullptr) { return startScript(QStringLiteral("https_server.py"), m_hostNames, error); }
+
+    /** More DNS names for the certificate (such as "api.deepseek.com", reached through a LoopbackTunnel). */
+    void setAdditionalHostNames(const QStringList &names) { m_hostNames = names; }
+
+    /** https://127.0.0.1:PORT */
+    QUrl baseUrl() const { return QUrl(QStringLiteral("https://127.0.0.1:%1").arg(port())); }
+
+    /** PEM file of the server's certificate authority, for SSL_CERT_FILE of child processes. */
+    QString caCertificatePath() const { return m_dir.filePath(QStringLiteral("ca.pem")); }
+
+    /** Adds the certificate authority to Qt's default TLS configuration of this process. */
     void trustInThisProcess() const;
 
     /** Sets the answer for a path (see https_server.py for the fields). */
@@ -45,20 +59,16 @@ public:
 
     /** The requests received so far, oldest first: {"method", "path", "headers", "body"}. */
     QJsonArray requests() const;
-    void clearRequests();
+    void clearRequests() { QFile::remove(m_dir.filePath(QStringLiteral("requests.jsonl"))); }
 
-    /** A directory that lives as long as the server, for body files. */
-    QString workPath() const;
+    /** A folder that lives as long as the server, for body files. */
+    QString workPath() const { return m_dir.path(); }
 
 private:
-    bool run(const QString &program, const QStringList &arguments, QString *error);
     void writeRoutes();
 
-    QTemporaryDir m_dir;
-    QProcess m_process;
     QJsonObject m_routes;
-    QStringList m_additionalHostNames;
-    quint16 m_port = 0;
+    QStringList m_hostNames;
 };
 
 } // namespace Tessary::Test

@@ -1,36 +1,34 @@
 #pragma once
 
 #include <QNetworkProxy>
-#include <QProcess>
-#include <QStringList>
-#include <QTemporaryDir>
+
+#include "tests/support/LoopbackHttpsServer.h"
 
 namespace Tessary::Test {
 
 /**
- * An HTTP CONNECT proxy on 127.0.0.1 (tests/support/connect_proxy.py) that ends every tunnel at one loopback port.
- * With it as the proxy of a QNetworkAccessManager, a request to https://api.example.com reaches a
- * LoopbackHttpsServer whose certificate names that host (LoopbackHttpsServer::setAdditionalHostNames): nothing is
- * resolved and nothing leaves the machine.
+ * An HTTP CONNECT proxy on 127.0.0.1 (connect_proxy.py) that ends every tunnel at one loopback port. As the proxy
+ * of a QNetworkAccessManager, it lets a request to https://api.example.com reach a LoopbackHttpsServer whose
+ * certificate names that host: nothing is resolved and nothing leaves the machine.
  */
-class LoopbackTunnel
+class LoopbackTunnel : public LoopbackScript
 {
 public:
-    LoopbackTunnel();
-    ~LoopbackTunnel();
-
     /** Starts the proxy towards 127.0.0.1:targetPort; blocks until it listens. */
-    bool start(quint16 targetPort, QString *error = nullptr);
+    bool start(quint16 targetPort, QString *error = nullptr)
+    {
+        return startScript(QStringLiteral("connect_proxy.py"), {QString::number(targetPort)}, error);
+    }
 
-    QNetworkProxy proxy() const;
+    QNetworkProxy proxy() const { return QNetworkProxy(QNetworkProxy::HttpProxy, QStringLiteral("127.0.0.1"), port()); }
 
     /** The "host:port" targets clients asked for, oldest first. */
-    QStringList connectTargets() const;
-
-private:
-    QTemporaryDir m_dir;
-    QProcess m_process;
-    quint16 m_port = 0;
+    QStringList connectTargets() const
+    {
+        QFile file(m_dir.filePath(QStringLiteral("targets.log")));
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts)
+                                              : QStringList();
+    }
 };
 
 } // namespace Tessary::Test

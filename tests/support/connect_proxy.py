@@ -1,17 +1,18 @@
 #!/usr/bin/env python3
 """An HTTP CONNECT proxy on 127.0.0.1 that sends every tunnel to one loopback port.
 
-Usage: connect_proxy.py TARGET_PORT LOG
+Usage: connect_proxy.py FOLDER TARGET_PORT
 Prints the port it listens on as the first line of standard output. Whatever host a client asks for, the tunnel
 ends at 127.0.0.1:TARGET_PORT, so a test can talk to "api.example.com" without leaving the machine. Each CONNECT
-target ("host:port") is appended to LOG as one line.
+target ("host:port") is appended to FOLDER/targets.log as one line.
 """
+import os
 import select
 import socket
 import sys
 import threading
 
-TARGET_PORT, LOG = int(sys.argv[1]), sys.argv[2]
+LOG, TARGET_PORT = os.path.join(sys.argv[1], "targets.log"), int(sys.argv[2])
 log_lock = threading.Lock()
 
 

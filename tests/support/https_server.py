@@ -1,27 +1,31 @@
 #!/usr/bin/env python3
 """A loopback HTTPS server for tests.
 
-Usage: https_server.py CERT KEY ROUTES_JSON LOG_JSONL
-Prints the port it listens on (127.0.0.1, chosen by the system) as the first line of standard output.
+Usage: https_server.py FOLDER [HOST...]
+Makes a certificate authority of its own (FOLDER/ca.pem) and with it a certificate for 127.0.0.1, localhost and the
+HOSTs, then prints the port it listens on (127.0.0.1, chosen by the system) as the first line of standard output.
 
-ROUTES_JSON is read again for every request, so a test can change the answers while the server runs:
+FOLDER/routes.json is read again for every request, so a test can change the answers while the server runs:
   {"/path": {"status": 200, "headers": {"Content-Type": "application/json"}, "body": "...",
              "body_file": "/abs/file", "repeat_body": N, "delay": seconds, "close": true, "hang": true,
              "redirect": "https://...", "truncate": N, "drip": seconds}}
 "drip" sends the body one byte at a time with that pause before each byte.
 "truncate" announces the whole body in Content-Length but sends only its first N bytes, then closes.
-A path without a route gets 404. Every request is appended to LOG_JSONL as
+A path without a route gets 404. Every request is appended to FOLDER/requests.jsonl as
   {"method", "path", "headers": {lower-case name: value}, "body"}.
 """
 import http.server
 import json
+import os
 import socketserver
 import ssl
+import subprocess
 import sys
 import threading
 import time
 
-CERT, KEY, ROUTES, LOG = sys.argv[1:5]
+FOLDER, HOSTS = sys.argv[1], sys.argv[2:]
+ROUTES, LOG = os.path.join(FOLDER, "routes.json"), os.path.join(FOLDER, "requests.jsonl")
 log_lock = threading.Lock()
 
 
@@ -99,10 +103,26 @@ class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
     allow_reuse_address = True
 
 
+def make_certificates():
+    def openssl(*arguments):
+        subprocess.run(["openssl", *arguments], cwd=FOLDER, check=True, capture_output=True)
+
+    curve = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes"]
+    openssl("req", "-x509", *curve, "-keyout", "ca.key", "-out", "ca.pem", "-days", "2", "-subj", "/CN=Tessary Test CA")
+    openssl("req", *curve, "-keyout", "server.key", "-out", "server.csr", "-subj", "/CN=127.0.0.1")
+    names = ",".join(["IP:127.0.0.1", "DNS:localhost"] + ["DNS:" + host for host in HOSTS])
+    with open(os.path.join(FOLDER, "server.ext"), "w", encoding="utf-8") as extensions:
+        extensions.write(f"subjectAltName={names}\nbasicConstraints=CA:FALSE\n"
+                         "keyUsage=digitalSignature\nextendedKeyUsage=serverAuth\n")
+    openssl("x509", "-req", "-in", "server.csr", "-CA", "ca.pem", "-CAkey", "ca.key", "-CAcreateserial",
+            "-out", "server.pem", "-days", "2", "-extfile", "server.ext")
+
+
 def main():
+    make_certificates()
     server = Server(("127.0.0.1", 0), Handler)
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-    context.load_cert_chain(CERT, KEY)
+    context.load_cert_chain(os.path.join(FOLDER, "server.pem"), os.path.join(FOLDER, "server.key"))
     server.socket = context.wrap_socket(server.socket, server_side=True)
     print(server.server_address[1], flush=True)
     server.serve_forever()
