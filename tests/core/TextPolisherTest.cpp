@@ -239,7 +239,7 @@ TEST_F(TextPolisherTest, RefusesBaseUrlsThatAreNotHttpsApiRoots)
     const QString message = u"AI 地址必须是 HTTPS API 根地址。"_s;
     const QString port = QString::number(s_server->port());
     const QStringList refused{
-        u"http://127.0.0.1:"_s + port + u"/v1"_s,
+        u"http://api.example.com/v1"_s,
         u"HTTPS://127.0.0.1:"_s + port + u"/v1"_s,
         u"ftp://127.0.0.1/v1"_s,
         u"https://user@127.0.0.1:"_s + port + u"/v1"_s,
@@ -263,7 +263,7 @@ TEST_F(TextPolisherTest, RefusesBaseUrlsThatAreNotHttpsApiRoots)
         expectPolisherError(polish(baseURL), message);
     }
     // The address is checked before anything else, even when model and key are missing too.
-    expectPolisherError(polish(u"http://127.0.0.1/v1"_s, u""_s, u""_s), message);
+    expectPolisherError(polish(u"http://api.example.com/v1"_s, u""_s, u""_s), message);
     EXPECT_TRUE(s_server->requests().isEmpty());
 }
 
