@@ -1,5 +1,7 @@
 #include "core/PolishReply.h"
 
+#include <algorithm>
+
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -80,11 +82,10 @@ void PolishReply::checkHeaders()
     if (m_reply == nullptr || m_reply->isFinished()) {
         return;
     }
-    // An error status decides the outcome whatever the body says, so the body need not arrive. Redirects (3xx) are
-    // left alone: a same-origin one is still being followed.
+    // An error status decides the outcome; its body is read only for the service's explanation, so a small one
+    // will do. Redirects (3xx) are left alone: a same-origin one is still being followed.
     if (const std::optional<int> status = httpStatus(*m_reply); status && *status >= 400) {
-        stopSoon();
-        return;
+        m_maximumAnswerBytes = std::min(m_maximumAnswerBytes, TextPolisher::detail::maximumErrorAnswerBytes);
     }
     const QVariant length = m_reply->header(QNetworkRequest::ContentLengthHeader);
     if (length.isValid()) {
@@ -126,7 +127,8 @@ PolishResult PolishReply::outcome()
 {
     const std::optional<int> status = httpStatus(*m_reply);
     if (status && !isSuccess(*status)) {
-        return unexpected(TextPolisher::detail::statusError(*status));
+        const QString explanation = m_tooLarge ? QString() : TextPolisher::detail::serviceMessage(m_reply->readAll());
+        return unexpected(TextPolisher::detail::statusError(*status, explanation));
     }
     if (m_tooLarge) {
         return unexpected(TextPolisher::detail::answerTooLargeError());

@@ -36,23 +36,34 @@ PolishError responseError(PolishError::ResponseCode code, const QString &what)
     return {QString::fromLatin1(PolishError::responseDomain), code, description};
 }
 
+/** Hosts on this machine, where a local model server may speak plain HTTP: nothing crosses the network. */
+bool isLoopbackHost(const QString &host)
+{
+    return host == u"127.0.0.1" || host == u"::1" || host == u"localhost";
+}
+
 /**
- * The base URL as an HTTPS API root: nothing but scheme, host, optional port and path. Credentials would end up
- * in a URL we log nowhere but send everywhere, and a query or fragment cannot be combined with the endpoint path.
+ * The base URL as an API root: nothing but scheme, host, optional port and path. The scheme is HTTPS, or HTTP for a
+ * server on this machine. Credentials would end up in a URL we log nowhere but send everywhere, and a query or
+ * fragment cannot be combined with the endpoint path.
  */
 std::optional<QUrl> apiRoot(const QString &baseURL)
 {
     const QString text = baseURL.trimmed();
     // QUrl lower-cases the scheme; an upper-case "HTTPS" is refused like any other scheme.
-    if (!text.startsWith(u"https:")) {
+    const bool secure = text.startsWith(u"https:");
+    if (!secure && !text.startsWith(u"http:")) {
         return std::nullopt;
     }
     const QUrl url(text, QUrl::StrictMode);
-    if (!url.isValid() || url.scheme() != u"https" || url.host().isEmpty()) {
+    if (!url.isValid() || url.scheme() != (secure ? u"https" : u"http") || url.host().isEmpty()) {
+        return std::nullopt;
+    }
+    if (!secure && !isLoopbackHost(url.host())) {
         return std::nullopt;
     }
     // QUrl forgets an empty user ("https://@host"), so look at the authority as written.
-    const QStringView afterScheme = QStringView(text).sliced(6);
+    const QStringView afterScheme = QStringView(text).sliced(secure ? 6 : 5);
     if (afterScheme.startsWith(u"//")) {
         const QStringView rest = afterScheme.sliced(2);
         qsizetype end = 0;
@@ -132,9 +143,29 @@ PolishError noTextError()
     return PolishError::polisher(u"AI 服务未返回文字。"_s);
 }
 
-PolishError statusError(int status)
+PolishError statusError(int status, const QString &serviceMessage)
 {
-    return PolishError::polisher(u"AI 服务请求失败（HTTP %1）。"_s.arg(status));
+    if (serviceMessage.isEmpty()) {
+        return PolishError::polisher(u"AI 服务请求失败（HTTP %1）。"_s.arg(status));
+    }
+    return PolishError::polisher(u"AI 服务请求失败（HTTP %1）：%2"_s.arg(QString::number(status), serviceMessage));
+}
+
+QString serviceMessage(const QByteArray &body)
+{
+    // OpenAI's form, {"error": {"message": …}}, which compatible services copy; some put the text in "error" or
+    // "message" directly.
+    const QJsonObject answer = QJsonDocument::fromJson(body).object();
+    const QJsonValue error = answer.value(u"error");
+    QString message = error.isObject() ? error.toObject().value(u"message").toString() : error.toString();
+    if (message.isEmpty()) {
+        message = answer.value(u"message").toString();
+    }
+    message = message.simplified();
+    if (message.size() > maximumServiceMessageLength) {
+        message = message.first(maximumServiceMessageLength - 1).trimmed() + u'…';
+    }
+    return message;
 }
 
 PolishError answerTooLargeError()

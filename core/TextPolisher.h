@@ -34,7 +34,8 @@ inline constexpr qint64 maximumAnswerBytes = 8 * 1024 * 1024;
 
 /**
  * Sends text with the prompt to the chat-completions endpoint under baseURL (an HTTPS API root such as
- * "https://api.deepseek.com/v1"; blanks around it are ignored) and returns the reply that reports the polished
+ * "https://api.deepseek.com/v1", or an HTTP one on this machine, 127.0.0.1, ::1 or localhost, as local model servers
+ * offer; blanks around it are ignored) and returns the reply that reports the polished
  * text, trimmed and never empty. The key goes into the Authorization header exactly as given; a key with line
  * breaks or other control characters cannot be sent and is refused.
  *

@@ -1,8 +1,13 @@
 #include "app/recognition/AIKeychain.h"
 
+#include <atomic>
+#include <condition_variable>
 #include <cstring>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <thread>
 
 #include <libsecret/secret.h>
 
@@ -13,12 +18,45 @@ using namespace Qt::StringLiterals;
 
 namespace Tessary {
 
+namespace {
+
+std::atomic<std::chrono::milliseconds::rep> timeoutMilliseconds{AIKeychain::defaultReplyTimeout.count()};
+
+} // namespace
+
 KeychainError KeychainError::fromStatus(int status)
 {
-    return {status, u"The operation couldn’t be completed. (OSStatus error %1.)"_s.arg(status)};
+    switch (status) {
+    case NotText:
+        return {status, u"密钥环中保存的 API Key 不是文本，请重新保存。"_s};
+    case ItemNotFound:
+        return {status, u"密钥环中没有保存 API Key。"_s};
+    case NotAvailable:
+        return {status, u"Secret Service 未运行。请启动桌面的密钥环服务（如 GNOME 密钥环或 KWallet）后重试。"_s};
+    case NoSuchKeychain:
+        return {status, u"密钥环没有默认集合。请在密钥环管理工具（如“密码和密钥”）中创建一个后重试。"_s};
+    case UserCanceled:
+        return {status, u"密钥环已锁定。请在系统提示时解锁密钥环后重试。"_s};
+    case InteractionNotAllowed:
+        return {status,
+                u"密钥环在 %1 秒内没有响应，可能在等待无法显示的解锁提示。请在桌面会话中解锁密钥环后重试。"_s.arg(
+                    QString::number(double(AIKeychain::replyTimeout().count()) / 1000.0))};
+    default:
+        return {status, u"密钥环服务报告了错误（代码 %1）。"_s.arg(status)};
+    }
 }
 
 namespace AIKeychain {
+
+std::chrono::milliseconds replyTimeout()
+{
+    return std::chrono::milliseconds(timeoutMilliseconds.load());
+}
+
+void setReplyTimeout(std::chrono::milliseconds timeout)
+{
+    timeoutMilliseconds.store(timeout.count());
+}
 
 namespace {
 
@@ -86,6 +124,11 @@ KeychainError failure(const GError *error)
         (error->domain == G_IO_ERROR && error->code == G_IO_ERROR_CANCELLED)) {
         return KeychainError::fromStatus(KeychainError::UserCanceled);
     }
+    if ((error->domain == G_IO_ERROR && error->code == G_IO_ERROR_TIMED_OUT) ||
+        (error->domain == G_DBUS_ERROR &&
+         (error->code == G_DBUS_ERROR_NO_REPLY || error->code == G_DBUS_ERROR_TIMEOUT))) {
+        return KeychainError::fromStatus(KeychainError::InteractionNotAllowed);
+    }
     if (error->domain == SECRET_ERROR && error->code == SECRET_ERROR_NO_SUCH_OBJECT) {
         return KeychainError::fromStatus(KeychainError::NoSuchKeychain);
     }
@@ -99,12 +142,12 @@ KeychainError failure(const GError *error)
  * Storing replaces only an item of our own schema; one made by another client (secret-tool) under the same
  * attributes would survive beside it and might be read instead. There is one key, so those copies go.
  */
-std::optional<KeychainError> removeForeignCopies()
+std::optional<KeychainError> removeForeignCopies(GCancellable *cancellable)
 {
     GHashTable *attributes =
         secret_attributes_build(schema(), serviceAttribute, serviceValue, accountAttribute, accountValue, nullptr);
     GError *rawError = nullptr;
-    GList *items = secret_service_search_sync(nullptr, schema(), attributes, SECRET_SEARCH_ALL, nullptr, &rawError);
+    GList *items = secret_service_search_sync(nullptr, schema(), attributes, SECRET_SEARCH_ALL, cancellable, &rawError);
     g_hash_table_unref(attributes);
     std::optional<KeychainError> result;
     if (rawError != nullptr) {
@@ -117,7 +160,7 @@ std::optional<KeychainError> removeForeignCopies()
         const auto *itemSchema = static_cast<const char *>(g_hash_table_lookup(itemAttributes, "xdg:schema"));
         const bool ours = itemSchema != nullptr && std::strcmp(itemSchema, schemaName) == 0;
         g_hash_table_unref(itemAttributes);
-        if (!ours && !secret_item_delete_sync(item, nullptr, &rawError)) {
+        if (!ours && !secret_item_delete_sync(item, cancellable, &rawError)) {
             result =
                 rawError != nullptr ? failure(rawError) : KeychainError::fromStatus(KeychainError::InternalComponent);
             g_clear_error(&rawError);
@@ -127,15 +170,50 @@ std::optional<KeychainError> removeForeignCopies()
     return result;
 }
 
-} // namespace
+/**
+ * Runs a keyring call on a thread of its own and waits for it at most replyTimeout(). A call without an answer by
+ * then is cancelled and left to end by itself; it owns everything it uses, so it may outlive the caller.
+ */
+template <typename T>
+Result<T, KeychainError> answeredInTime(std::function<Result<T, KeychainError>(GCancellable *)> call)
+{
+    struct Outcome
+    {
+        std::mutex mutex;
+        std::condition_variable done;
+        std::optional<Result<T, KeychainError>> result;
+    };
+    auto outcome = std::make_shared<Outcome>();
+    GCancellable *cancellable = g_cancellable_new();
+    auto *workerCancellable = static_cast<GCancellable *>(g_object_ref(cancellable));
+    std::thread([outcome, call = std::move(call), workerCancellable] {
+        Result<T, KeychainError> result = call(workerCancellable);
+        g_object_unref(workerCancellable);
+        {
+            const std::lock_guard lock(outcome->mutex);
+            outcome->result.emplace(std::move(result));
+        }
+        outcome->done.notify_all();
+    }).detach();
 
-Result<QString, KeychainError> read()
+    std::unique_lock lock(outcome->mutex);
+    const bool answered = outcome->done.wait_for(lock, replyTimeout(), [&] { return outcome->result.has_value(); });
+    if (!answered) {
+        g_cancellable_cancel(cancellable);
+        g_object_unref(cancellable);
+        return unexpected(KeychainError::fromStatus(KeychainError::InteractionNotAllowed));
+    }
+    g_object_unref(cancellable);
+    return std::move(*outcome->result);
+}
+
+Result<QString, KeychainError> readNow(GCancellable *cancellable)
 {
     if (!hasSessionBus()) {
         return unexpected(KeychainError::fromStatus(KeychainError::NotAvailable));
     }
     GError *rawError = nullptr;
-    SecretValue *value = secret_password_lookup_binary_sync(schema(), nullptr, &rawError, serviceAttribute,
+    SecretValue *value = secret_password_lookup_binary_sync(schema(), cancellable, &rawError, serviceAttribute,
                                                             serviceValue, accountAttribute, accountValue, nullptr);
     const ErrorPointer error(rawError);
     if (error) {
@@ -155,44 +233,62 @@ Result<QString, KeychainError> read()
     return key;
 }
 
-Result<void, KeychainError> write(const QString &key)
+Result<void, KeychainError> writeNow(QByteArray bytes, GCancellable *cancellable)
 {
     if (!hasSessionBus()) {
+        std::memset(bytes.data(), 0, size_t(bytes.size()));
         return unexpected(KeychainError::fromStatus(KeychainError::NotAvailable));
     }
-    QByteArray bytes = key.toUtf8();
     // Stored with its length, so a key is kept exactly as given, whatever it contains.
     SecretValue *value = secret_value_new(bytes.constData(), bytes.size(), "text/plain");
     std::memset(bytes.data(), 0, size_t(bytes.size()));
     GError *rawError = nullptr;
     const bool stored =
-        secret_password_store_binary_sync(schema(), SECRET_COLLECTION_DEFAULT, itemLabel, value, nullptr, &rawError,
+        secret_password_store_binary_sync(schema(), SECRET_COLLECTION_DEFAULT, itemLabel, value, cancellable, &rawError,
                                           serviceAttribute, serviceValue, accountAttribute, accountValue, nullptr);
     secret_value_unref(value);
     const ErrorPointer error(rawError);
     if (!stored || error) {
         return unexpected(error ? failure(error.get()) : KeychainError::fromStatus(KeychainError::InternalComponent));
     }
-    if (const std::optional<KeychainError> failed = removeForeignCopies()) {
+    if (const std::optional<KeychainError> failed = removeForeignCopies(cancellable)) {
         return unexpected(*failed);
     }
     return {};
 }
 
-Result<void, KeychainError> remove()
+Result<void, KeychainError> removeNow(GCancellable *cancellable)
 {
     if (!hasSessionBus()) {
         return unexpected(KeychainError::fromStatus(KeychainError::NotAvailable));
     }
     GError *rawError = nullptr;
     // FALSE without an error means there was nothing to delete, which is what the caller wanted.
-    secret_password_clear_sync(schema(), nullptr, &rawError, serviceAttribute, serviceValue, accountAttribute,
+    secret_password_clear_sync(schema(), cancellable, &rawError, serviceAttribute, serviceValue, accountAttribute,
                                accountValue, nullptr);
     const ErrorPointer error(rawError);
     if (error) {
         return unexpected(failure(error.get()));
     }
     return {};
+}
+
+} // namespace
+
+Result<QString, KeychainError> read()
+{
+    return answeredInTime<QString>(&readNow);
+}
+
+Result<void, KeychainError> write(const QString &key)
+{
+    return answeredInTime<void>(
+        [bytes = key.toUtf8()](GCancellable *cancellable) mutable { return writeNow(std::move(bytes), cancellable); });
+}
+
+Result<void, KeychainError> remove()
+{
+    return answeredInTime<void>(&removeNow);
 }
 
 } // namespace AIKeychain

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+
 #include <QString>
 
 #include "core/Result.h"
@@ -7,8 +9,9 @@
 namespace Tessary {
 
 /**
- * A failure of the user's keyring, reported the way the rest of the application expects keychain failures:
- * an OS status code and its generic description, "The operation couldn’t be completed. (OSStatus error <code>.)".
+ * A failure of the user's keyring: an OS status code, as the rest of the application expects keychain failures, and
+ * a description that says in words what is wrong and what to do. The description is a message key (Simplified
+ * Chinese); the shell shows it in the interface language.
  */
 struct KeychainError
 {
@@ -24,13 +27,18 @@ struct KeychainError
         NoSuchKeychain = -25294,
         /** The keyring is locked and unlocking was refused or dismissed. */
         UserCanceled = -128,
+        /**
+         * The keyring did not answer in time, typically because it waits for an unlock prompt that cannot be shown
+         * or that nobody answers.
+         */
+        InteractionNotAllowed = -25308,
         /** Anything else the service or D-Bus reported. */
         InternalComponent = -26276,
     };
 
     static constexpr auto domain = "NSOSStatusErrorDomain";
 
-    /** The error for a status, with its generic description. */
+    /** The error for a status, with its description. */
     static KeychainError fromStatus(int status);
 
     int status;
@@ -42,9 +50,18 @@ struct KeychainError
  * service "md.velmor.tessary.ai" and account "openai-compatible-key", readable with secret-tool.
  *
  * The calls are synchronous and keep no state; any thread may call them. They may wait for the keyring's unlock
- * prompt. The key is never logged.
+ * prompt, but not for ever: a call that has no answer after replyTimeout() gives up with
+ * KeychainError::InteractionNotAllowed (the keyring's own work is cancelled and ends in the background). The key is
+ * never logged.
  */
 namespace AIKeychain {
+
+inline constexpr std::chrono::milliseconds defaultReplyTimeout = std::chrono::seconds(30);
+
+/** How long a call waits for the keyring. */
+std::chrono::milliseconds replyTimeout();
+/** Changes how long calls wait (tests use a short time); thread-safe. */
+void setReplyTimeout(std::chrono::milliseconds timeout);
 
 /** The stored key; KeychainError::ItemNotFound (-25300) when no item exists. */
 Result<QString, KeychainError> read();

@@ -26,7 +26,7 @@ ProcessResult secretTool(const QString &command, const QStringList &extra = {}, 
 
 QString description(int status)
 {
-    return u"The operation couldn’t be completed. (OSStatus error %1.)"_s.arg(status);
+    return KeychainError::fromStatus(status).description;
 }
 
 // Runs inside the keyring that tests/support/with-keyring starts, on the display of tests/support/with-xvfb.
