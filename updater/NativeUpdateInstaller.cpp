@@ -9,6 +9,7 @@
 #include <QSaveFile>
 #include <QUuid>
 
+#include "platform/bundle/BundleLayout.h"
 #include "updater/DecimalInteger.h"
 #include "updater/NativeBundle.h"
 #include "updater/NativeUpdateConfiguration.h"
@@ -65,7 +66,7 @@ bool matchesManifest(const NativeBundle &bundle, const NativeUpdateManifest *man
 QString NativeUpdateInstaller::toolsExecutable()
 {
     const QFileInfo program(u"/proc/self/exe"_s);
-    return QDir::cleanPath(QFileInfo(program.canonicalFilePath()).path() + u"/../libexec/tessary-helper"_s);
+    return BundleLayout::helperExecutable(QFileInfo(program.canonicalFilePath()).path());
 }
 
 QString NativeUpdateInstaller::requirement(const NativeUpdateConfiguration &configuration)

@@ -49,7 +49,7 @@ public:
     /** The code requirement passed to the signature check, naming the configured team and identifier. */
     static QString requirement(const NativeUpdateConfiguration &configuration);
 
-    /** The tools executable of the running program: <folder of the program>/../libexec/tessary-helper. */
+    /** The tools executable of the running program: its tessary-helper (BundleLayout). */
     static QString toolsExecutable();
 
 private:
