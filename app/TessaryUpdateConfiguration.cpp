@@ -5,11 +5,27 @@
 
 #include "app/TessaryUpdateConfiguration.h"
 
+#include <QDir>
+#include <QFileInfo>
+
 #include "updater/NativeBundle.h"
 
 using namespace Qt::StringLiterals;
 
 namespace Tessary {
+
+namespace {
+
+// A distribution package (configured with TESSARY_PACKAGE_MANAGED) installs this file beside its data, in
+// <prefix>/share/tessary/; the package manager then updates the copy.
+bool isPackageManaged()
+{
+    // /proc/self/exe works before QCoreApplication exists, which the command-line modes need.
+    const QFileInfo program(QFileInfo(u"/proc/self/exe"_s).canonicalFilePath());
+    return QFileInfo::exists(QDir::cleanPath(program.path() + u"/../share/tessary/package-managed"_s));
+}
+
+} // namespace
 
 NativeUpdateConfiguration tessaryUpdateConfiguration()
 {
@@ -24,6 +40,7 @@ NativeUpdateConfiguration tessaryUpdateConfiguration()
         .manifestURL = QUrl(u"https://velmor.md/downloads/update.json"_s),
         .allowedDownloadHosts = {u"velmor.md"_s, u"static.velmor.md"_s},
         .isEnabled = bundle && bundle->identifier() == bundleIdentifier,
+        .isPackageManaged = !bundle && isPackageManaged(),
     };
 }
 

@@ -2,6 +2,7 @@
 #include <QStringList>
 
 #include "app/TessaryApp.h"
+#include "app/desktop/BundleInstall.h"
 #include "updater/NativeUpdateArchiveVerification.h"
 #include "app/TessaryUpdateConfiguration.h"
 #include "updater/NativeUpdateHelper.h"
@@ -19,6 +20,10 @@ int main(int argc, char **argv)
     }
     if (const std::optional<int> status = Tessary::NativeUpdateArchiveVerification::runIfRequested(
             Tessary::tessaryUpdateConfiguration(), arguments)) {
+        return *status;
+    }
+    if (const std::optional<int> status =
+            Tessary::BundleInstall::runIfRequested(Tessary::tessaryUpdateConfiguration(), arguments)) {
         return *status;
     }
     return Tessary::TessaryApp::main(argc, argv, arguments);

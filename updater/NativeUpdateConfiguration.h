@@ -26,6 +26,11 @@ struct NativeUpdateConfiguration
     QSet<QString> allowedDownloadHosts;
     /** Whether this process may check for and install updates at all; false in developer builds. */
     bool isEnabled = false;
+    /**
+     * The copy was installed by the system's package manager, which also updates it: the updater then says so
+     * instead of speaking of a development build. Such a copy never updates itself (isEnabled is false).
+     */
+    bool isPackageManaged = false;
 };
 
 } // namespace Tessary

@@ -9,6 +9,7 @@
 #include <QSaveFile>
 #include <QUuid>
 
+#include "platform/bundle/BundleLayout.h"
 #include "updater/DecimalInteger.h"
 #include "updater/NativeBundle.h"
 #include "updater/NativeUpdateConfiguration.h"
@@ -41,17 +42,20 @@ Result<void, NativeUpdateError> writeArchive(const QString &path, const QByteArr
     return {};
 }
 
-bool matchesManifest(const NativeBundle &bundle, const NativeUpdateManifest &manifest,
+// Without a manifest (a first install) the bundle still needs a version and a build an update could follow.
+bool matchesManifest(const NativeBundle &bundle, const NativeUpdateManifest *manifest,
                      const NativeUpdateConfiguration &configuration)
 {
     if (bundle.identifier() != configuration.bundleIdentifier) {
         return false;
     }
-    if (bundle.string(u"CFBundleShortVersionString"_s) != manifest.version) {
+    const std::optional<QString> version = bundle.string(u"CFBundleShortVersionString"_s);
+    if (manifest ? version != manifest->version : version.value_or(QString()).isEmpty()) {
         return false;
     }
     const std::optional<QString> build = bundle.string(u"CFBundleVersion"_s);
-    if (!build || parseDecimalInteger(*build) != manifest.build) {
+    const std::optional<std::int64_t> number = build ? parseDecimalInteger(*build) : std::nullopt;
+    if (manifest ? number != manifest->build : number.value_or(0) < 1) {
         return false;
     }
     return bundle.executablePath().has_value();
@@ -62,7 +66,7 @@ bool matchesManifest(const NativeBundle &bundle, const NativeUpdateManifest &man
 QString NativeUpdateInstaller::toolsExecutable()
 {
     const QFileInfo program(u"/proc/self/exe"_s);
-    return QDir::cleanPath(QFileInfo(program.canonicalFilePath()).path() + u"/../libexec/tessary-helper"_s);
+    return BundleLayout::helperExecutable(QFileInfo(program.canonicalFilePath()).path());
 }
 
 QString NativeUpdateInstaller::requirement(const NativeUpdateConfiguration &configuration)
@@ -97,6 +101,19 @@ Result<QString, NativeUpdateError> NativeUpdateInstaller::prepare(const QByteArr
     if (QString::fromLatin1(checksum) != manifest.sha256.toLower()) {
         return unexpected(NativeUpdateError(Failure::InvalidArchive));
     }
+    return stage(data, &manifest, configuration);
+}
+
+Result<QString, NativeUpdateError>
+NativeUpdateInstaller::prepareFirstInstall(const QByteArray &data, const NativeUpdateConfiguration &configuration)
+{
+    return stage(data, nullptr, configuration);
+}
+
+Result<QString, NativeUpdateError> NativeUpdateInstaller::stage(const QByteArray &data,
+                                                                const NativeUpdateManifest *manifest,
+                                                                const NativeUpdateConfiguration &configuration)
+{
     const auto folder = makeWorkFolder(configuration);
     if (!folder) {
         return unexpected(folder.error());

@@ -34,6 +34,13 @@ public:
                                                       const NativeUpdateConfiguration &configuration);
 
     /**
+     * The same chain for a bundle that no manifest announces (its first install): everything but the checksum,
+     * with the version and build taken from the bundle, which must have both.
+     */
+    static Result<QString, NativeUpdateError> prepareFirstInstall(const QByteArray &data,
+                                                                  const NativeUpdateConfiguration &configuration);
+
+    /**
      * Starts the staged bundle's executable in helper mode ("--native-update-helper", the running bundle's
      * path, our process identifier) and returns once it runs; the helper waits for us to exit.
      */
@@ -42,10 +49,12 @@ public:
     /** The code requirement passed to the signature check, naming the configured team and identifier. */
     static QString requirement(const NativeUpdateConfiguration &configuration);
 
-    /** The tools executable of the running program: <folder of the program>/../libexec/tessary-helper. */
+    /** The tools executable of the running program: its tessary-helper (BundleLayout). */
     static QString toolsExecutable();
 
 private:
+    static Result<QString, NativeUpdateError> stage(const QByteArray &data, const NativeUpdateManifest *manifest,
+                                                    const NativeUpdateConfiguration &configuration);
     static Result<void, NativeUpdateError> run(const QString &tool, const QStringList &arguments);
 };
 

@@ -117,8 +117,11 @@ void NativeUpdater::checkForUpdates(bool manual)
 {
     if (!m_configuration.isEnabled) {
         if (manual) {
-            NativeUpdateDialogs::run(NativeUpdateDialogs::Style::Informational, m_configuration.appName,
-                                     updaterCopy(u"开发版不检查正式更新。"_s), {}, updaterCopy(u"好"_s));
+            const QString message = m_configuration.isPackageManaged
+                                        ? updaterCopy(u"此副本由系统的软件包管理器更新，请通过它获取新版本。"_s)
+                                        : updaterCopy(u"开发版不检查正式更新。"_s);
+            NativeUpdateDialogs::run(NativeUpdateDialogs::Style::Informational, m_configuration.appName, message, {},
+                                     updaterCopy(u"好"_s));
         }
         return;
     }

@@ -32,7 +32,8 @@ QString NativeUpdater::statusText(UpdaterLanguage language) const
 {
     const auto copy = [language](const QString &text) { return updaterCopy(text, language); };
     if (!m_configuration.isEnabled) {
-        return copy(u"开发版不自动更新"_s);
+        return m_configuration.isPackageManaged ? copy(u"此副本由系统的软件包管理器更新"_s)
+                                                : copy(u"开发版不自动更新"_s);
     }
     const QString automatic =
         m_automaticallyChecksForUpdates ? copy(u"自动提示新版已开启"_s) : copy(u"自动提示新版已关闭"_s);

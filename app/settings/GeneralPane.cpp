@@ -16,6 +16,7 @@
 #include "app/TessaryPreferences.h"
 #include "app/settings/SettingsSection.h"
 #include "app/settings/SettingsTexts.h"
+#include "app/settings/StartAtLoginSwitch.h"
 #include "app/sync/TessaryCloudSettings.h"
 #include "platform/hotkey/HotKeyBackend.h"
 #include "platform/session/PlatformSession.h"
@@ -125,6 +126,7 @@ QWidget *GeneralPane::accessSection()
     });
     section->addWidget(hide);
     section->addCaption(u"隐藏后可从 Dock 打开设置，截图快捷键仍可使用。"_s);
+    section->addWidget(new StartAtLoginSwitch(m_texts, section));
     return section;
 }
 

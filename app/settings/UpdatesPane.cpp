@@ -41,8 +41,9 @@ QString versionText(UpdaterLanguage language)
     if (const std::optional<NativeBundle> &bundle = NativeBundle::main()) {
         return NativeAppVersion::displayText(*bundle, language);
     }
-    // Run from the build tree: no bundle, so no build number; the version the program was built as.
-    return NativeAppVersion::displayText(QCoreApplication::applicationVersion(), QString(), language);
+    // Run from the build tree or installed by a package: the version and build the program was built as.
+    return NativeAppVersion::displayText(QCoreApplication::applicationVersion(),
+                                         QStringLiteral(TESSARY_BUILD_NUMBER_TEXT), language);
 }
 
 } // namespace
@@ -114,8 +115,12 @@ void UpdatesPane::showState()
     m_status->setText(m_updater->statusText(language()));
     m_action->setText(m_updater->actionTitle(language()));
     m_action->setEnabled(!m_updater->isActionDisabled());
+    // A copy that cannot update itself (run from the build tree, or updated by the package manager) has no
+    // automatic checks to switch; the stored choice is kept for a copy that can.
+    const bool canUpdate = m_updater->configuration().isEnabled;
     const QSignalBlocker blocker(m_automatic);
-    m_automatic->setChecked(m_updater->automaticallyChecksForUpdates());
+    m_automatic->setEnabled(canUpdate);
+    m_automatic->setChecked(canUpdate && m_updater->automaticallyChecksForUpdates());
     showProgress();
 }
 

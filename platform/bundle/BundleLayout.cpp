@@ -2,6 +2,9 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
+
+using namespace Qt::StringLiterals;
 
 namespace Tessary::BundleLayout {
 
@@ -11,7 +14,14 @@ QString helperExecutable()
     if (binDir.isEmpty()) {
         return {};
     }
-    return QDir::cleanPath(binDir + u"/../libexec/tessary-helper");
+    return helperExecutable(binDir);
+}
+
+QString helperExecutable(const QString &programFolder)
+{
+    const QString bundled = QDir::cleanPath(programFolder + u"/../libexec/tessary-helper"_s);
+    const QString packaged = QDir::cleanPath(programFolder + u"/../libexec/tessary/tessary-helper"_s);
+    return !QFileInfo::exists(bundled) && QFileInfo::exists(packaged) ? packaged : bundled;
 }
 
 } // namespace Tessary::BundleLayout

