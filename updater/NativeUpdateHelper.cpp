@@ -1,5 +1,6 @@
 #include "updater/NativeUpdateHelper.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cerrno>
 #include <limits>
@@ -42,7 +43,10 @@ bool isAlive(pid_t process)
 
 bool waitForExit(pid_t process)
 {
-    for (int attempt = 0; attempt < 200; ++attempt) {
+    // 20 s; TESSARY_UPDATE_HELPER_QUIT_TIMEOUT_MS shortens it for the tests of the case where it runs out.
+    bool given = false;
+    const int timeout = qEnvironmentVariableIntValue("TESSARY_UPDATE_HELPER_QUIT_TIMEOUT_MS", &given);
+    for (int attempt = 0; attempt < (given ? std::min(timeout, 20000) / 100 : 200); ++attempt) {
         if (!isAlive(process)) {
             return true;
         }

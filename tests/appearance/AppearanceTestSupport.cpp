@@ -2,7 +2,6 @@
 
 #include <optional>
 
-#include <QDir>
 #include <QProcess>
 #include <QTest>
 #include <QWidget>
@@ -60,16 +59,6 @@ bool offerClipboardElsewhere(const QByteArray &data, const QString &mimeType)
     // xclip reads the data, then keeps serving it from the background until another client takes the clipboard.
     return runServingEvents(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-t"_s, mimeType, u"-i"_s}, data)
         .has_value();
-}
-
-QString saveArtifact(const QImage &image, const QString &fileName)
-{
-    const QString folder = qEnvironmentVariable("TESSARY_TEST_ARTIFACTS");
-    if (folder.isEmpty() || !QDir().mkpath(folder)) {
-        return {};
-    }
-    const QString path = QDir(folder).filePath(fileName);
-    return image.save(path, "PNG") ? path : QString();
 }
 
 } // namespace Tessary::Test

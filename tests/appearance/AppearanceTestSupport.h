@@ -3,7 +3,6 @@
 #include <optional>
 
 #include <QByteArray>
-#include <QImage>
 #include <QString>
 #include <QStringList>
 
@@ -29,8 +28,5 @@ std::optional<QString> clipboardTextElsewhere();
 
 /** Makes another X client (xclip) own the clipboard with the given data of the given type. */
 bool offerClipboardElsewhere(const QByteArray &data, const QString &mimeType = QStringLiteral("UTF8_STRING"));
-
-/** Saves a picture for a person to look at when TESSARY_TEST_ARTIFACTS names a folder; returns its path. */
-QString saveArtifact(const QImage &image, const QString &fileName);
 
 } // namespace Tessary::Test

@@ -1,15 +1,23 @@
+// The updater's rules without a network: the manifest, its validation, builds, and the updater's own texts.
+
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 
+#include "tests/support/TestEnvironment.h"
+#include "updater/NativeAppVersion.h"
 #include "updater/NativeBundle.h"
 #include "updater/NativeUpdateConfiguration.h"
 #include "updater/NativeUpdateManifest.h"
 #include "updater/NativeUpdatePolicy.h"
+#include "updater/UpdaterCopy.h"
 
 using namespace Qt::StringLiterals;
 using namespace Tessary;
@@ -19,21 +27,72 @@ namespace {
 
 const QString goodChecksum = u"5719eb2c6d4d7a3a90b5e4bf794a4ec2a27043e71c35ac95beba2a685f0b6356"_s;
 
-QJsonObject goodManifestJson()
+QJsonObject goodManifest()
 {
-    return QJsonObject{
-        {u"schemaVersion"_s, 1},
-        {u"product"_s, u"tessary"_s},
-        {u"version"_s, u"1.4.0"_s},
-        {u"build"_s, 42},
-        {u"downloadURL"_s, u"https://velmor.md/downloads/Tessary-1.4.0.zip"_s},
-        {u"sha256"_s, goodChecksum},
-    };
+    return {{u"schemaVersion"_s, 1},
+            {u"product"_s, u"tessary"_s},
+            {u"version"_s, u"1.4.0"_s},
+            {u"build"_s, 42},
+            {u"downloadURL"_s, u"https://velmor.md/downloads/Tessary-1.4.0.zip"_s},
+            {u"sha256"_s, goodChecksum}};
 }
 
-NativeUpdateConfiguration configuration()
+auto decode(const QJsonObject &object)
 {
-    return NativeUpdateConfiguration{
+    return NativeUpdateManifest::decode(QJsonDocument(object).toJson());
+}
+
+/** An Info.json of its own in a new bundle folder. */
+NativeBundle bundleWith(const QJsonObject &info)
+{
+    static QTemporaryDir dir;
+    static int count = 0;
+    const QString path = dir.filePath(u"Tessary-%1.app"_s.arg(++count));
+    QDir().mkpath(path);
+    QFile file(path + u"/Info.json"_s);
+    file.open(QIODevice::WriteOnly);
+    file.write(QJsonDocument(info).toJson());
+    file.close();
+    return *NativeBundle::open(path);
+}
+
+TEST(NativeUpdateManifestTest, DecodesTheSixKeysAndRefusesAnythingElse)
+{
+    QJsonObject object = goodManifest();
+    object.insert(u"releaseNotes"_s, u"ignored"_s);
+    const auto manifest = decode(object);
+    ASSERT_TRUE(manifest.hasValue()) << manifest.error().description.toStdString();
+    EXPECT_EQ(manifest->schemaVersion, 1);
+    EXPECT_EQ(manifest->product, u"tessary"_s);
+    EXPECT_EQ(manifest->version, u"1.4.0"_s);
+    EXPECT_EQ(manifest->build, 42);
+    EXPECT_EQ(manifest->downloadURL, QUrl(u"https://velmor.md/downloads/Tessary-1.4.0.zip"_s));
+    EXPECT_EQ(manifest->sha256, goodChecksum);
+
+    // Every key missing, or of another JSON type (strings become numbers and numbers strings).
+    for (const QString &key : goodManifest().keys()) {
+        QJsonObject missing = goodManifest();
+        missing.remove(key);
+        EXPECT_FALSE(decode(missing).hasValue()) << "without " << key.toStdString();
+        QJsonObject mistyped = goodManifest();
+        mistyped.insert(key, mistyped.value(key).isString() ? QJsonValue(7) : QJsonValue(u"7"_s));
+        EXPECT_FALSE(decode(mistyped).hasValue()) << "mistyped " << key.toStdString();
+    }
+    for (const auto &[key, value] : {std::pair{u"build"_s, QJsonValue(42.5)},
+                                     {u"downloadURL"_s, QJsonValue(u"https://velmor md/a b"_s)},
+                                     {u"downloadURL"_s, QJsonValue(u""_s)}}) {
+        QJsonObject bad = goodManifest();
+        bad.insert(key, value);
+        EXPECT_FALSE(decode(bad).hasValue()) << key.toStdString();
+    }
+    for (const QByteArray &document : {QByteArray("[1, 2]"), QByteArray("{\"schemaVersion\": 1,"), QByteArray()}) {
+        EXPECT_FALSE(NativeUpdateManifest::decode(document).hasValue()) << document.toStdString();
+    }
+}
+
+TEST(NativeUpdatePolicyTest, ValidatesInOrder)
+{
+    const NativeUpdateConfiguration configuration{
         .product = u"tessary"_s,
         .appName = u"Tessary"_s,
         .bundleIdentifier = u"md.velmor.tessary"_s,
@@ -42,169 +101,118 @@ NativeUpdateConfiguration configuration()
         .allowedDownloadHosts = {u"velmor.md"_s, u"static.velmor.md"_s},
         .isEnabled = true,
     };
-}
-
-QByteArray json(const QJsonObject &object)
-{
-    return QJsonDocument(object).toJson();
-}
-
-} // namespace
-
-TEST(NativeUpdateManifestTest, DecodesAllSixKeysAndIgnoresOthers)
-{
-    QJsonObject object = goodManifestJson();
-    object.insert(u"releaseNotes"_s, u"ignored"_s);
-    const auto manifest = NativeUpdateManifest::decode(json(object));
-    ASSERT_TRUE(manifest.hasValue()) << manifest.error().description.toStdString();
-    EXPECT_EQ(manifest->schemaVersion, 1);
-    EXPECT_EQ(manifest->product, u"tessary"_s);
-    EXPECT_EQ(manifest->version, u"1.4.0"_s);
-    EXPECT_EQ(manifest->build, 42);
-    EXPECT_EQ(manifest->downloadURL, QUrl(u"https://velmor.md/downloads/Tessary-1.4.0.zip"_s));
-    EXPECT_EQ(manifest->sha256, goodChecksum);
-}
-
-TEST(NativeUpdateManifestTest, RefusesMissingKeysWrongTypesAndNonDocuments)
-{
-    for (const QString &key : goodManifestJson().keys()) {
-        QJsonObject missing = goodManifestJson();
-        missing.remove(key);
-        EXPECT_FALSE(NativeUpdateManifest::decode(json(missing)).hasValue()) << "without " << key.toStdString();
-
-        // Every key gets a value of another JSON type: strings become numbers and numbers strings.
-        QJsonObject mistyped = goodManifestJson();
-        mistyped.insert(key, mistyped.value(key).isString() ? QJsonValue(7) : QJsonValue(u"7"_s));
-        EXPECT_FALSE(NativeUpdateManifest::decode(json(mistyped)).hasValue()) << "mistyped " << key.toStdString();
+    const std::tuple<QString, QJsonValue, std::optional<Failure>> rows[] = {
+        {u"schemaVersion"_s, 2, Failure::InvalidSchema},
+        {u"product"_s, u"Tessary"_s, Failure::WrongProduct},
+        {u"version"_s, u""_s, Failure::InvalidVersion},
+        {u"build"_s, 0, Failure::InvalidVersion},
+        {u"build"_s, -5, Failure::InvalidVersion},
+        {u"downloadURL"_s, u"http://velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
+        {u"downloadURL"_s, u"HTTPS://velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
+        {u"downloadURL"_s, u"velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
+        {u"downloadURL"_s, u"https://velmor.md.example.com/a.zip"_s, Failure::InvalidDownloadURL},
+        {u"downloadURL"_s, u"https:/a.zip"_s, Failure::InvalidDownloadURL},
+        {u"downloadURL"_s, u"https://STATIC.Velmor.MD:8443/a.zip?x=1"_s, std::nullopt},
+        {u"sha256"_s, goodChecksum.toUpper(), std::nullopt},
+        {u"sha256"_s, goodChecksum.left(63), Failure::InvalidChecksum},
+        {u"sha256"_s, QString(goodChecksum + u"0"_s), Failure::InvalidChecksum},
+        {u"sha256"_s, QString(u"g"_s + goodChecksum.mid(1)), Failure::InvalidChecksum},
+    };
+    EXPECT_TRUE(NativeUpdatePolicy::validate(*decode(goodManifest()), configuration).hasValue());
+    for (const auto &[key, value, expected] : rows) {
+        SCOPED_TRACE(key.toStdString() + " " + QJsonDocument(QJsonArray{value}).toJson().toStdString());
+        QJsonObject object = goodManifest();
+        object.insert(key, value);
+        const auto result = NativeUpdatePolicy::validate(*decode(object), configuration);
+        EXPECT_EQ(result.hasValue() ? std::nullopt : std::optional(result.error()), expected);
     }
-    QJsonObject fractional = goodManifestJson();
-    fractional.insert(u"build"_s, 42.5);
-    EXPECT_FALSE(NativeUpdateManifest::decode(json(fractional)).hasValue());
-
-    QJsonObject badUrl = goodManifestJson();
-    badUrl.insert(u"downloadURL"_s, u"https://velmor md/a b"_s);
-    EXPECT_FALSE(NativeUpdateManifest::decode(json(badUrl)).hasValue());
-    badUrl.insert(u"downloadURL"_s, u""_s);
-    EXPECT_FALSE(NativeUpdateManifest::decode(json(badUrl)).hasValue());
-
-    EXPECT_FALSE(NativeUpdateManifest::decode("[1, 2]").hasValue());
-    EXPECT_FALSE(NativeUpdateManifest::decode("{\"schemaVersion\": 1,").hasValue());
-    EXPECT_FALSE(NativeUpdateManifest::decode("").hasValue());
-}
-
-struct PolicyCase
-{
-    const char *name;
-    QString key;
-    QJsonValue value;
-    std::optional<Failure> expected;
-};
-
-class NativeUpdatePolicyTest : public ::testing::TestWithParam<PolicyCase>
-{
-};
-
-TEST_P(NativeUpdatePolicyTest, ValidatesInOrder)
-{
-    QJsonObject object = goodManifestJson();
-    if (!GetParam().key.isEmpty()) {
-        object.insert(GetParam().key, GetParam().value);
-    }
-    const auto manifest = NativeUpdateManifest::decode(json(object));
-    ASSERT_TRUE(manifest.hasValue());
-    const auto result = NativeUpdatePolicy::validate(*manifest, configuration());
-    if (GetParam().expected) {
-        ASSERT_FALSE(result.hasValue());
-        EXPECT_EQ(result.error(), *GetParam().expected);
-    } else {
-        EXPECT_TRUE(result.hasValue());
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Manifests, NativeUpdatePolicyTest,
-    ::testing::Values(
-        PolicyCase{"valid", {}, {}, std::nullopt},
-        PolicyCase{"schemaTwo", u"schemaVersion"_s, 2, Failure::InvalidSchema},
-        PolicyCase{"capitalisedProduct", u"product"_s, u"Tessary"_s, Failure::WrongProduct},
-        PolicyCase{"emptyVersion", u"version"_s, u""_s, Failure::InvalidVersion},
-        PolicyCase{"buildZero", u"build"_s, 0, Failure::InvalidVersion},
-        PolicyCase{"buildNegative", u"build"_s, -5, Failure::InvalidVersion},
-        PolicyCase{"plainHttp", u"downloadURL"_s, u"http://velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
-        PolicyCase{"upperCaseScheme", u"downloadURL"_s, u"HTTPS://velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
-        PolicyCase{"noScheme", u"downloadURL"_s, u"velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
-        PolicyCase{"otherHost", u"downloadURL"_s, u"https://velmor.md.example.com/a.zip"_s,
-                   Failure::InvalidDownloadURL},
-        PolicyCase{"noHost", u"downloadURL"_s, u"https:/a.zip"_s, Failure::InvalidDownloadURL},
-        PolicyCase{"upperCaseHost", u"downloadURL"_s, u"https://STATIC.Velmor.MD:8443/a.zip?x=1"_s, std::nullopt},
-        PolicyCase{"upperCaseChecksum", u"sha256"_s, goodChecksum.toUpper(), std::nullopt},
-        PolicyCase{"shortChecksum", u"sha256"_s, goodChecksum.left(63), Failure::InvalidChecksum},
-        PolicyCase{"longChecksum", u"sha256"_s, QString(goodChecksum + u"0"_s), Failure::InvalidChecksum},
-        PolicyCase{"nonHexChecksum", u"sha256"_s, QString(u"g"_s + goodChecksum.mid(1)), Failure::InvalidChecksum}),
-    [](const auto &info) { return std::string(info.param.name); });
-
-TEST(NativeUpdatePolicyOrderTest, FirstBrokenRuleDecides)
-{
-    QJsonObject object = goodManifestJson();
+    // The first broken rule decides.
+    QJsonObject object = goodManifest();
     object.insert(u"schemaVersion"_s, 2);
     object.insert(u"product"_s, u"other"_s);
     object.insert(u"sha256"_s, u"x"_s);
-    const auto result = NativeUpdatePolicy::validate(*NativeUpdateManifest::decode(json(object)), configuration());
-    EXPECT_EQ(result.error(), Failure::InvalidSchema);
+    EXPECT_EQ(NativeUpdatePolicy::validate(*decode(object), configuration).error(), Failure::InvalidSchema);
 }
 
-class RunningBuildTest : public ::testing::Test
+TEST(NativeUpdatePolicyTest, NewerMeansAGreaterBuildAndAnUnreadableOneCountsAsZero)
 {
-protected:
-    std::optional<NativeBundle> bundleWithVersion(const QJsonValue &version)
-    {
-        QJsonObject info{{u"CFBundleIdentifier"_s, u"md.velmor.tessary"_s}};
-        if (!version.isUndefined()) {
-            info.insert(u"CFBundleVersion"_s, version);
-        }
-        const QString path = m_dir.filePath(u"Tessary-%1.app"_s.arg(++m_count));
-        QDir().mkpath(path);
-        QFile file(path + u"/Info.json"_s);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(QJsonDocument(info).toJson());
-        file.close();
-        return NativeBundle::open(path);
-    }
-
-    std::int64_t buildWithVersion(const QJsonValue &version)
-    {
-        const std::optional<NativeBundle> bundle = bundleWithVersion(version);
-        EXPECT_TRUE(bundle);
-        return bundle ? NativeUpdatePolicy::buildOf(&*bundle) : -1;
-    }
-
-    QTemporaryDir m_dir;
-    int m_count = 0;
-};
-
-TEST_F(RunningBuildTest, NewerMeansGreaterBuildOnly)
-{
-    const std::optional<NativeBundle> bundle = bundleWithVersion(u"42"_s);
-    ASSERT_TRUE(bundle);
-    const std::int64_t running = NativeUpdatePolicy::buildOf(&*bundle);
-    EXPECT_EQ(running, 42);
-    NativeUpdateManifest manifest = *NativeUpdateManifest::decode(json(goodManifestJson()));
+    NativeUpdateManifest manifest = *decode(goodManifest());
     for (const auto &[build, newer] : {std::pair{41, false}, {42, false}, {43, true}}) {
         manifest.build = build;
-        EXPECT_EQ(NativeUpdatePolicy::isNewer(manifest, running), newer) << build;
+        EXPECT_EQ(NativeUpdatePolicy::isNewer(manifest, 42), newer) << build;
+    }
+    EXPECT_EQ(NativeUpdatePolicy::buildOf(nullptr), 0);
+    // A number is not a string: CFBundleVersion is read as a string.
+    for (const auto &[version, build] : {std::pair{QJsonValue(u"42"_s), 42},
+                                         {u"+43"_s, 43},
+                                         {u"-5"_s, -5},
+                                         {u"1.2"_s, 0},
+                                         {u""_s, 0},
+                                         {QJsonValue(), 0},
+                                         {42, 0},
+                                         {u" 42"_s, 0}}) {
+        const NativeBundle bundle =
+            bundleWith({{u"CFBundleIdentifier"_s, u"md.velmor.tessary"_s}, {u"CFBundleVersion"_s, version}});
+        EXPECT_EQ(NativeUpdatePolicy::buildOf(&bundle), build) << version.toVariant().toString().toStdString();
     }
 }
 
-TEST_F(RunningBuildTest, UnreadableBuildCountsAsZero)
+TEST(NativeUpdatePolicyTest, VersionTextShowsADashForMissingValues)
 {
-    EXPECT_EQ(NativeUpdatePolicy::buildOf(nullptr), 0);
-    EXPECT_EQ(buildWithVersion(u"1.2"_s), 0);
-    EXPECT_EQ(buildWithVersion(u""_s), 0);
-    EXPECT_EQ(buildWithVersion(QJsonValue()), 0);
-    EXPECT_EQ(buildWithVersion(QJsonValue(QJsonValue::Undefined)), 0);
-    // A number is not a string: macOS reads CFBundleVersion as a string too.
-    EXPECT_EQ(buildWithVersion(42), 0);
-    EXPECT_EQ(buildWithVersion(u"+43"_s), 43);
-    EXPECT_EQ(buildWithVersion(u"-5"_s), -5);
-    EXPECT_EQ(buildWithVersion(u" 42"_s), 0);
+    EXPECT_EQ(NativeAppVersion::displayText(
+                  bundleWith({{u"CFBundleShortVersionString"_s, u"1.4.0"_s}, {u"CFBundleVersion"_s, u"42"_s}})),
+              u"Version 1.4.0 (42)"_s);
+    EXPECT_EQ(NativeAppVersion::displayText(bundleWith({{u"CFBundleVersion"_s, u"42"_s}})), u"Version — (42)"_s);
+    EXPECT_EQ(NativeAppVersion::displayText(bundleWith({{u"CFBundleShortVersionString"_s, 1.4}})), u"Version — (—)"_s);
 }
+
+TEST(UpdaterCopyTest, FollowsTheFirstPreferredLanguageWhenTheBundleHasLocalizations)
+{
+    using L = UpdaterLanguage;
+    const std::tuple<bool, QStringList, L> rows[] = {
+        {true, {u"zh-Hant-TW"_s}, L::TraditionalChinese},
+        {true, {u"zh-HK"_s}, L::TraditionalChinese},
+        {true, {u"zh-TW"_s, u"en"_s}, L::TraditionalChinese},
+        {true, {u"zh-MO"_s}, L::TraditionalChinese},
+        {true, {u"zh-Hans-CN"_s}, L::SimplifiedChinese},
+        {true, {u"zh"_s}, L::SimplifiedChinese},
+        {true, {u"fr-FR"_s, u"zh-TW"_s}, L::English},
+        {true, {}, L::English},
+        {false, {u"zh-Hans-CN"_s}, L::English},
+    };
+    for (const auto &[localized, preferred, expected] : rows) {
+        EXPECT_EQ(updaterLanguage(localized, preferred), expected) << preferred.join(u',').toStdString();
+    }
+    EXPECT_EQ(updaterCopy(u"检查更新"_s, L::English), u"Check for Updates"_s);
+    EXPECT_EQ(updaterCopy(u"检查更新"_s, L::TraditionalChinese), u"檢查更新"_s);
+    EXPECT_EQ(updaterCopy(u"检查更新"_s, L::SimplifiedChinese), u"检查更新"_s);
+    EXPECT_EQ(updaterCopy(u"不是键"_s, L::English), u"不是键"_s);
+}
+
+TEST(UpdaterCopyTest, EveryTextTheModuleShowsIsTranslatedWithItsPlaceholders)
+{
+    const QHash<QString, QString> &english = updaterEnglish();
+    const QHash<QString, QString> &traditional = updaterTraditionalChinese();
+    EXPECT_EQ(QSet<QString>(english.keyBegin(), english.keyEnd()),
+              QSet<QString>(traditional.keyBegin(), traditional.keyEnd()));
+    // A translation that drops or adds a placeholder loses or garbles the version or the reason.
+    const QRegularExpression placeholder(u"%\\d"_s);
+    for (auto it = english.cbegin(); it != english.cend(); ++it) {
+        EXPECT_EQ(it.value().count(placeholder), it.key().count(placeholder)) << it.value().toStdString();
+        EXPECT_EQ(traditional.value(it.key()).count(placeholder), it.key().count(placeholder));
+    }
+    // A key misspelt at a call site would show Simplified Chinese to everyone else.
+    const QRegularExpression call(u"updaterCopy\\(u\"([^\"]+)\"_s"_s);
+    int found = 0;
+    for (QDirIterator files(Tessary::Test::sourcePath(u"updater"_s), {u"*.cpp"_s}, QDir::Files); files.hasNext();) {
+        QFile file(files.next());
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        for (const QRegularExpressionMatch &match : call.globalMatch(QString::fromUtf8(file.readAll()))) {
+            ++found;
+            EXPECT_TRUE(english.contains(match.captured(1))) << match.captured(1).toStdString();
+        }
+    }
+    EXPECT_GT(found, 5);
+}
+
+} // namespace

@@ -1,29 +1,137 @@
-// Checks of the updater's controller: schedule, dialogs, the 24-hour rule and every way a check can fail.
+// The updater's controller against a loopback HTTPS server, with the settings window's updates pane showing it:
+// schedule, dialogs, the daily prompt, every way a check or a download fails, and the way to a staged update. The
+// test programs run from testkeys/bin, whose bundle is build 42 of md.velmor.tessary; the pane speaks the language
+// the user chose, the updater's dialogs the system's (English here).
 
 #include <gtest/gtest.h>
 
-#include <QDir>
+#include <QCheckBox>
+#include <QElapsedTimer>
 #include <QJsonDocument>
-#include <QJsonObject>
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
-#include "tests/updater/NativeUpdaterFixture.h"
+#include "app/TessaryPreferences.h"
+#include "app/settings/SettingsTexts.h"
+#include "app/settings/UpdatesPane.h"
+#include "platform/defaults/UserDefaults.h"
+#include "tests/support/LoopbackHttpsServer.h"
+#include "tests/updater/support/DialogAnswerer.h"
 #include "tests/updater/support/UpdateFixtures.h"
+#include "updater/NativeUpdater.h"
 
 using namespace Qt::StringLiterals;
 using namespace Tessary;
 using namespace Tessary::Test;
 using Kind = NativeUpdateState::Kind;
 
-using NativeUpdaterTest = NativeUpdaterFixture;
+namespace {
+
+const QString manifestPath = u"/downloads/update.json"_s;
+const QString archivePath = u"/downloads/Tessary-43.zip"_s;
+const QString switchKey = u"NativeUpdater.tessary.automaticallyChecksForUpdates"_s;
+
+class NativeUpdaterTest : public ::testing::Test
+{
+protected:
+    static void SetUpTestSuite()
+    {
+        s_server = std::make_unique<LoopbackHttpsServer>();
+        ASSERT_TRUE(s_server->start());
+        s_server->trustInThisProcess();
+    }
+
+    static void TearDownTestSuite() { s_server.reset(); }
+
+    void SetUp() override
+    {
+        s_server->clearRoutes();
+        s_server->clearRequests();
+        qputenv("TMPDIR", QFile::encodeName(m_dir.path()));
+        m_defaults.registerDefaults({{switchKey, true}});
+        forgetPrompts();
+    }
+
+    /** The prompt times live in the standard defaults, shared by every run of these tests. */
+    static void forgetPrompts()
+    {
+        UserDefaults standard;
+        for (int build = 40; build < 50; ++build) {
+            standard.remove(u"NativeUpdater.tessary.prompt.%1"_s.arg(build));
+        }
+    }
+
+    void TearDown() override { qunsetenv("TMPDIR"); }
+
+    std::unique_ptr<NativeUpdater> makeUpdater(bool enabled = true)
+    {
+        NativeUpdateConfiguration configuration = testConfiguration();
+        configuration.manifestURL = s_server->baseUrl().resolved(QUrl(manifestPath));
+        configuration.isEnabled = enabled;
+        return std::make_unique<NativeUpdater>(configuration, m_defaults);
+    }
+
+    /** Serves a manifest of build 43 (1.5.0) pointing at our archive, with the given fields replaced. */
+    void serveManifest(const QJsonObject &changes = {})
+    {
+        QJsonObject manifest{{u"schemaVersion"_s, 1},
+                             {u"product"_s, u"tessary"_s},
+                             {u"version"_s, u"1.5.0"_s},
+                             {u"build"_s, 43},
+                             {u"downloadURL"_s, s_server->baseUrl().resolved(QUrl(archivePath)).toString()},
+                             {u"sha256"_s, m_checksum.isEmpty() ? QString(64, u'0') : m_checksum}};
+        for (auto it = changes.begin(); it != changes.end(); ++it) {
+            manifest.insert(it.key(), it.value());
+        }
+        s_server->setRoute(manifestPath, {{u"body"_s, QString::fromUtf8(QJsonDocument(manifest).toJson())}});
+    }
+
+    /** Makes, signs, notarizes (unless told not to) and serves build 43; the route gets the fields given. */
+    void serveRelease(QJsonObject route = {}, bool notarized = true)
+    {
+        const QString bundle = m_dir.filePath(u"release/Tessary.app"_s);
+        QDir(bundle).removeRecursively();
+        ASSERT_TRUE(writeBundle(bundle, {.version = u"1.5.0"_s, .build = u"43"_s}) && signBundle(bundle));
+        ASSERT_TRUE(!notarized || notarizeBundle(bundle));
+        const QString zip = m_dir.filePath(u"Tessary-43.zip"_s);
+        ASSERT_TRUE(zipFolderContents(m_dir.filePath(u"release"_s), zip));
+        m_checksum = sha256Hex(readFile(zip));
+        route.insert(u"body_file"_s, zip);
+        s_server->setRoute(archivePath, route);
+    }
+
+    static qsizetype requestsFor(const QString &path)
+    {
+        const QJsonArray requests = s_server->requests();
+        return std::ranges::count_if(requests, [&](const QJsonValue &request) { return request[u"path"] == path; });
+    }
+
+    static bool waitForState(NativeUpdater &updater, Kind kind)
+    {
+        return QTest::qWaitFor([&] { return updater.state().kind() == kind; }, 30000);
+    }
+
+    /** Runs a check and waits until its outcome (and any dialog) is settled. */
+    static void check(NativeUpdater &updater, bool manual)
+    {
+        updater.checkForUpdates(manual);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return updater.state().kind() != Kind::Checking; }, 30000));
+    }
+
+    static inline std::unique_ptr<LoopbackHttpsServer> s_server;
+    QTemporaryDir m_dir;
+    UserDefaults m_defaults{m_dir.filePath(u"defaults.ini"_s)};
+    DialogAnswerer m_answerer;
+    QString m_checksum;
+};
 
 TEST_F(NativeUpdaterTest, DevelopmentBuildNeverTouchesTheNetwork)
 {
-    NativeUpdateConfiguration development = configuration();
-    development.isEnabled = false;
-    const auto updater = makeUpdater(development);
+    const auto updater = makeUpdater(false);
     updater->startAutomaticChecks();
     updater->checkForUpdates(false);
     updater->checkForUpdates(true);
@@ -35,10 +143,9 @@ TEST_F(NativeUpdaterTest, DevelopmentBuildNeverTouchesTheNetwork)
     EXPECT_TRUE(s_server->requests().isEmpty());
 }
 
-TEST_F(NativeUpdaterTest, SameOrOlderBuildIsCurrent)
+TEST_F(NativeUpdaterTest, NewerBuildIsOfferedAtMostOncePerBuildAndDayWhenAutomatic)
 {
     const auto updater = makeUpdater();
-    EXPECT_EQ(updater->statusText(), u"Automatic update checks are on"_s);
     for (const int build : {42, 41}) {
         serveManifest({{u"build"_s, build}});
         check(*updater, true);
@@ -47,93 +154,12 @@ TEST_F(NativeUpdaterTest, SameOrOlderBuildIsCurrent)
     EXPECT_EQ(updater->statusText(), u"You're up to date"_s);
     ASSERT_EQ(m_answerer.dialogs().size(), 2);
     EXPECT_EQ(m_answerer.dialogs()[0].text, u"Tessary is up to date."_s);
-    EXPECT_FALSE(updater->availableManifest());
-
-    // An automatic check says nothing; with the switch off the status says so instead.
     check(*updater, false);
-    EXPECT_EQ(m_answerer.dialogs().size(), 2);
-    updater->setAutomaticallyChecksForUpdates(false);
-    EXPECT_EQ(updater->statusText(), u"Automatic update checks are off"_s);
-    EXPECT_EQ(m_defaults->boolean(switchKey()), false);
+    EXPECT_EQ(m_answerer.dialogs().size(), 2) << "an automatic check says nothing when there is nothing new";
+    EXPECT_EQ(s_server->requests().last()[u"headers"][u"cache-control"].toString(), u"no-cache"_s);
+    m_answerer.clear();
 
-    const QJsonArray requests = s_server->requests();
-    EXPECT_EQ(requests.last().toObject().value(u"headers"_s).toObject().value(u"cache-control"_s).toString(),
-              u"no-cache"_s);
-}
-
-struct CheckFailure
-{
-    const char *name;
-    QJsonObject route;
-    QJsonObject manifestChanges;
-    QString expected;
-};
-
-class NativeUpdaterCheckFailureTest : public NativeUpdaterFixture, public ::testing::WithParamInterface<CheckFailure>
-{
-};
-
-TEST_P(NativeUpdaterCheckFailureTest, ManualCheckShowsReasonAutomaticOnlyStatus)
-{
-    if (GetParam().route.isEmpty()) {
-        serveManifest(GetParam().manifestChanges);
-    } else {
-        QJsonObject route = GetParam().route;
-        if (route.contains(u"redirect"_s)) {
-            route.insert(u"redirect"_s, u"https://localhost:%1/elsewhere.json"_s.arg(s_server->port()));
-        }
-        s_server->setRoute(manifestPath, route);
-    }
-    const auto updater = makeUpdater();
-    check(*updater, false);
-    ASSERT_EQ(updater->state().kind(), Kind::Failed);
-    EXPECT_TRUE(updater->statusText().startsWith(u"Update check failed: "_s + GetParam().expected))
-        << updater->statusText().toStdString();
-    EXPECT_TRUE(m_answerer.dialogs().isEmpty());
-
-    check(*updater, true);
-    ASSERT_EQ(m_answerer.dialogs().size(), 1);
-    EXPECT_EQ(m_answerer.dialogs()[0].text, updater->statusText());
-    EXPECT_EQ(m_answerer.dialogs()[0].icon, QMessageBox::Warning);
-    EXPECT_FALSE(updater->availableManifest());
-    EXPECT_EQ(updater->actionTitle(), u"Check for Updates"_s);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Checks, NativeUpdaterCheckFailureTest,
-    ::testing::Values(
-        CheckFailure{
-            "notFound", {{u"status"_s, 404}}, {}, u"The server returned an invalid response (HTTP status 404)."_s},
-        CheckFailure{"serverError",
-                     {{u"status"_s, 500}, {u"body"_s, u"oops"_s}},
-                     {},
-                     u"The server returned an invalid response (HTTP status 500)."_s},
-        CheckFailure{"notJson", {{u"body"_s, u"<html>"_s}}, {}, u"The data couldn’t be read"_s},
-        CheckFailure{"oversized",
-                     {{u"body"_s, QString(u"{\"pad\": \""_s + QString(70000, u'x') + u"\"}"_s)}},
-                     {},
-                     u"The server sent more than 65536 bytes."_s},
-        CheckFailure{"redirectedElsewhere",
-                     {{u"status"_s, 302}, {u"redirect"_s, u""_s}},
-                     {},
-                     u"The update manifest was redirected to a server that is not ours."_s},
-        CheckFailure{
-            "wrongProduct", {}, {{u"product"_s, u"tessera"_s}}, u"This update does not belong to the current app."_s},
-        CheckFailure{"badChecksum", {}, {{u"sha256"_s, u"xyz"_s}}, u"The update checksum is invalid."_s},
-        CheckFailure{"hostNotAllowed",
-                     {},
-                     {{u"downloadURL"_s, u"https://localhost/Tessary.zip"_s}},
-                     u"The update download address is invalid."_s},
-        CheckFailure{"plainHttpDownload",
-                     {},
-                     {{u"downloadURL"_s, u"http://127.0.0.1/Tessary.zip"_s}},
-                     u"The update download address is invalid."_s}),
-    [](const auto &info) { return std::string(info.param.name); });
-
-TEST_F(NativeUpdaterTest, UpdateDialogAtMostOncePerBuildAndDayWhenAutomatic)
-{
     serveManifest();
-    const auto updater = makeUpdater();
     check(*updater, false);
     EXPECT_EQ(updater->state(), NativeUpdateState::available(u"1.5.0"_s));
     EXPECT_EQ(updater->statusText(), u"Version 1.5.0 is available"_s);
@@ -143,52 +169,240 @@ TEST_F(NativeUpdaterTest, UpdateDialogAtMostOncePerBuildAndDayWhenAutomatic)
     EXPECT_EQ(m_answerer.dialogs()[0].buttons, (QStringList{u"Download Update"_s, u"Later"_s}));
     const double shown = UserDefaults().string(updater->promptKey(43)).value_or(QString()).toDouble();
     EXPECT_NEAR(shown, double(QDateTime::currentSecsSinceEpoch()), 60.0);
-
     check(*updater, false);
-    EXPECT_EQ(m_answerer.dialogs().size(), 1);
+    EXPECT_EQ(m_answerer.dialogs().size(), 1) << "not again the same day";
     check(*updater, true);
-    EXPECT_EQ(m_answerer.dialogs().size(), 2);
-
-    // A newer build has its own clock.
+    EXPECT_EQ(m_answerer.dialogs().size(), 2) << "unless asked for";
+    // A newer build has its own clock; once found, a manifest stays known when a later check finds nothing newer.
     serveManifest({{u"build"_s, 44}, {u"version"_s, u"1.6.0"_s}});
     check(*updater, false);
     EXPECT_EQ(m_answerer.dialogs().size(), 3);
-    EXPECT_EQ(updater->availableManifest()->build, 44);
-
-    // Once found, a manifest stays known even when a later check finds nothing newer.
     serveManifest({{u"build"_s, 42}});
     check(*updater, false);
     EXPECT_EQ(updater->state(), NativeUpdateState::current());
     EXPECT_EQ(updater->availableManifest()->build, 44);
 }
 
-TEST_F(NativeUpdaterTest, FirstAutomaticCheckFollowsFourSecondsAfterLaunch)
+TEST_F(NativeUpdaterTest, EveryFailureShowsItsReasonStagesNothingAndEndsTheRequest)
 {
-    serveManifest({{u"build"_s, 42}});
+    struct Row
+    {
+        QJsonObject manifestRoute; // empty: a manifest with the changes below
+        QJsonObject manifestChanges;
+        QJsonObject archiveRoute;
+        bool notarized;
+        QString expected;
+    };
+    const QString elsewhere = u"https://localhost:%1/elsewhere"_s.arg(s_server->port());
+    const QString invalid = u"The server returned an invalid response (HTTP status %1)."_s;
+    const Row rows[] = {
+        {{{u"status"_s, 404}}, {}, {}, true, u"Update check failed: "_s + invalid.arg(404)},
+        {{{u"status"_s, 500}, {u"body"_s, u"oops"_s}}, {}, {}, true, u"Update check failed: "_s + invalid.arg(500)},
+        {{{u"body"_s, u"<html>"_s}}, {}, {}, true, u"Update check failed: The data couldn’t be read"_s},
+        {{{u"body"_s, QString(u"{\"pad\": \""_s + QString(70000, u'x') + u"\"}"_s)}},
+         {},
+         {},
+         true,
+         u"Update check failed: The server sent more than 65536 bytes."_s},
+        {{{u"status"_s, 302}, {u"redirect"_s, elsewhere}},
+         {},
+         {},
+         true,
+         u"Update check failed: The update manifest was redirected to a server that is not ours."_s},
+        {{},
+         {{u"product"_s, u"tessera"_s}},
+         {},
+         true,
+         u"Update check failed: This update does not belong to the current app."_s},
+        {{}, {{u"sha256"_s, u"xyz"_s}}, {}, true, u"Update check failed: The update checksum is invalid."_s},
+        {{},
+         {{u"downloadURL"_s, u"https://localhost/Tessary.zip"_s}},
+         {},
+         true,
+         u"Update check failed: The update download address is invalid."_s},
+        {{},
+         {{u"downloadURL"_s, u"http://127.0.0.1/Tessary.zip"_s}},
+         {},
+         true,
+         u"Update check failed: The update download address is invalid."_s},
+        {{},
+         {{u"sha256"_s, QString(64, u'a')}},
+         {},
+         true,
+         u"Update download failed: The update archive is damaged. Download it again."_s},
+        {{},
+         {},
+         {},
+         false,
+         u"Update download failed: The update failed developer signature or notarization verification."_s},
+        {{},
+         {},
+         {{u"status"_s, 302}, {u"redirect"_s, elsewhere}},
+         true,
+         u"Update download failed: The update download address is invalid."_s},
+        {{}, {}, {{u"status"_s, 404}}, true, u"Update download failed: "_s + invalid.arg(404)},
+        {{}, {}, {{u"truncate"_s, 1000}}, true, u"Update download failed: Connection closed"_s},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.expected.toStdString());
+        serveRelease(row.archiveRoute, row.notarized);
+        serveManifest(row.manifestChanges);
+        if (!row.manifestRoute.isEmpty()) {
+            s_server->setRoute(manifestPath, row.manifestRoute);
+        }
+        forgetPrompts();
+        m_answerer.clear();
+        m_answerer.answer({0}); // download
+        const auto updater = makeUpdater();
+        // An automatic check reports a failed check in the status only; a failed download always says so.
+        updater->checkForUpdates(false);
+        ASSERT_TRUE(waitForState(*updater, Kind::Failed));
+        EXPECT_TRUE(updater->statusText().startsWith(row.expected)) << updater->statusText().toStdString();
+        const bool checkFailed = row.expected.startsWith(u"Update check"_s);
+        if (checkFailed) {
+            EXPECT_TRUE(m_answerer.dialogs().isEmpty());
+            check(*updater, true);
+        }
+        ASSERT_TRUE(QTest::qWaitFor([&] { return m_answerer.dialogs().size() == (checkFailed ? 1 : 2); }, 5000));
+        EXPECT_EQ(m_answerer.dialogs().last().text, updater->statusText());
+        EXPECT_EQ(m_answerer.dialogs().last().icon, QMessageBox::Warning);
+        EXPECT_TRUE(updater->stagedApplication().isEmpty());
+        EXPECT_EQ(updater->actionTitle(), u"Check for Updates"_s);
+        serveManifest({{u"build"_s, 42}});
+        check(*updater, false);
+        EXPECT_EQ(updater->state(), NativeUpdateState::current());
+    }
+}
+
+/** What a user sees in the updates pane. */
+struct View
+{
+    QString version;
+    QString status;
+    QString action;
+    bool actionEnabled = false;
+    bool progress = false;
+
+    bool operator==(const View &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &stream, const View &view)
+{
+    return stream << '{' << view.version.toStdString() << " | " << view.status.toStdString() << " | "
+                  << view.action.toStdString() << (view.actionEnabled ? "" : " (disabled)")
+                  << (view.progress ? " | progress" : "") << '}';
+}
+
+View viewOf(const UpdatesPane &pane)
+{
+    const auto *action = pane.findChild<QPushButton *>(u"updateAction"_s);
+    return View{pane.findChild<QLabel *>(u"version"_s)->text(), pane.findChild<QLabel *>(u"updateStatus"_s)->text(),
+                action->text(), action->isEnabled(),
+                pane.findChild<QProgressBar *>(u"downloadProgress"_s)->isVisible()};
+}
+
+TEST_F(NativeUpdaterTest, ThePanesButtonLeadsThroughDownloadToARestartThatNeedsAWholeBundle)
+{
+    serveRelease({{u"delay"_s, 1}});
+    serveManifest();
+    TessaryPreferences preferences(m_defaults);
+    SettingsTexts texts(preferences);
+    preferences.setLanguage(u"zh-Hans"_s);
     const auto updater = makeUpdater();
+    UpdatesPane pane(preferences, texts, updater.get());
+    pane.show();
+    auto *button = pane.findChild<QPushButton *>(u"updateAction"_s);
+    QList<View> seen; // after every change of state, which the pane has already followed
+    QObject::connect(updater.get(), &NativeUpdater::stateChanged, [&] { seen.append(viewOf(pane)); });
+    QSignalSpy progress(updater.get(), &NativeUpdater::downloadProgressChanged);
+    const QString version = u"版本 1.4.0（42）"_s;
+    EXPECT_EQ(viewOf(pane), (View{version, u"自动提示新版已开启"_s, u"检查更新"_s, true, false}));
+
+    m_answerer.answer({1, 1}); // later, and later again at the ready dialog
+    button->click();
+    ASSERT_TRUE(waitForState(*updater, Kind::Available));
+    button->click();
+    EXPECT_EQ(updater->state(), NativeUpdateState::downloading(u"1.5.0"_s));
+    // Nothing else starts while it downloads.
+    updater->checkForUpdates(true);
+    updater->performPrimaryAction();
+    ASSERT_TRUE(waitForState(*updater, Kind::Ready));
+    EXPECT_EQ(requestsFor(manifestPath), 1);
+    EXPECT_EQ(requestsFor(archivePath), 1);
+    const QList<View> expected{
+        {version, u"正在检查更新…"_s, u"检查更新"_s, false, false},
+        {version, u"发现新版本 1.5.0"_s, u"下载更新"_s, true, false},
+        {version, u"正在下载 1.5.0…"_s, u"检查更新"_s, false, true},
+        {version, u"1.5.0 已下载，等待重启"_s, u"重启并更新"_s, true, false},
+    };
+    EXPECT_EQ(seen, expected);
+    EXPECT_TRUE(std::ranges::any_of(progress, [](const QList<QVariant> &values) { return values[0] == 1.0; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_answerer.dialogs().size() == 2; }, 5000));
+    EXPECT_EQ(m_answerer.dialogs()[0].text, u"Tessary 1.5.0 is available"_s) << "the system's language";
+    EXPECT_EQ(m_answerer.dialogs()[1].text, u"Tessary 1.5.0 is ready"_s);
+    EXPECT_EQ(m_answerer.dialogs()[1].informativeText, u"Restart the app to finish updating."_s);
+    EXPECT_EQ(m_answerer.dialogs()[1].buttons, (QStringList{u"Restart and Update"_s, u"Later"_s}));
+    const QString staged = updater->stagedApplication();
+    EXPECT_TRUE(staged.startsWith(m_dir.filePath(u"tessary-update-"_s))) << staged.toStdString();
+    EXPECT_TRUE(readFile(staged + u"/Info.json"_s).contains("\"43\""));
+    // Every text follows the interface language at once.
+    preferences.setLanguage(u"zh-Hant"_s);
+    EXPECT_EQ(viewOf(pane), (View{version, u"1.5.0 已下載，等待重新啟動"_s, u"重新啟動並更新"_s, true, false}));
+
+    // A staged bundle that lost its program cannot start the helper: the application keeps running, and the
+    // failure stays in the words of the moment it happened.
+    QFile::remove(staged + u"/bin/tessary"_s);
+    QSignalSpy quitting(QCoreApplication::instance(), &QCoreApplication::aboutToQuit);
+    button->click();
+    const QString failure =
+        u"Unable to start the update: The update failed developer signature or notarization verification."_s;
+    EXPECT_EQ(viewOf(pane), (View{version, failure, u"檢查更新"_s, true, false}));
+    EXPECT_EQ(m_answerer.dialogs().last().text, failure);
+    EXPECT_EQ(updater->stagedApplication(), staged);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(quitting.count(), 0);
+}
+
+TEST_F(NativeUpdaterTest, TheSwitchIsStoredAndTheFirstAutomaticCheckFollowsFourSecondsLater)
+{
+    UserDefaults empty(m_dir.filePath(u"empty.ini"_s));
+    EXPECT_FALSE(NativeUpdater(testConfiguration(), empty).automaticallyChecksForUpdates()) << "no fallback: off";
+
+    serveManifest({{u"build"_s, 42}});
+    TessaryPreferences preferences(m_defaults);
+    SettingsTexts texts(preferences);
+    preferences.setLanguage(u"en"_s);
+    m_defaults.setBoolean(switchKey, false);
+    const auto updater = makeUpdater();
+    UpdatesPane pane(preferences, texts, updater.get());
+    auto *automatic = pane.findChild<QCheckBox *>(u"automaticallyChecksForUpdates"_s);
+    EXPECT_EQ(automatic->text(), u"Check for updates automatically"_s);
+    EXPECT_FALSE(automatic->isChecked());
+    EXPECT_EQ(viewOf(pane).status, u"Automatic update checks are off"_s);
+    QSignalSpy changed(updater.get(), &NativeUpdater::automaticallyChecksForUpdatesChanged);
+    updater->setAutomaticallyChecksForUpdates(false);
+    EXPECT_EQ(changed.count(), 0);
+
     QElapsedTimer elapsed;
     elapsed.start();
     updater->startAutomaticChecks();
-    // Turning the switch off and on again restarts the wait: still a single check.
+    automatic->click();
+    EXPECT_EQ(m_defaults.boolean(switchKey), true);
+    EXPECT_EQ(viewOf(pane).status, u"Automatic update checks are on"_s);
+    // Turning the switch off and on again restarts the wait: still a single check, and no dialog for it.
     updater->setAutomaticallyChecksForUpdates(false);
     updater->setAutomaticallyChecksForUpdates(true);
-    ASSERT_TRUE(QTest::qWaitFor([] { return !s_server->requests().isEmpty(); }, 10000));
-    EXPECT_GE(elapsed.elapsed(), 3900);
     ASSERT_TRUE(waitForState(*updater, Kind::Current));
-    QTest::qWait(1000);
-    EXPECT_EQ(s_server->requests().size(), 1);
+    EXPECT_GE(elapsed.elapsed(), 3900);
+    EXPECT_EQ(requestsFor(manifestPath), 1);
+    EXPECT_EQ(viewOf(pane).status, u"You're up to date"_s);
+    EXPECT_TRUE(m_answerer.dialogs().isEmpty());
+
+    automatic->click();
+    EXPECT_EQ(m_defaults.boolean(switchKey), false);
+    // Switched from elsewhere (a synced change, another window): the pane follows.
+    updater->setAutomaticallyChecksForUpdates(true);
+    EXPECT_TRUE(automatic->isChecked());
 }
 
-TEST_F(NativeUpdaterTest, SwitchStartsOffWithoutRegisteredFallback)
-{
-    UserDefaults empty(m_dir.filePath(u"empty.ini"_s));
-    NativeUpdater updater(configuration(), empty);
-    EXPECT_FALSE(updater.automaticallyChecksForUpdates());
-    QSignalSpy changed(&updater, &NativeUpdater::automaticallyChecksForUpdatesChanged);
-    updater.setAutomaticallyChecksForUpdates(false);
-    EXPECT_EQ(changed.count(), 0);
-    updater.setAutomaticallyChecksForUpdates(true);
-    EXPECT_EQ(changed.count(), 1);
-    EXPECT_EQ(empty.boolean(switchKey()), true);
-    EXPECT_TRUE(makeUpdater()->automaticallyChecksForUpdates());
-}
+} // namespace
