@@ -27,13 +27,7 @@ bool registered()
 
 KGlobalAccelDaemon::~KGlobalAccelDaemon()
 {
-    m_process.terminate();
-    if (!m_process.waitForFinished(10000)) {
-        m_process.kill();
-        m_process.waitForFinished(5000);
-    }
-    // The bus lets the name go a moment after the process has gone; the next test must find it free.
-    (void)QTest::qWaitFor([] { return !registered(); }, 10000);
+    stopService(m_process, daemonName);
 }
 
 bool KGlobalAccelDaemon::start()

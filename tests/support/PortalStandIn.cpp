@@ -1,12 +1,10 @@
 #include "tests/support/PortalStandIn.h"
 
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QFile>
 #include <QJsonDocument>
-#include <QTest>
 
 #include "tests/support/TestEnvironment.h"
 
@@ -65,14 +63,7 @@ bool PortalStandIn::start(int interfaces)
 
 void PortalStandIn::stop()
 {
-    m_process.terminate();
-    if (!m_process.waitForFinished(10000)) {
-        m_process.kill();
-        m_process.waitForFinished(5000);
-    }
-    // The bus lets the name go a moment after the process has gone; a next stand-in must be able to take it.
-    (void)QTest::qWaitFor(
-        [] { return !QDBusConnection::sessionBus().interface()->isServiceRegistered(portalName).value(); }, 10000);
+    stopService(m_process, portalName);
 }
 
 void PortalStandIn::setAnswers(const QJsonObject &answers)

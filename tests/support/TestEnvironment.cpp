@@ -1,5 +1,7 @@
 #include "tests/support/TestEnvironment.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -67,6 +69,17 @@ ProcessResult runProcess(const QString &program, const QStringList &arguments, c
     result.standardOutput = process.readAllStandardOutput();
     result.standardError = process.readAllStandardError();
     return result;
+}
+
+void stopService(QProcess &process, const QString &busName)
+{
+    process.terminate();
+    if (!process.waitForFinished(10000)) {
+        process.kill();
+        process.waitForFinished(5000);
+    }
+    (void)QTest::qWaitFor(
+        [&] { return !QDBusConnection::sessionBus().interface()->isServiceRegistered(busName).value(); }, 10000);
 }
 
 QString xdotool(const QStringList &arguments)

@@ -37,6 +37,9 @@ ProcessResult runProcess(const QString &program, const QStringList &arguments,
                          const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(),
                          const QByteArray &standardInput = {}, int timeoutMs = 60000);
 
+/** Ends a service started by the test, and waits until the session bus has let its name go for the next one. */
+void stopService(QProcess &process, const QString &busName);
+
 /** xdotool on the test's X server; its output, trimmed. Serves this process's events meanwhile. */
 QString xdotool(const QStringList &arguments);
 /** Waits until a window whose title matches the pattern is mapped (shown) or no such window is (gone). */
