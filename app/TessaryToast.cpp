@@ -102,8 +102,13 @@ std::chrono::milliseconds TessaryToast::dismissDelay() const
     if (m_testDelay) {
         return *m_testDelay;
     }
-    // The launch preview stays long enough to be looked at.
-    return QCoreApplication::arguments().contains(u"--preview-toast"_s) ? 60000ms : 1500ms;
+    // The launch preview stays long enough to be looked at: a minute, unless TESSARY_PREVIEW_TOAST_MS says otherwise
+    // (tests shorten it).
+    if (QCoreApplication::arguments().contains(u"--preview-toast"_s)) {
+        const int milliseconds = qEnvironmentVariableIntValue("TESSARY_PREVIEW_TOAST_MS");
+        return milliseconds > 0 ? std::chrono::milliseconds(milliseconds) : 60000ms;
+    }
+    return 1500ms;
 }
 
 void TessaryToast::setDismissDelayForTesting(std::optional<std::chrono::milliseconds> delay)

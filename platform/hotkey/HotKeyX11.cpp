@@ -156,13 +156,14 @@ bool HotKeyX11::nativeEventFilter(const QByteArray &eventType, void *message, qi
     }
     if (type == XCB_KEY_RELEASE) {
         m_keyDown = false;
+        m_releaseTime = key->time;
         return true;
     }
-    // Held down, the key repeats its press; one press is one capture.
-    if (!m_keyDown) {
-        m_keyDown = true;
+    // Held down, the key repeats its press (after a release of the same time); one press is one capture.
+    if (!m_keyDown && !(m_releaseTime != 0 && key->time == m_releaseTime)) {
         QMetaObject::invokeMethod(this, &HotKeyBackend::pressed, Qt::QueuedConnection);
     }
+    m_keyDown = true;
     return true;
 }
 

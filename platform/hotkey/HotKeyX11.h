@@ -39,6 +39,8 @@ private:
     HotKeyCombination m_combination;
     QList<Grab> m_grabs;
     bool m_keyDown = false;
+    // When the key last went up: the server's auto-repeat sends a release and a press at one time.
+    quint32 m_releaseTime = 0;
 };
 
 } // namespace Tessary

@@ -119,21 +119,16 @@ TEST_F(AICommandLineTest, SetKeyStoresTheFirstLineTrimmed)
     EXPECT_EQ(lookupWithSecretTool(), "sk-second");
     EXPECT_EQ(tessary(u"--set-ai-key-stdin"_s, environment(), "sk-no-newline").exitCode, 0);
     EXPECT_EQ(lookupWithSecretTool(), "sk-no-newline");
-}
 
-TEST_F(AICommandLineTest, SetKeyWithoutAKeyChangesNothing)
-{
-    ASSERT_TRUE(AIKeychain::write(u"sk-kept"_s));
-    // Closed at once, an empty first line (the key on the second does not count), blanks only.
-    for (const QByteArray &input :
-         {QByteArray(), QByteArray("\n"), QByteArray("\nsk-second-line\n"), QByteArray(" \t \r\n")}) {
+    // Without a key (closed at once, an empty first line with the key on the second, blanks only) nothing changes.
+    for (const QByteArray &input : {QByteArray(), QByteArray("\nsk-second-line\n"), QByteArray(" \t \r\n")}) {
         SCOPED_TRACE(input.toStdString());
         const ProcessResult missing = tessary(u"--set-ai-key-stdin"_s, environment(), input);
         EXPECT_EQ(missing.exitCode, 1);
         EXPECT_EQ(missing.standardOutput, "");
         EXPECT_EQ(missing.standardError, "Missing API key on standard input.\n");
     }
-    EXPECT_EQ(lookupWithSecretTool(), "sk-kept");
+    EXPECT_EQ(lookupWithSecretTool(), "sk-no-newline");
 }
 
 TEST_F(AICommandLineTest, SetKeyWithoutSecretServiceReportsTheCode)
@@ -152,9 +147,10 @@ TEST_F(AICommandLineTest, SetKeyWithoutSecretServiceReportsTheCode)
     EXPECT_EQ(failed.standardOutput, "");
 }
 
-TEST_F(AICommandLineTest, BenchmarkTimesOneRequestWithTheSavedSettings)
+TEST_F(AICommandLineTest, BenchmarkTimesOneRequestWithTheSavedSettingsAndTheKeyLeavesNoTrace)
 {
-    ASSERT_EQ(tessary(u"--set-ai-key-stdin"_s, environment(), "sk-bench\n").exitCode, 0);
+    const ProcessResult saved = tessary(u"--set-ai-key-stdin"_s, environment(), "sk-bench-7c1f9e2a\n");
+    ASSERT_EQ(saved.exitCode, 0);
     saveSettings({{u"aiBaseURL"_s, serverBase()},
                   {u"aiModel"_s, u"bench-model"_s},
                   {u"polishPrompt"_s, u"a prompt of the user's that the benchmark does not use"_s}});
@@ -174,12 +170,23 @@ TEST_F(AICommandLineTest, BenchmarkTimesOneRequestWithTheSavedSettings)
     const QJsonArray requests = s_server->requests();
     ASSERT_EQ(requests.size(), 1);
     const QJsonObject request = requests[0].toObject();
-    EXPECT_EQ(request[u"headers"].toObject()[u"authorization"].toString(), u"Bearer sk-bench"_s);
+    EXPECT_EQ(request[u"headers"].toObject()[u"authorization"].toString(), u"Bearer sk-bench-7c1f9e2a"_s);
     const QJsonObject expected{
         {u"model"_s, u"bench-model"_s},
         {u"messages"_s, QJsonArray{QJsonObject{{u"role"_s, u"system"_s}, {u"content"_s, benchmarkPrompt}},
                                    QJsonObject{{u"role"_s, u"user"_s}, {u"content"_s, benchmarkText}}}}};
     EXPECT_EQ(QJsonDocument::fromJson(request[u"body"].toString().toUtf8()).object(), expected);
+
+    // Neither output, nor the settings, nor anything else in the home folder (the keyring's file included) holds it.
+    const QByteArray key = "sk-bench-7c1f9e2a";
+    EXPECT_FALSE(saved.standardOutput.contains(key) || saved.standardError.contains(key));
+    EXPECT_FALSE(result.standardOutput.contains(key) || result.standardError.contains(key));
+    for (const QString &root : {m_config.path(), QDir::homePath()}) {
+        QDirIterator files(root, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+        while (files.hasNext()) {
+            EXPECT_FALSE(Tessary::Test::fileContents(files.next()).contains(key)) << files.filePath().toStdString();
+        }
+    }
 }
 
 TEST_F(AICommandLineTest, BenchmarkWithoutSettingsUsesDeepSeek)
@@ -227,34 +234,12 @@ TEST_F(AICommandLineTest, BenchmarkFailuresNameTheCause)
     const ProcessResult rejected = tessary(u"--benchmark-ai"_s, environment());
     EXPECT_EQ(rejected.exitCode, 1);
     EXPECT_EQ(QString::fromUtf8(rejected.standardError), u"AI benchmark failed: AI 服务请求失败（HTTP 401）。\n"_s);
+    EXPECT_FALSE(rejected.standardOutput.contains("sk-rejected")) << "the key is in no output, failing or not";
 
     saveSettings({{u"aiBaseURL"_s, u"http://127.0.0.1/v1"_s}});
     const ProcessResult plainHttp = tessary(u"--benchmark-ai"_s, environment());
     EXPECT_EQ(plainHttp.exitCode, 1);
     EXPECT_EQ(QString::fromUtf8(plainHttp.standardError), u"AI benchmark failed: AI 地址必须是 HTTPS API 根地址。\n"_s);
-}
-
-TEST_F(AICommandLineTest, KeyLeavesNoTraceOutsideTheKeyring)
-{
-    const QByteArray key = "sk-trace-7c1f9e2a";
-    const ProcessResult saved = tessary(u"--set-ai-key-stdin"_s, environment(), key + "\n");
-    ASSERT_EQ(saved.exitCode, 0);
-    saveSettings({{u"aiBaseURL"_s, serverBase()}});
-    s_server->setRoute(u"/v1/chat/completions"_s, answerRoute(500, u"x"_s));
-    const ProcessResult benchmark = tessary(u"--benchmark-ai"_s, environment());
-    EXPECT_EQ(benchmark.exitCode, 1);
-
-    EXPECT_FALSE(saved.standardOutput.contains(key) || saved.standardError.contains(key));
-    EXPECT_FALSE(benchmark.standardOutput.contains(key) || benchmark.standardError.contains(key));
-    // Neither the settings nor anything else in the home folder (the keyring's own file included) holds it.
-    for (const QString &root : {m_config.path(), QDir::homePath()}) {
-        QDirIterator files(root, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
-        while (files.hasNext()) {
-            QFile file(files.next());
-            ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << file.fileName().toStdString();
-            EXPECT_FALSE(file.readAll().contains(key)) << file.fileName().toStdString();
-        }
-    }
 }
 
 } // namespace

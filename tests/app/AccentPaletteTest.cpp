@@ -1,6 +1,7 @@
-// The accent palette in the running application: picking a palette in the settings window with real clicks retints
-// the window and changes the window icon (as the window manager reads it), the application icon and the tray glyph at
-// once; the pick survives a restart of the real executable; a stored value that names no palette is left alone.
+// The application's icon, drawn in each accent palette at every size, and the palette in the running application:
+// picking a palette in the settings window with real clicks retints the window and changes the window icon (as the
+// window manager reads it), the application icon, the picker's icons and the tray glyph at once; the pick survives a
+// restart of the real executable; a stored value that names no palette is left alone.
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,7 @@
 #include <QDir>
 #include <QFile>
 #include <QLineEdit>
+#include <QPainter>
 #include <QMainWindow>
 #include <QProcess>
 #include <QPushButton>
@@ -50,10 +52,21 @@ std::string describe(const QColor &color)
     return color.toRgb().name(QColor::HexArgb).toStdString();
 }
 
+// A point of the artwork's 1024-unit canvas (origin bottom left, y upwards) in an image of side pixels.
+QPoint at(int side, qreal x, qreal y)
+{
+    return {int(x * side / 1024), int((1024 - y) * side / 1024)};
+}
+
 // The colour of the icon's rounded square: left of the viewfinder, halfway up.
 QColor squareFill(const QImage &icon)
 {
-    return icon.pixelColor(icon.width() * 160 / 1024, icon.height() / 2);
+    return icon.pixelColor(at(icon.width(), 160, 512));
+}
+
+bool isWhite(const QColor &color)
+{
+    return color.alpha() == 255 && color.red() > 235 && color.green() > 235 && color.blue() > 235;
 }
 
 /**
@@ -116,6 +129,82 @@ QColor trayGlyphColor(const QSystemTrayIcon *tray)
         }
     }
     return strongest;
+}
+
+class TessaryIconTest : public ::testing::TestWithParam<std::tuple<NativeAccentPalette, int>>
+{
+};
+
+TEST_P(TessaryIconTest, DrawsTheRoundedSquareViewfinderAndCursor)
+{
+    const auto [palette, side] = GetParam();
+    const QImage image = TessaryIcon::render(palette, side);
+    Tessary::Test::saveArtifact(image, u"tessary-icon-%1-%2.png"_s.arg(palette.rawValue()).arg(side));
+    ASSERT_EQ(image.size(), QSize(side, side));
+
+    const QColor fill = palette.color().toRgb();
+    EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0) << "outside the rounded corner";
+    EXPECT_EQ(image.pixelColor(side - 1, side - 1).alpha(), 0);
+    // Between the viewfinder's corners, and between the frame and the cursor: the palette's colour.
+    EXPECT_TRUE(isNear(image.pixelColor(at(side, 512, 880)), fill, 2)) << side;
+    EXPECT_TRUE(isNear(image.pixelColor(at(side, 160, 512)), fill, 2)) << side;
+    EXPECT_TRUE(isNear(image.pixelColor(at(side, 340, 512)), fill, 2)) << side;
+    // The cursor's stem in the middle: white, or at small sizes where it straddles two pixels, clearly lighter.
+    const QColor stem = image.pixelColor(at(side, 512, 506));
+    EXPECT_GT(stem.lightness(), fill.lightness() + 60) << side;
+    if (side >= 128 || side == 16) {
+        EXPECT_TRUE(isWhite(stem)) << side;
+    }
+    if (side >= 128) {
+        // The corners of the viewfinder and the cursor's bars, drawn the right way up: in the artwork's coordinates
+        // the wider bar is the upper one.
+        EXPECT_TRUE(isWhite(image.pixelColor(at(side, 264, 760)))) << "upper left corner";
+        EXPECT_TRUE(isWhite(image.pixelColor(at(side, 760, 260)))) << "lower right corner";
+        EXPECT_TRUE(isWhite(image.pixelColor(at(side, 368, 650)))) << "upper bar reaches further left";
+        EXPECT_TRUE(isNear(image.pixelColor(at(side, 368, 362)), fill, 2)) << "lower bar is shorter";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, TessaryIconTest,
+                         ::testing::Combine(::testing::Values(NativeAccentPalette(NativeAccentPalette::Violet),
+                                                              NativeAccentPalette(NativeAccentPalette::Amber)),
+                                            ::testing::Values(16, 32, 128, 512)),
+                         [](const auto &info) {
+                             return std::get<0>(info.param).rawValue().toStdString() +
+                                    std::to_string(std::get<1>(info.param));
+                         });
+
+TEST(TessaryIconImageTest, RendersAtTheDevicePixelSizeAsked)
+{
+    const QIcon icon = TessaryIcon::image(NativeAccentPalette::Ocean);
+    EXPECT_FALSE(icon.isNull());
+    EXPECT_FALSE(icon.availableSizes().isEmpty()) << "window managers get a set of sizes";
+
+    // HiDPI: 32 logical pixels at twice the density is a 64-pixel drawing, not an enlarged 32-pixel one.
+    const QPixmap hiDpi = icon.pixmap(QSize(32, 32), 2.0);
+    EXPECT_EQ(hiDpi.size(), QSize(64, 64));
+    EXPECT_EQ(hiDpi.devicePixelRatio(), 2.0);
+    EXPECT_EQ(hiDpi.toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied),
+              TessaryIcon::render(NativeAccentPalette::Ocean, 64));
+    EXPECT_EQ(icon.pixmap(QSize(16, 16), 1.0).toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied),
+              TessaryIcon::render(NativeAccentPalette::Ocean, 16));
+
+    const QImage disabled = icon.pixmap(QSize(64, 64), 1.0, QIcon::Disabled).toImage();
+    const QColor faded = disabled.pixelColor(at(64, 160, 512));
+    EXPECT_EQ(faded.red(), faded.green());
+    EXPECT_EQ(faded.green(), faded.blue());
+    EXPECT_LT(faded.alpha(), 255);
+
+    // Painted into a widget on a HiDPI device, it is drawn at that density too.
+    QImage canvas(QSize(96, 96), QImage::Format_ARGB32_Premultiplied);
+    canvas.setDevicePixelRatio(3.0);
+    canvas.fill(Qt::transparent);
+    {
+        QPainter painter(&canvas);
+        icon.paint(&painter, QRect(0, 0, 32, 32));
+    }
+    canvas.setDevicePixelRatio(1.0);
+    EXPECT_EQ(canvas, TessaryIcon::render(NativeAccentPalette::Ocean, 96));
 }
 
 class AccentPaletteTest : public ::testing::Test
@@ -186,9 +275,15 @@ protected:
         }
         EXPECT_GT(accentPixels, drawn.width() * drawn.height() / 2);
 
-        // The picker marks the pick and only the pick.
+        // The picker marks the pick and only the pick, and shows the icon in each tile's palette: 38 pixels square,
+        // 11 pixels in from the tile's left edge, vertically centred.
+        const QImage picker = m_picker->grab().toImage();
         for (const NativeAppearanceTile *each : m_picker->tiles()) {
             EXPECT_EQ(each->isSelected(), each->accentPalette() == palette) << each->objectName().toStdString();
+            const QPoint fill = each->mapTo(m_picker, QPoint(11, (each->height() - 38) / 2)) + at(38, 160, 512);
+            EXPECT_TRUE(isNear(picker.pixelColor((QPointF(fill) * picker.devicePixelRatio()).toPoint()),
+                               each->accentPalette().color().toRgb()))
+                << each->objectName().toStdString();
         }
 
         EXPECT_TRUE(isNear(squareFill(QApplication::windowIcon().pixmap(QSize(64, 64), 1.0).toImage()), accent))

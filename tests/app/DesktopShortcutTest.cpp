@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
 #include <QMainWindow>
@@ -39,9 +37,8 @@ class DesktopShortcutTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        if (qEnvironmentVariableIsEmpty("DISPLAY") || qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")) {
-            GTEST_SKIP() << "needs an X server and a private session bus (runs under with-xvfb with-session-bus)";
-        }
+        ASSERT_FALSE(qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
+            << "runs under with-xvfb with-session-bus";
         // Status texts as their keys.
         m_defaults.setString(u"language"_s, u"zh-Hans"_s);
     }
@@ -70,15 +67,6 @@ protected:
     {
         app.settingsWindow()->show(TessarySettingsWindow::General);
         return app.settingsWindow()->window()->findChild<QLabel *>(u"captureCommand"_s);
-    }
-
-    /** The zh-Hans text of a formatted message up to its argument. */
-    static QString formatPrefix(const QString &key)
-    {
-        QFile file(Tessary::Test::sourcePath(u"app/resources/i18n/zh-Hans.lproj/Localizable.json"_s));
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-        const QString format = QJsonDocument::fromJson(file.readAll()).object().value(key).toString(key);
-        return format.left(format.indexOf(u"%@"_s));
     }
 
     QTemporaryDir m_dir;
@@ -115,13 +103,12 @@ TEST_F(DesktopShortcutTest, PortalRefusalLeavesTheMenuAndRecordingAgainAsksAgain
     EXPECT_TRUE(app->preferences().shortcutError().isEmpty());
     ASSERT_TRUE(QTest::qWaitFor([&] { return portal.calls(u"BindShortcuts"_s).size() == 2; }, 20000));
     EXPECT_EQ(portal.sessions().size(), 1);
-    const QString launchFailure = formatPrefix(u"截图启动失败：%@"_s);
+    const QString launchFailure = Tessary::Test::translated(u"zh-Hans"_s, u"截图启动失败：%@"_s).section(u"%@"_s, 0, 0);
     // Presses before the desktop has confirmed do not count, so press until one does. The capture tool is not next
     // to this test program: the capture then ends at once with its launch failure.
     ASSERT_TRUE(QTest::qWaitFor(
         [&] {
             portal.activate(portal.sessions().value(0), u"capture"_s);
-            QTest::qWait(100);
             return app->currentStatus().startsWith(launchFailure);
         },
         20000))
@@ -133,36 +120,23 @@ TEST_F(DesktopShortcutTest, PortalRefusalLeavesTheMenuAndRecordingAgainAsksAgain
     EXPECT_TRUE(QTest::qWaitFor([&] { return portal.sessions().isEmpty(); }, 10000));
 }
 
-TEST_F(DesktopShortcutTest, KdeTakenShortcutKeepsThePreviousOneAndQuitLetsGo)
+TEST_F(DesktopShortcutTest, KdeTakenShortcutKeepsThePreviousOneRegistered)
 {
+    // What a taken shortcut says is in TessaryAppTest, quitting in CaptureTest: here, that the previous keys are held
+    // again in KDE's daemon.
     KGlobalAccelDaemon daemon;
     ASSERT_TRUE(daemon.start());
     const auto app = launch();
-    TessaryPreferences &preferences = app->preferences();
-    EXPECT_TRUE(preferences.shortcutError().isEmpty());
     EXPECT_EQ(captureCommand(*app), nullptr);
-    EXPECT_EQ(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s),
-              (QList<int>{ctrlShiftMeta2, ctrlMetaAt}));
-
-    // Another program holds Ctrl+Alt+K.
+    const QList<int> standard{ctrlShiftMeta2, ctrlMetaAt};
+    EXPECT_EQ(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s), standard);
     ASSERT_TRUE(KGlobalAccelDaemon::holdKeys(u"other.program"_s, {(Qt::CTRL | Qt::ALT | Qt::Key_K).toCombined()}));
-    const CapturedShortcut previous = preferences.shortcut();
-    preferences.setShortcut(CapturedShortcut{40, CapturedShortcut::Control | CapturedShortcut::Option, u"K"_s});
-    EXPECT_EQ(preferences.shortcut(), previous);
-    EXPECT_EQ(preferences.shortcutError(), taken);
-    EXPECT_EQ(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s),
-              (QList<int>{ctrlShiftMeta2, ctrlMetaAt}))
-        << "the previous shortcut is ours again";
-
-    // A free one is taken and clears the complaint.
-    preferences.setShortcut(CapturedShortcut{40, CapturedShortcut::Control | CapturedShortcut::Shift, u"K"_s});
-    EXPECT_TRUE(preferences.shortcutError().isEmpty());
+    app->preferences().setShortcut(CapturedShortcut{40, CapturedShortcut::Control | CapturedShortcut::Option, u"K"_s});
+    EXPECT_EQ(app->preferences().shortcutError(), taken);
+    EXPECT_EQ(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s), standard);
+    app->preferences().setShortcut(CapturedShortcut{40, CapturedShortcut::Control | CapturedShortcut::Shift, u"K"_s});
     EXPECT_EQ(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s),
               QList<int>{(Qt::CTRL | Qt::SHIFT | Qt::Key_K).toCombined()});
-
-    // Quitting lets the key go.
-    app->applicationWillTerminate();
-    EXPECT_TRUE(KGlobalAccelDaemon::storedKeys(u"md.velmor.tessary"_s, u"capture"_s).isEmpty());
 }
 
 } // namespace

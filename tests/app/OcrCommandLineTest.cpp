@@ -1,12 +1,15 @@
+// The recognition modes of the command line as a user runs them: the real executable on a private X server and a
+// private home, the clipboard read by another program (xclip).
+
 #include <gtest/gtest.h>
 
 #include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QTest>
 
+#include "tests/appearance/AppearanceTestSupport.h"
 #include "tests/support/TestEnvironment.h"
 
 using namespace Qt::StringLiterals;
@@ -17,107 +20,78 @@ namespace {
 class OcrCommandLineTest : public ::testing::Test
 {
 protected:
-    static ProcessResult tessary(const QStringList &arguments,
-                                 const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment())
+    ProcessResult tessary(const QStringList &arguments) const
     {
-        return runProcess(buildPath(u"bin/tessary"_s), arguments, environment);
+        return runProcess(buildPath(u"bin/tessary"_s), arguments, m_home.environment());
     }
 
-    static QString clipboard()
-    {
-        return QString::fromUtf8(runProcess(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-o"_s}).standardOutput);
-    }
-
-    static void setClipboard(const QString &text)
-    {
-        // xclip keeps serving the selection from the background until someone else takes it.
-        const ProcessResult result = runProcess(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-i"_s},
-                                                QProcessEnvironment::systemEnvironment(), text.toUtf8());
-        ASSERT_EQ(result.exitCode, 0);
-        ASSERT_TRUE(QTest::qWaitFor([&] { return clipboard() == text; }, 5000));
-    }
-
-    QString blankImage()
+    QString blankImage() const
     {
         QImage blank(300, 100, QImage::Format_RGB32);
         blank.fill(Qt::white);
-        const QString path = m_dir.filePath(u"blank.png"_s);
-        blank.save(path);
-        return path;
+        blank.save(m_home.path(u"files/blank.png"_s));
+        return m_home.path(u"files/blank.png"_s);
     }
 
     static QString sampleText()
     {
-        QFile file(sourcePath(u"samples/tessary-sample.txt"_s));
-        EXPECT_TRUE(file.open(QIODevice::ReadOnly));
-        return QString::fromUtf8(file.readAll()).trimmed();
+        return QString::fromUtf8(fileContents(sourcePath(u"samples/tessary-sample.txt"_s))).trimmed();
     }
 
-    QTemporaryDir m_dir;
+    void SetUp() override { ASSERT_TRUE(QDir().mkpath(m_home.path(u"files"_s))); }
+
+    PrivateHome m_home;
 };
 
 TEST_F(OcrCommandLineTest, PrintsTheTextAndLeavesItOnTheClipboardAfterExiting)
 {
-    ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY")) << "runs under with-xvfb";
-    const ProcessResult result = tessary({u"--ocr-file"_s, sourcePath(u"samples/tessary-sample.png"_s)});
-    ASSERT_TRUE(result.finished);
+    // A path with spaces and characters beyond ASCII.
+    const QString path = m_home.path(u"files/截图 sample ü.png"_s);
+    ASSERT_TRUE(QFile::copy(sourcePath(u"samples/tessary-sample.png"_s), path));
+    const ProcessResult result = tessary({u"--ocr-file"_s, path});
     EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
     EXPECT_EQ(QString::fromUtf8(result.standardOutput), sampleText() + u'\n');
     EXPECT_TRUE(result.standardError.isEmpty()) << result.standardError.toStdString();
 
     // Read from another process, after tessary has gone: the text outlives it, offered as plain text only.
-    EXPECT_EQ(clipboard(), sampleText());
-    const QString targets = QString::fromUtf8(
-        runProcess(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-o"_s, u"-t"_s, u"TARGETS"_s}).standardOutput);
-    EXPECT_FALSE(targets.contains(u"text/html"_s));
-    EXPECT_FALSE(targets.contains(u"image/"_s));
-
+    EXPECT_EQ(clipboardTextElsewhere(), sampleText());
+    const QByteArray targets =
+        runServingEvents(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-o"_s, u"-t"_s, u"TARGETS"_s}).value_or("");
+    EXPECT_FALSE(targets.contains("text/html") || targets.contains("image/")) << targets.toStdString();
     // Whoever takes the clipboard next ends the helper that served it.
-    setClipboard(u"next owner"_s);
-    EXPECT_EQ(clipboard(), u"next owner"_s);
-}
-
-TEST_F(OcrCommandLineTest, PathsWithSpacesAndNonAsciiCharactersWork)
-{
-    const QString path = m_dir.filePath(u"截图 sample ü.png"_s);
-    ASSERT_TRUE(QFile::copy(sourcePath(u"samples/tessary-sample.png"_s), path));
-    const ProcessResult result = tessary({u"--ocr-file"_s, path});
-    EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
-    EXPECT_EQ(QString::fromUtf8(result.standardOutput).trimmed(), sampleText());
+    ASSERT_TRUE(offerClipboardElsewhere("next owner"));
+    EXPECT_TRUE(QTest::qWaitFor([] { return clipboardTextElsewhere() == u"next owner"_s; }, 10000));
 }
 
 TEST_F(OcrCommandLineTest, FailuresLeaveTheClipboardAlone)
 {
-    setClipboard(u"what the user copied before"_s);
+    ASSERT_TRUE(offerClipboardElsewhere("what the user copied before"));
+    ASSERT_TRUE(QTest::qWaitFor([] { return clipboardTextElsewhere() == u"what the user copied before"_s; }, 10000));
 
     const ProcessResult blank = tessary({u"--ocr-file"_s, blankImage()});
     EXPECT_EQ(blank.exitCode, 2);
     EXPECT_EQ(QString::fromUtf8(blank.standardError), u"未识别到文字\n"_s);
     EXPECT_TRUE(blank.standardOutput.isEmpty());
 
-    QFile notes(m_dir.filePath(u"notes.txt"_s));
+    QFile notes(m_home.path(u"files/notes.txt"_s));
     ASSERT_TRUE(notes.open(QIODevice::WriteOnly));
     notes.write("plain text, not an image\n");
     notes.close();
-    for (const QString &path : {notes.fileName(), m_dir.filePath(u"missing.png"_s), m_dir.path()}) {
+    for (const QString &path : {notes.fileName(), m_home.path(u"files/missing.png"_s), m_home.path(u"files"_s)}) {
         const ProcessResult failed = tessary({u"--ocr-file"_s, path});
-        EXPECT_EQ(failed.exitCode, 1) << path.toStdString();
         const QString error = QString::fromUtf8(failed.standardError);
-        EXPECT_TRUE(error.startsWith(u"识别失败："_s)) << error.toStdString();
-        EXPECT_TRUE(error.endsWith(u'\n'));
+        EXPECT_EQ(failed.exitCode, 1);
+        EXPECT_TRUE(error.startsWith(u"识别失败："_s) && error.endsWith(u'\n')) << error.toStdString();
         EXPECT_EQ(error.count(u'\n'), 1) << error.toStdString();
     }
+    EXPECT_EQ(clipboardTextElsewhere(), u"what the user copied before"_s);
+    EXPECT_EQ(QDir(m_home.path(u"files"_s)).entryList(QDir::Files).size(), 2) << "no file left behind";
 
-    EXPECT_EQ(clipboard(), u"what the user copied before"_s);
-    EXPECT_TRUE(QDir(m_dir.path()).entryList(QDir::Files).size() == 2) << "no file left behind";
-}
-
-TEST_F(OcrCommandLineTest, WithoutADisplayTheCopyFails)
-{
-    QProcessEnvironment headless = QProcessEnvironment::systemEnvironment();
+    // Without a display the copy fails, and says so.
+    QProcessEnvironment headless = m_home.environment();
     headless.remove(u"DISPLAY"_s);
-    headless.remove(u"WAYLAND_DISPLAY"_s);
-    const ProcessResult result = tessary({u"--ocr-file"_s, sourcePath(u"samples/tessary-sample.png"_s)}, headless);
+    const ProcessResult result = runProcess(buildPath(u"bin/tessary"_s),
+                                            {u"--ocr-file"_s, sourcePath(u"samples/tessary-sample.png"_s)}, headless);
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(QString::fromUtf8(result.standardError), u"复制到剪贴板失败\n"_s);
     EXPECT_TRUE(result.standardOutput.isEmpty());
@@ -135,12 +109,10 @@ TEST_F(OcrCommandLineTest, BenchmarksReportTimeAndCharacters)
 
     const ProcessResult blank = tessary({u"--benchmark-ocr-file"_s, blankImage()});
     EXPECT_EQ(blank.exitCode, 0);
-    EXPECT_TRUE(QString::fromUtf8(blank.standardOutput).endsWith(u" output_characters=0\n"_s));
-
-    const ProcessResult missing = tessary({u"--benchmark-ocr-file"_s, m_dir.filePath(u"missing.png"_s)});
+    EXPECT_TRUE(blank.standardOutput.endsWith(" output_characters=0\n"));
+    const ProcessResult missing = tessary({u"--benchmark-ocr-file"_s, m_home.path(u"files/missing.png"_s)});
     EXPECT_EQ(missing.exitCode, 1);
-    EXPECT_TRUE(QString::fromUtf8(missing.standardError).startsWith(u"OCR benchmark failed: "_s));
-
+    EXPECT_TRUE(missing.standardError.startsWith("OCR benchmark failed: "));
     const ProcessResult warmup = tessary({u"--benchmark-ocr-warmup"_s});
     EXPECT_EQ(warmup.exitCode, 0);
     EXPECT_TRUE(QRegularExpression(u"^warmup_seconds=\\d+\\.\\d{3} recognized=true\\n$"_s)
@@ -152,22 +124,28 @@ TEST_F(OcrCommandLineTest, BenchmarksReportTimeAndCharacters)
 TEST_F(OcrCommandLineTest, AnythingElseStartsTheApplication)
 {
     const QString sample = sourcePath(u"samples/tessary-sample.png"_s);
-    const QList<QStringList> launches{
-        {u"--ocr-file"_s},
-        {u"--ocr-file"_s, sample, sample},
-        {u"--OCR-FILE"_s, sample},
-        {u"--verbose"_s, u"--ocr-file"_s, sample},
-        {u"--benchmark-ocr-warmup"_s, u"extra"_s},
-    };
-    for (const QStringList &arguments : launches) {
+    for (const QStringList &arguments : QList<QStringList>{{u"--ocr-file"_s},
+                                                           {u"--ocr-file"_s, sample, sample},
+                                                           {u"--OCR-FILE"_s, sample},
+                                                           {u"--verbose"_s, u"--ocr-file"_s, sample},
+                                                           {u"--benchmark-ocr-warmup"_s, u"extra"_s}}) {
+        SCOPED_TRACE(arguments.join(u' ').toStdString());
         QProcess process;
+        process.setProcessEnvironment(m_home.environment());
         process.start(buildPath(u"bin/tessary"_s), arguments);
         ASSERT_TRUE(process.waitForStarted());
-        // A mode would have finished by now; the application keeps running until it is told to quit.
-        EXPECT_FALSE(process.waitForFinished(1500)) << arguments.join(u' ').toStdString();
+        // The application, with no tray to sit in, shows its settings window; a mode would have ended instead.
+        EXPECT_TRUE(QTest::qWaitFor(
+            [&] {
+                return process.state() == QProcess::NotRunning ||
+                       !xdotool({u"search"_s, u"--onlyvisible"_s, u"--pid"_s, QString::number(process.processId())})
+                            .isEmpty();
+            },
+            30000));
+        EXPECT_EQ(process.state(), QProcess::Running);
         process.terminate();
-        ASSERT_TRUE(process.waitForFinished(5000));
-        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << arguments.join(u' ').toStdString();
+        ASSERT_TRUE(process.waitForFinished(10000));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
         EXPECT_EQ(process.exitCode(), 0);
         EXPECT_TRUE(process.readAllStandardOutput().isEmpty());
     }

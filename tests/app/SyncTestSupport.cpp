@@ -38,12 +38,6 @@ bool setOverride(bool on)
 
 } // namespace
 
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-}
-
 void writeFile(const QString &path, const QByteArray &bytes)
 {
     ASSERT_TRUE(QDir().mkpath(QFileInfo(path).absolutePath()));

@@ -9,9 +9,6 @@
 
 namespace Tessary::Test {
 
-/** The file's bytes, or "<missing>". */
-QByteArray contents(const QString &path);
-
 /** Writes the file in place, making its folders. */
 void writeFile(const QString &path, const QByteArray &bytes);
 

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QProxyStyle>
+#include <QCoreApplication>
 #include <QFile>
 #include <QStyle>
 #include <QSignalSpy>
@@ -35,7 +36,9 @@ class TessaryPreferencesTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(AIKeychain::remove().hasValue()) << "runs under with-keyring";
+        if (!qEnvironmentVariableIsSet("TESSARY_TEST_NO_KEYRING")) {
+            ASSERT_TRUE(AIKeychain::remove().hasValue()) << "runs under with-keyring";
+        }
         m_defaults = std::make_unique<UserDefaults>(path());
     }
 
@@ -83,6 +86,12 @@ TEST_F(TessaryPreferencesTest, FreshInstallationUsesTheDefaultsAndWritesNothing)
     EXPECT_TRUE(preferences.keyError().isEmpty());
     EXPECT_TRUE(preferences.shortcutError().isEmpty());
     EXPECT_TRUE(preferences.saveError().isEmpty());
+    // A complaint about the shortcut is announced, not stored.
+    listen(preferences);
+    QSignalSpy errors(&preferences, &TessaryPreferences::shortcutErrorChanged);
+    preferences.setShortcutError(u"快捷键已被占用，请重新录制。"_s);
+    EXPECT_EQ(errors.count(), 1);
+    EXPECT_TRUE(m_calls.isEmpty());
     EXPECT_FALSE(QFile::exists(path()));
 }
 
@@ -118,10 +127,8 @@ INSTANTIATE_TEST_SUITE_P(
     Prompts, PromptMigrationTest,
     ::testing::Values(
         MigrationCase{"absentTakesTheBuiltInOfTheLanguage", u"en"_s, std::nullopt, current(2), false},
-        MigrationCase{"absentWithTraditionalChinese", u"zh-Hant"_s, std::nullopt, current(1), false},
         MigrationCase{"legacySimplifiedUnderEnglish", u"en"_s, legacy(0), current(2), true},
         MigrationCase{"legacyEnglishUnderTraditional", u"zh-Hant"_s, legacy(2), current(1), true},
-        MigrationCase{"legacyTraditionalUnderSimplified", u"zh-Hans"_s, legacy(1), current(0), true},
         MigrationCase{"legacyWithUnknownLanguageGivesEnglish", u"fr"_s, legacy(0), current(2), true},
         MigrationCase{"legacyUnderSystem", std::nullopt, legacy(0), TessaryDefaultPrompt::forLanguage(u"system"_s),
                       true},
@@ -151,24 +158,20 @@ TEST_F(TessaryPreferencesTest, WrongTypesAndGarbageFallBackWithoutLosingTheStore
     EXPECT_EQ(preferences.aiModel(), u""_s);
     EXPECT_EQ(preferences.aiBaseURL(), TessaryPreferences::defaultBaseURL());
 
-    QFile file(path());
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-    const QByteArray untouched = file.readAll();
+    const QByteArray untouched = Tessary::Test::fileContents(path());
     EXPECT_TRUE(untouched.contains("hideMenuBarIcon=yes"));
     EXPECT_TRUE(untouched.contains("language=@ByteArray(en)"));
-}
 
-TEST_F(TessaryPreferencesTest, BinaryGarbageFileGivesTheDefaults)
-{
+    // Binary garbage gives the defaults.
     QByteArray garbage;
     for (int i = 0; i < 4096; ++i) {
         garbage.append(static_cast<char>((i * 7919) % 256));
     }
     writeFile(garbage);
-    TessaryPreferences preferences(*m_defaults);
-    EXPECT_EQ(preferences.language(), u"system"_s);
-    EXPECT_EQ(preferences.shortcut(), CapturedShortcut::defaultShortcut());
-    EXPECT_EQ(preferences.aiModel(), TessaryPreferences::defaultModel());
+    const TessaryPreferences fromGarbage(*reread());
+    EXPECT_EQ(fromGarbage.language(), u"system"_s);
+    EXPECT_EQ(fromGarbage.shortcut(), CapturedShortcut::defaultShortcut());
+    EXPECT_EQ(fromGarbage.aiModel(), TessaryPreferences::defaultModel());
 }
 
 class BadShortcutTest : public TessaryPreferencesTest, public ::testing::WithParamInterface<const char *>
@@ -192,9 +195,7 @@ TEST_P(BadShortcutTest, FallsBackToTheDefaultAndKeepsTheValueUntilTheNextAssignm
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, BadShortcutTest,
-                         ::testing::Values(R"({"keyCode":40,"modifiers":768})",
-                                           R"({"keyCode":-3,"modifiers":768,"label":"K"})",
-                                           R"({"keyCode":40,"modifiers":99999999999,"label":"K"})", "not json", ""));
+                         ::testing::Values(R"({"keyCode":40,"modifiers":768})", "not json", ""));
 
 struct HookCase
 {
@@ -253,17 +254,6 @@ INSTANTIATE_TEST_SUITE_P(
                  u"language"_s,
                  {u"configuration"_s, u"language"_s, u"configuration"_s}}),
     [](const auto &info) { return std::string(info.param.name); });
-
-TEST_F(TessaryPreferencesTest, NonPersistedPropertiesCallNothing)
-{
-    TessaryPreferences preferences(*m_defaults);
-    listen(preferences);
-    QSignalSpy errors(&preferences, &TessaryPreferences::shortcutErrorChanged);
-    preferences.setShortcutError(u"快捷键已被占用，请重新录制。"_s);
-    EXPECT_EQ(errors.count(), 1);
-    EXPECT_TRUE(m_calls.isEmpty());
-    EXPECT_FALSE(QFile::exists(path()));
-}
 
 TEST_F(TessaryPreferencesTest, BuiltInPromptFollowsTheLanguageAndAnEditedOneStays)
 {
@@ -369,6 +359,38 @@ TEST_F(TessaryPreferencesTest, SaveKeyStoresTheTrimmedKeyAndAnEmptyOneDeletesIt)
     EXPECT_TRUE(preferences.keyError().isEmpty());
     EXPECT_GE(saved.count(), 3);
     EXPECT_TRUE(m_calls.isEmpty()) << "the key is not part of the synchronised configuration";
+}
+
+// A desktop without a Secret Service: the session bus address leads nowhere. Runs in a child of this test program.
+TEST_F(TessaryPreferencesTest, KeyringFailuresAreReportedInTheUsersLanguageAndChangeNothingElse)
+{
+    if (!qEnvironmentVariableIsSet("TESSARY_TEST_NO_KEYRING")) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"TESSARY_TEST_NO_KEYRING"_s, u"1"_s);
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nonexistent/tessary-test-bus"_s);
+        const Tessary::Test::ProcessResult child = Tessary::Test::runProcess(
+            QCoreApplication::applicationFilePath(),
+            {u"--gtest_filter=TessaryPreferencesTest.KeyringFailuresAreReportedInTheUsersLanguageAndChangeNothingElse"_s},
+            environment);
+        EXPECT_EQ(child.exitCode, 0) << child.standardOutput.toStdString();
+        EXPECT_TRUE(child.standardOutput.contains("[  PASSED  ] 1 test")) << child.standardOutput.toStdString();
+        return;
+    }
+    m_defaults->setString(u"language"_s, u"en"_s);
+    TessaryPreferences preferences(*m_defaults);
+    EXPECT_FALSE(preferences.keySaved()) << "an unreadable keyring counts as no key, silently";
+    EXPECT_TRUE(preferences.keyError().isEmpty());
+    listen(preferences);
+    preferences.saveKey(u" sk-test "_s);
+    EXPECT_FALSE(preferences.keySaved());
+    EXPECT_EQ(preferences.keyError(),
+              u"Could not save the key: The operation couldn’t be completed. (OSStatus error -25291.)"_s);
+    preferences.setLanguage(u"zh-Hans"_s);
+    m_calls.clear();
+    preferences.saveKey(QString());
+    EXPECT_EQ(preferences.keyError(), u"保存密钥失败：The operation couldn’t be completed. (OSStatus error -25291.)"_s);
+    EXPECT_TRUE(m_calls.isEmpty());
+    EXPECT_FALSE(Tessary::Test::fileContents(path()).contains("sk-test")) << "a key not stored is kept nowhere else";
 }
 
 } // namespace

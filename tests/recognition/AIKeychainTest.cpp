@@ -2,7 +2,6 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
-#include <QTemporaryDir>
 #include <QtConcurrent>
 
 #include "app/recognition/AIKeychain.h"
@@ -145,16 +144,14 @@ TEST_F(AIKeychainTest, WithoutSecretServiceEveryCallIsNotAvailable)
     // No bus named at all, but an X display: no private bus may be autolaunched on it (it would start a keyring
     // daemon whose password prompt waits forever). dbus-launch would leave its address under $HOME/.dbus.
     ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY")) << "runs under with-xvfb";
-    QTemporaryDir home;
-    QTemporaryDir runtime;
-    QProcessEnvironment unnamed = environment;
+    const Tessary::Test::PrivateHome home;
+    QProcessEnvironment unnamed = home.environment();
+    unnamed.insert(u"TESSARY_KEYCHAIN_PROBE"_s, u"1"_s);
     unnamed.remove(u"DBUS_SESSION_BUS_ADDRESS"_s);
-    unnamed.insert(u"HOME"_s, home.path());
-    unnamed.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
     const ProcessResult unnamedBus = runProcess(self, probe, unnamed, {}, 60000);
     EXPECT_EQ(unnamedBus.exitCode, 0) << unnamedBus.standardOutput.toStdString();
     EXPECT_TRUE(unnamedBus.standardOutput.contains("[  PASSED  ] 1 test")) << unnamedBus.standardOutput.toStdString();
-    EXPECT_FALSE(QFileInfo::exists(home.filePath(u".dbus"_s)));
+    EXPECT_FALSE(QFileInfo::exists(home.path(u"home/.dbus"_s)));
 }
 
 // Runs only as the child process of the test above.

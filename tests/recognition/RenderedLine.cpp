@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include <QFontMetrics>
 #include <QFontMetricsF>
 #include <QPainter>
 
@@ -44,6 +45,30 @@ RenderedLine renderLine(const QString &text, const QFont &font)
     line.box = QRect(line.left, top, int(std::ceil(metrics.horizontalAdvance(text))),
                      int(std::ceil(metrics.ascent() + metrics.descent())));
     return line;
+}
+
+QImage renderText(const QStringList &lines, const QString &family, int pixelSize, const QColor &foreground,
+                  const QColor &background)
+{
+    QFont font(family);
+    font.setPixelSize(pixelSize);
+    const QFontMetrics metrics(font);
+    const int lineHeight = metrics.lineSpacing() + pixelSize / 3;
+    int width = 0;
+    for (const QString &line : lines) {
+        width = std::max(width, metrics.horizontalAdvance(line));
+    }
+    const int margin = pixelSize / 2 + 4;
+    QImage image(width + 2 * margin, int(lines.size()) * lineHeight + 2 * margin, QImage::Format_RGB32);
+    image.fill(background);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::TextAntialiasing);
+    painter.setFont(font);
+    painter.setPen(foreground);
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        painter.drawText(margin, margin + int(i) * lineHeight + metrics.ascent(), lines[i]);
+    }
+    return image;
 }
 
 } // namespace Tessary::Test

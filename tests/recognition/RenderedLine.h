@@ -4,6 +4,7 @@
 #include <QImage>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 namespace Tessary::Test {
 
@@ -21,5 +22,9 @@ struct RenderedLine
 RenderedLine renderLine(const QString &text, const QFont &font);
 
 QFont fontOf(const QString &family, int pixelSize);
+
+/** Renders lines of text the way a screen shows them: anti-aliased glyphs, one colour, a small margin. */
+QImage renderText(const QStringList &lines, const QString &family, int pixelSize, const QColor &foreground = Qt::black,
+                  const QColor &background = Qt::white);
 
 } // namespace Tessary::Test

@@ -9,6 +9,7 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include "app/recognition/TextRecognizer.h"
+#include "tests/recognition/RenderedLine.h"
 #include "tests/support/TestEnvironment.h"
 
 using namespace Qt::StringLiterals;

@@ -18,17 +18,16 @@ namespace {
 
 const QString daemonName = u"org.kde.kglobalaccel"_s;
 
+bool registered()
+{
+    return QDBusConnection::sessionBus().interface()->isServiceRegistered(daemonName).value();
+}
+
 } // namespace
 
 KGlobalAccelDaemon::~KGlobalAccelDaemon()
 {
-    if (m_process.state() != QProcess::NotRunning) {
-        m_process.terminate();
-        if (!m_process.waitForFinished(10000)) {
-            m_process.kill();
-            m_process.waitForFinished(5000);
-        }
-    }
+    stopService(m_process, daemonName);
 }
 
 bool KGlobalAccelDaemon::start()
@@ -43,8 +42,7 @@ bool KGlobalAccelDaemon::start()
     if (!m_process.waitForStarted(10000)) {
         return false;
     }
-    return QTest::qWaitFor(
-        [] { return QDBusConnection::sessionBus().interface()->isServiceRegistered(daemonName).value(); }, 30000);
+    return QTest::qWaitFor(registered, 30000);
 }
 
 QList<int> KGlobalAccelDaemon::storedKeys(const QString &component, const QString &action)

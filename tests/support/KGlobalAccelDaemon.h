@@ -15,7 +15,8 @@ class KGlobalAccelDaemon
 public:
     ~KGlobalAccelDaemon();
 
-    /** Starts it and waits until it owns its bus name; false when it did not within a generous time. */
+    /** Starts it and waits until it owns its bus name; false when it did not within a generous time. Once destroyed,
+     * the name is free again. */
     bool start();
 
     /** The keys the daemon has stored for an action (empty when it does not know the action). */

@@ -14,9 +14,11 @@ namespace Tessary::Test {
 
 namespace {
 
+const QString portalName = u"org.freedesktop.portal.Desktop"_s;
+
 QDBusMessage control(const QString &method)
 {
-    return QDBusMessage::createMethodCall(u"org.freedesktop.portal.Desktop"_s, u"/org/freedesktop/portal/desktop"_s,
+    return QDBusMessage::createMethodCall(portalName, u"/org/freedesktop/portal/desktop"_s,
                                           u"md.velmor.test.PortalStandIn"_s, method);
 }
 
@@ -61,13 +63,7 @@ bool PortalStandIn::start(int interfaces)
 
 void PortalStandIn::stop()
 {
-    if (m_process.state() != QProcess::NotRunning) {
-        m_process.terminate();
-        if (!m_process.waitForFinished(10000)) {
-            m_process.kill();
-            m_process.waitForFinished(5000);
-        }
-    }
+    stopService(m_process, portalName);
 }
 
 void PortalStandIn::setAnswers(const QJsonObject &answers)
@@ -78,31 +74,16 @@ void PortalStandIn::setAnswers(const QJsonObject &answers)
     }
 }
 
-QList<QJsonObject> PortalStandIn::calls() const
+QList<QJsonObject> PortalStandIn::calls(const QString &method) const
 {
     QList<QJsonObject> calls;
-    QFile file(m_dir.filePath(u"calls.jsonl"_s));
-    if (!file.open(QIODevice::ReadOnly)) {
-        return calls;
-    }
-    while (!file.atEnd()) {
-        const QByteArray line = file.readLine().trimmed();
-        if (!line.isEmpty()) {
-            calls.append(QJsonDocument::fromJson(line).object());
+    for (const QByteArray &line : fileContents(m_dir.filePath(u"calls.jsonl"_s)).split('\n')) {
+        const QJsonObject call = QJsonDocument::fromJson(line).object();
+        if (!call.isEmpty() && call.value(u"method"_s).toString() == method) {
+            calls.append(call);
         }
     }
     return calls;
-}
-
-QList<QJsonObject> PortalStandIn::calls(const QString &method) const
-{
-    QList<QJsonObject> matching;
-    for (const QJsonObject &call : calls()) {
-        if (call.value(u"method"_s).toString() == method) {
-            matching.append(call);
-        }
-    }
-    return matching;
 }
 
 QStringList PortalStandIn::sessions() const

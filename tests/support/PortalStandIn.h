@@ -27,9 +27,7 @@ public:
 
     /** What the methods answer from now on ({"Screenshot": {"response": 2}}). */
     void setAnswers(const QJsonObject &answers);
-    /** Every call so far, oldest first: {"method", "sender", "args"}. */
-    QList<QJsonObject> calls() const;
-    /** The calls of one method. */
+    /** The calls of one method so far, oldest first: {"method", "sender", "args"}. */
     QList<QJsonObject> calls(const QString &method) const;
     /** The session objects that exist now. */
     QStringList sessions() const;

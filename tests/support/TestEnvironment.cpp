@@ -1,12 +1,28 @@
 #include "tests/support/TestEnvironment.h"
 
-#include <QFont>
-#include <QFontMetrics>
-#include <QPainter>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTest>
 
 using namespace Qt::StringLiterals;
 
 namespace Tessary::Test {
+
+namespace {
+
+const QString hostScript = QStringLiteral(TESSARY_TEST_SOURCE_DIR "/tests/support/sni_host.py");
+
+QJsonValue askHost(const QStringList &arguments)
+{
+    const QByteArray json = runProcess(u"/usr/bin/python3"_s, QStringList{hostScript} + arguments).standardOutput;
+    return QJsonDocument::fromJson("[" + json + "]").array().at(0);
+}
+
+} // namespace
 
 QString buildPath(const QString &relative)
 {
@@ -16,6 +32,18 @@ QString buildPath(const QString &relative)
 QString sourcePath(const QString &relative)
 {
     return QStringLiteral(TESSARY_TEST_SOURCE_DIR) + u'/' + relative;
+}
+
+QByteArray fileContents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString translated(const QString &language, const QString &key)
+{
+    const QByteArray table = fileContents(sourcePath(u"app/resources/i18n/%1.lproj/Localizable.json"_s.arg(language)));
+    return QJsonDocument::fromJson(table).object().value(key).toString(key);
 }
 
 ProcessResult runProcess(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment,
@@ -29,9 +57,7 @@ ProcessResult runProcess(const QString &program, const QStringList &arguments, c
     if (!result.started) {
         return result;
     }
-    if (!standardInput.isEmpty()) {
-        process.write(standardInput);
-    }
+    process.write(standardInput);
     process.closeWriteChannel();
     result.finished = process.waitForFinished(timeoutMs);
     if (!result.finished) {
@@ -45,28 +71,113 @@ ProcessResult runProcess(const QString &program, const QStringList &arguments, c
     return result;
 }
 
-QImage renderText(const QStringList &lines, const QString &family, int pixelSize, const QColor &foreground,
-                  const QColor &background)
+void stopService(QProcess &process, const QString &busName)
 {
-    QFont font(family);
-    font.setPixelSize(pixelSize);
-    const QFontMetrics metrics(font);
-    const int lineHeight = metrics.lineSpacing() + pixelSize / 3;
-    int width = 0;
-    for (const QString &line : lines) {
-        width = std::max(width, metrics.horizontalAdvance(line));
+    process.terminate();
+    if (!process.waitForFinished(10000)) {
+        process.kill();
+        process.waitForFinished(5000);
     }
-    const int margin = pixelSize / 2 + 4;
-    QImage image(width + 2 * margin, int(lines.size()) * lineHeight + 2 * margin, QImage::Format_RGB32);
-    image.fill(background);
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::TextAntialiasing);
-    painter.setFont(font);
-    painter.setPen(foreground);
-    for (qsizetype i = 0; i < lines.size(); ++i) {
-        painter.drawText(margin, margin + int(i) * lineHeight + metrics.ascent(), lines[i]);
+    (void)QTest::qWaitFor(
+        [&] { return !QDBusConnection::sessionBus().interface()->isServiceRegistered(busName).value(); }, 10000);
+}
+
+QString xdotool(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(u"xdotool"_s, arguments);
+    // Our own windows may have to answer the X server meanwhile.
+    if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 20000)) {
+        process.kill();
+        process.waitForFinished();
     }
-    return image;
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+bool waitForWindow(const QString &titlePattern, bool shown, int timeoutMs)
+{
+    return QTest::qWaitFor(
+        [&] {
+            return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, titlePattern}).isEmpty() != shown;
+        },
+        timeoutMs);
+}
+
+void drag(int fromX, int fromY, int toX, int toY)
+{
+    const auto number = [](int value) { return QString::number(value); };
+    xdotool({u"mousemove"_s, number(fromX), number(fromY), u"mousedown"_s, u"1"_s, u"mousemove"_s,
+             number((fromX + toX) / 2), number((fromY + toY) / 2), u"mousemove"_s, number(toX), number(toY),
+             u"mouseup"_s, u"1"_s});
+}
+
+PrivateHome::PrivateHome()
+{
+    for (const QString &folder : {u"home"_s, u"config/md.velmor.tessary"_s, u"data"_s, u"runtime"_s, u"tmp"_s}) {
+        QDir().mkpath(path(folder));
+    }
+    QFile::setPermissions(path(u"runtime"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+QString PrivateHome::defaultsPath() const
+{
+    return path(u"config/md.velmor.tessary/defaults.ini"_s);
+}
+
+void PrivateHome::writeDefaults(const QByteArray &lines) const
+{
+    QFile file(defaultsPath());
+    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        file.write("[General]\n" + lines);
+    }
+}
+
+QProcessEnvironment PrivateHome::environment() const
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"HOME"_s, path(u"home"_s));
+    environment.insert(u"XDG_CONFIG_HOME"_s, path(u"config"_s));
+    environment.insert(u"XDG_DATA_HOME"_s, path(u"data"_s));
+    environment.insert(u"XDG_RUNTIME_DIR"_s, path(u"runtime"_s));
+    environment.insert(u"TMPDIR"_s, path(u"tmp"_s));
+    return environment;
+}
+
+TrayHost::~TrayHost()
+{
+    m_process.kill();
+    m_process.waitForFinished();
+}
+
+bool TrayHost::start()
+{
+    m_process.start(u"/usr/bin/python3"_s, {hostScript, u"serve"_s});
+    while (m_process.waitForReadyRead(30000)) {
+        if (m_process.canReadLine()) {
+            return m_process.readLine().trimmed() == "ready";
+        }
+    }
+    return false;
+}
+
+QJsonObject TrayHost::item() const
+{
+    return askHost({u"item"_s}).toObject();
+}
+
+int TrayHost::itemCount() const
+{
+    return int(askHost({u"items"_s}).toArray().size());
+}
+
+QString TrayHost::statusLine() const
+{
+    return item().value(u"rows"_s).toArray().at(2).toObject().value(u"label"_s).toString();
+}
+
+void TrayHost::click(const QString &label) const
+{
+    askHost({u"click"_s, label});
 }
 
 } // namespace Tessary::Test

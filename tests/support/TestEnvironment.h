@@ -1,11 +1,12 @@
 #pragma once
 
 #include <QByteArray>
-#include <QImage>
+#include <QJsonObject>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 
 namespace Tessary::Test {
 
@@ -14,6 +15,12 @@ QString buildPath(const QString &relative);
 
 /** Absolute path of a file in the source tree ("samples/…"). */
 QString sourcePath(const QString &relative);
+
+/** A file's bytes; empty when it cannot be read. */
+QByteArray fileContents(const QString &path);
+
+/** What a user reads for a string key in an interface language: its entry in that string table, else the key. */
+QString translated(const QString &language, const QString &key);
 
 struct ProcessResult
 {
@@ -30,8 +37,47 @@ ProcessResult runProcess(const QString &program, const QStringList &arguments,
                          const QProcessEnvironment &environment = QProcessEnvironment::systemEnvironment(),
                          const QByteArray &standardInput = {}, int timeoutMs = 60000);
 
-/** Renders lines of text the way a screen shows them: anti-aliased glyphs, one colour, a small margin. */
-QImage renderText(const QStringList &lines, const QString &family, int pixelSize, const QColor &foreground = Qt::black,
-                  const QColor &background = Qt::white);
+/** Ends a service started by the test, and waits until the session bus has let its name go for the next one. */
+void stopService(QProcess &process, const QString &busName);
+
+/** xdotool on the test's X server; its output, trimmed. Serves this process's events meanwhile. */
+QString xdotool(const QStringList &arguments);
+/** Waits until a window whose title matches the pattern is mapped (shown) or no such window is (gone). */
+bool waitForWindow(const QString &titlePattern, bool shown = true, int timeoutMs = 30000);
+/** A left-button drag from one screen point to another, through the middle, as a user selects a region. */
+void drag(int fromX, int fromY, int toX, int toY);
+
+/** A throwaway home for a child process: its own HOME, XDG folders (runtime folder private) and TMPDIR. */
+class PrivateHome
+{
+public:
+    PrivateHome();
+    QString path(const QString &relative) const { return m_dir.filePath(relative); }
+    /** The application's settings file in this home. */
+    QString defaultsPath() const;
+    /** Writes the settings file: the lines of its [General] group. */
+    void writeDefaults(const QByteArray &lines) const;
+    QProcessEnvironment environment() const;
+
+private:
+    QTemporaryDir m_dir;
+};
+
+/** The stand-in tray (support/sni_host.py) on the session bus, as a panel shows our item. Stopped when destroyed. */
+class TrayHost
+{
+public:
+    ~TrayHost();
+    bool start();
+    /** The first item: {"tooltip", "rows": [{"label", "enabled", "type"}]}; empty while there is none. */
+    QJsonObject item() const;
+    int itemCount() const;
+    /** The label of the menu's status row; empty while there is no item. */
+    QString statusLine() const;
+    void click(const QString &label) const;
+
+private:
+    QProcess m_process;
+};
 
 } // namespace Tessary::Test
