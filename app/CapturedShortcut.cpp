@@ -68,7 +68,9 @@ std::optional<CapturedShortcut> CapturedShortcut::fromJsonObject(const QJsonObje
     const std::optional<quint32> keyCode = unsigned32(object.value(u"keyCode"_s));
     const std::optional<quint32> modifiers = unsigned32(object.value(u"modifiers"_s));
     const QJsonValue label = object.value(u"label"_s);
-    if (!keyCode || !modifiers || (*modifiers & ~allModifiers) != 0 || !label.isString()) {
+    // JSON can escape half of a surrogate pair ("\ud83d"); such a label could not be written back as it was read.
+    if (!keyCode || !modifiers || (*modifiers & ~allModifiers) != 0 || !label.isString() ||
+        !label.toString().isValidUtf16()) {
         return std::nullopt;
     }
     return CapturedShortcut{.keyCode = *keyCode, .modifiers = *modifiers, .label = label.toString()};

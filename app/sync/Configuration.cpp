@@ -49,7 +49,8 @@ Result<Configuration, ConfigurationDecodeError> Configuration::decode(const QByt
     const auto text = [&](const QString &key, QString &field) {
         const QJsonValue value = object.value(key);
         field = value.toString();
-        return value.isString();
+        // Half a surrogate pair ("\ud800") is valid JSON but no text: it could not be written back as it was read.
+        return value.isString() && field.isValidUtf16();
     };
     for (const auto &[key, field] :
          {std::pair{u"aiBaseURL"_s, &configuration.aiBaseURL}, std::pair{u"aiModel"_s, &configuration.aiModel},
