@@ -57,7 +57,7 @@ TEST(KeyTablesTest, QtKeysOfSomeRows)
 
 TEST(KeyTablesTest, StoredShortcutsInTheGlobalShortcutBackendsTerms)
 {
-    // The default ⌃⇧⌘2: the same physical keys for X11 grabs, KDE's daemon and the portal.
+    // The default Ctrl+Shift+Super+2: the same physical keys for X11 grabs, KDE's daemon and the portal.
     const std::optional<HotKeyCombination> standard = KeyTables::hotKeyCombination(19, 0x1000 | 0x200 | 0x100);
     ASSERT_TRUE(standard.has_value());
     EXPECT_EQ(standard->x11Keycode, 11u);

@@ -124,79 +124,92 @@ Press kWith(Qt::KeyboardModifiers modifiers)
 INSTANTIATE_TEST_SUITE_P(
     Keys, RecorderRulesTest,
     ::testing::Values(
-        RecordingCase{
-            "commandShiftK", {kWith(command | shift)}, CapturedShortcut{40, 0x300, u"K"_s}, u"⇧⌘K"_s, false, u""_s},
-        RecordingCase{"controlK", {kWith(control)}, CapturedShortcut{40, 0x1000, u"K"_s}, u"⌃K"_s, false, u""_s},
+        RecordingCase{"commandShiftK",
+                      {kWith(command | shift)},
+                      CapturedShortcut{40, 0x300, u"K"_s},
+                      u"Shift+Super+K"_s,
+                      false,
+                      u""_s},
+        RecordingCase{"controlK", {kWith(control)}, CapturedShortcut{40, 0x1000, u"K"_s}, u"Ctrl+K"_s, false, u""_s},
         RecordingCase{"allFourModifiers",
                       {kWith(command | shift | option | control)},
                       CapturedShortcut{40, 0x1B00, u"K"_s},
-                      u"⌃⌥⇧⌘K"_s,
+                      u"Ctrl+Alt+Shift+Super+K"_s,
                       false,
                       u""_s},
-        RecordingCase{
-            "shiftAloneIsRefusedAndRecordingGoesOn", {kWith(shift)}, std::nullopt, u"⌃⇧⌘2"_s, true, complaint},
-        RecordingCase{"plainKeyIsRefused", {kWith({})}, std::nullopt, u"⌃⇧⌘2"_s, true, complaint},
+        RecordingCase{"shiftAloneIsRefusedAndRecordingGoesOn",
+                      {kWith(shift)},
+                      std::nullopt,
+                      u"Ctrl+Shift+Super+2"_s,
+                      true,
+                      complaint},
+        RecordingCase{"plainKeyIsRefused", {kWith({})}, std::nullopt, u"Ctrl+Shift+Super+2"_s, true, complaint},
         RecordingCase{"refusedThenAccepted",
                       {kWith(shift), kWith(control)},
                       CapturedShortcut{40, 0x1000, u"K"_s},
-                      u"⌃K"_s,
+                      u"Ctrl+K"_s,
                       false,
                       u""_s},
-        RecordingCase{"escapeCancels", {{Qt::Key_Escape, {}, 1, u"\x1b"_s}}, std::nullopt, u"⌃⇧⌘2"_s, false, u""_s},
+        RecordingCase{
+            "escapeCancels", {{Qt::Key_Escape, {}, 1, u"\x1b"_s}}, std::nullopt, u"Ctrl+Shift+Super+2"_s, false, u""_s},
         RecordingCase{"escapeWithModifiersCancels",
                       {{Qt::Key_Escape, control | shift, 1, u"\x1b"_s}},
                       std::nullopt,
-                      u"⌃⇧⌘2"_s,
+                      u"Ctrl+Shift+Super+2"_s,
                       false,
                       u""_s},
         RecordingCase{"controlOptionSpace",
                       {{Qt::Key_Space, control | option, 57, u" "_s}},
                       CapturedShortcut{49, 0x1800, u"Space"_s},
-                      u"⌃⌥Space"_s,
+                      u"Ctrl+Alt+Space"_s,
                       false,
                       u""_s},
         RecordingCase{"commandReturn",
                       {{Qt::Key_Return, command, 28, u"\r"_s}},
                       CapturedShortcut{36, 0x100, u"↩"_s},
-                      u"⌘↩"_s,
+                      u"Super+Return"_s,
                       false,
                       u""_s},
         RecordingCase{"keyWithoutCharactersIsNumbered",
                       {{Qt::Key_F1, control, 59, u""_s}},
                       CapturedShortcut{122, 0x1000, u"Key 122"_s},
-                      u"⌃Key 122"_s,
+                      u"Ctrl+F1"_s,
                       false,
                       u""_s},
         RecordingCase{"labelFollowsThePhysicalKeyNotTheLayout",
-                      {{Qt::Key_A, control, 16, u"a"_s}},
-                      CapturedShortcut{12, 0x1000, u"Q"_s},
-                      u"⌃Q"_s,
+                      {{Qt::Key_A, control | option, 16, u"a"_s}},
+                      CapturedShortcut{12, 0x1800, u"Q"_s},
+                      u"Ctrl+Alt+Q"_s,
                       false,
                       u""_s},
         RecordingCase{"shiftedDigitKeepsItsDigit",
                       {{Qt::Key_At, control | shift, 3, u"@"_s}},
                       CapturedShortcut{19, 0x1200, u"2"_s},
-                      u"⌃⇧2"_s,
+                      u"Ctrl+Shift+2"_s,
                       false,
                       u""_s},
         RecordingCase{"keypadDigit",
                       {{Qt::Key_1, control | Qt::KeypadModifier, 79, u"1"_s}},
                       CapturedShortcut{83, 0x1000, u"1"_s},
-                      u"⌃1"_s,
+                      u"Ctrl+1"_s,
                       false,
                       u""_s},
-        RecordingCase{
-            "unknownKeyIsIgnored", {{Qt::Key_F13, control, 183, u""_s}}, std::nullopt, u"⌃⇧⌘2"_s, true, startHint},
+        RecordingCase{"unknownKeyIsIgnored",
+                      {{Qt::Key_F13, control, 183, u""_s}},
+                      std::nullopt,
+                      u"Ctrl+Shift+Super+2"_s,
+                      true,
+                      startHint},
         RecordingCase{"eventWithoutHardwareKeyIsIgnored",
                       {{Qt::Key_K, control, 0, u"k"_s}},
                       std::nullopt,
-                      u"⌃⇧⌘2"_s,
+                      u"Ctrl+Shift+Super+2"_s,
                       true,
                       startHint},
         RecordingCase{"modifierKeysPassWhileTheChordIsBuilt",
                       {{Qt::Key_Control, {}, 29, u""_s}, {Qt::Key_Shift, control, 42, u""_s}, kWith(control | shift)},
                       CapturedShortcut{40, 0x1200, u"K"_s},
-                      u"⌃⇧K"_s,
+                      u"Ctrl+Shift+K"_s,
                       false,
                       u""_s,
                       2}),
@@ -250,17 +263,17 @@ TEST_F(ShortcutRecorderTest, WidgetShowsTheStateInTheChosenLanguage)
     auto *message = widget.findChild<QLabel *>(u"recorderMessage"_s);
     auto *error = widget.findChild<QLabel *>(u"shortcutError"_s);
     ASSERT_TRUE(title && button && message && error);
-    EXPECT_EQ(title->text(), u"⌃⇧⌘2"_s);
+    EXPECT_EQ(title->text(), u"Ctrl+Shift+Super+2"_s);
     EXPECT_EQ(button->text(), u"Record Shortcut"_s);
     EXPECT_FALSE(message->isVisible());
 
     button->click();
     EXPECT_EQ(button->text(), u"Cancel Recording"_s);
     EXPECT_TRUE(message->isVisible());
-    EXPECT_EQ(message->text(), u"Press a shortcut with Ctrl (⌃), Alt (⌥) or Super (⌘); Esc cancels"_s);
+    EXPECT_EQ(message->text(), u"Press a shortcut with Ctrl, Alt or Super; Esc cancels"_s);
 
     send(kWith(command | shift));
-    EXPECT_EQ(title->text(), u"⇧⌘K"_s);
+    EXPECT_EQ(title->text(), u"Shift+Super+K"_s);
     EXPECT_EQ(button->text(), u"Record Shortcut"_s);
 
     m_preferences->setShortcutError(u"快捷键已被占用，请重新录制。"_s);

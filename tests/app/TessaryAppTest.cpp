@@ -69,7 +69,7 @@ TEST_F(TessaryAppTest, StatusMenuHasItsRowsInOrderWithInformationRowsDisabled)
     const QString zh = u"zh-Hans"_s;
     EXPECT_EQ(titles(menu),
               (QStringList{translated(zh, u"选区识字并复制"_s), translated(zh, u"选区识字并 AI 润色"_s),
-                           translated(zh, u"就绪"_s), translated(zh, u"快捷键：%@"_s).replace(u"%@"_s, u"⌃⇧⌘2"_s),
+                           translated(zh, u"就绪"_s), translated(zh, u"快捷键：%@"_s).replace(u"%@"_s, u"Ctrl+Shift+Super+2"_s),
                            u"-"_s, translated(zh, u"设置…"_s), translated(zh, u"检查更新…"_s),
                            translated(zh, u"打开屏幕录制权限设置…"_s), translated(zh, u"退出 Tessary"_s)}));
     const QList<QAction *> rows = menu->actions();

@@ -126,7 +126,7 @@ TEST_F(TrayApplicationTest, TrayMenuSpeaksTheChosenLanguageAndQuitEndsTheApplica
             EXPECT_EQ(row.value(u"enabled"_s).toBool(), i != 2 && i != 3) << i;
         }
         EXPECT_EQ(rows[4].toObject().value(u"type"_s).toString(), u"separator"_s);
-        EXPECT_TRUE(rows[3].toObject().value(u"label"_s).toString().endsWith(u"⌃⇧⌘2"_s));
+        EXPECT_TRUE(rows[3].toObject().value(u"label"_s).toString().endsWith(u"Ctrl+Shift+Super+2"_s));
         // The status line is also the tooltip.
         EXPECT_EQ(item.value(u"tooltip"_s).toArray().at(2).toString(), translated(language, u"就绪"_s));
 
