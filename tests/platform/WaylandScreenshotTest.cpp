@@ -148,6 +148,8 @@ TEST_F(WaylandScreenshotTest, RequestingAccessAgainForgetsTheStoredAnswer)
     const QDBusMessage stored = QDBusConnection::sessionBus().call(set, QDBus::Block, 30000);
     ASSERT_EQ(stored.type(), QDBusMessage::ReplyMessage) << stored.errorMessage().toStdString();
     ASSERT_EQ(storedScreenshotPermission(), QStringList{u"no"_s});
+    EXPECT_EQ(screenCapturePermission(SessionType::Wayland), ScreenCapturePermission::Denied);
+    EXPECT_EQ(screenCapturePermission(SessionType::X11), ScreenCapturePermission::NotNeeded);
 
     // X11 has no such permission: nothing to forget.
     resetScreenCapturePermission(SessionType::X11);
@@ -156,6 +158,7 @@ TEST_F(WaylandScreenshotTest, RequestingAccessAgainForgetsTheStoredAnswer)
 
     resetScreenCapturePermission(SessionType::Wayland);
     EXPECT_TRUE(QTest::qWaitFor([] { return !storedScreenshotPermission().has_value(); }, 10000));
+    EXPECT_EQ(screenCapturePermission(SessionType::Wayland), ScreenCapturePermission::Ask);
 }
 
 } // namespace
