@@ -175,11 +175,13 @@ void TessarySettingsWindow::build()
     m_tabs->addTab(m_aiPane, QString());
     m_tabs->addTab(new AppearancePane(m_preferences, m_appearance, *m_texts), QString());
     m_tabs->addTab(new UpdatesPane(m_preferences, *m_texts, m_updater.data()), QString());
+    for (int i = 0; i < tabs.size(); ++i) {
+        // Drawn in the text colour of the moment: a switch between light and dark recolours them at once.
+        m_tabs->setTabIcon(i, symbolIcon(tabs[i].symbol));
+    }
     m_texts->bind([this] {
-        const QColor symbolColor = m_tabs->palette().color(QPalette::WindowText);
         for (int i = 0; i < tabs.size(); ++i) {
             m_tabs->setTabText(i, m_texts->text(tabs[i].titleKey));
-            m_tabs->setTabIcon(i, symbolIcon(tabs[i].symbol, symbolColor));
         }
     });
     m_tabs->setCurrentIndex(m_selectedTab);
