@@ -6,6 +6,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QJsonValue>
+#include <QStringList>
 
 #include "app/JsonText.h"
 #include "app/KeyTables.h"
@@ -38,13 +39,16 @@ CapturedShortcut CapturedShortcut::defaultShortcut()
 
 QString CapturedShortcut::title() const
 {
-    QString result;
+    QStringList parts;
     for (const ModifierRow &row : KeyTables::modifiers()) {
         if (modifiers & row.carbonBit) {
-            result += QString::fromUtf16(row.symbol);
+            parts.append(QString::fromUtf16(row.name));
         }
     }
-    return result + label;
+    // The stored label stays as recorded (a Mac writes "↩" for Return); keys without characters go by their name.
+    const char16_t *name = KeyTables::keyName(keyCode);
+    parts.append(name != nullptr ? QString::fromUtf16(name) : label);
+    return parts.join(u'+');
 }
 
 QByteArray CapturedShortcut::encodedJson() const

@@ -30,10 +30,14 @@ struct CapturedShortcut
     quint32 modifiers = Control | Shift | Command;
     QString label = QStringLiteral("2");
 
-    /** ⌃⇧⌘2: key code 19 (the 2 of the main keyboard), modifiers 0x1300. */
+    /** Ctrl+Shift+Super+2: key code 19 (the 2 of the main keyboard), modifiers 0x1300. */
     static CapturedShortcut defaultShortcut();
 
-    /** The display form: ⌃ ⌥ ⇧ ⌘ for the modifiers present, in that order, then the label ("⇧⌘K"). */
+    /**
+     * The display form, as Linux desktops write shortcuts: Ctrl, Alt, Shift, Super for the modifiers present, in that
+     * order, then the key, joined with "+" ("Shift+Super+K"). The key is its label, or its name for keys without
+     * characters ("Ctrl+Alt+F1", "Super+Return"). The same in every interface language.
+     */
     QString title() const;
 
     /**

@@ -106,10 +106,10 @@ constexpr std::array keyRows = std::to_array<KeyRow>({
 });
 
 constexpr std::array modifierRows = std::to_array<ModifierRow>({
-    {0x1000, 0x04, Qt::ControlModifier, "CTRL", u"⌃"},
-    {0x0800, 0x08, Qt::AltModifier, "ALT", u"⌥"},
-    {0x0200, 0x01, Qt::ShiftModifier, "SHIFT", u"⇧"},
-    {0x0100, 0x40, Qt::MetaModifier, "LOGO", u"⌘"},
+    {0x1000, 0x04, Qt::ControlModifier, "CTRL", u"Ctrl"},
+    {0x0800, 0x08, Qt::AltModifier, "ALT", u"Alt"},
+    {0x0200, 0x01, Qt::ShiftModifier, "SHIFT", u"Shift"},
+    {0x0100, 0x40, Qt::MetaModifier, "LOGO", u"Super"},
 });
 
 struct NamedKey
@@ -133,6 +133,23 @@ constexpr std::array namedKeys = std::to_array<NamedKey>({
     {"End", Qt::Key_End},
     {"Prior", Qt::Key_PageUp},
     {"Next", Qt::Key_PageDown},
+});
+
+struct KeyName
+{
+    const char *keysym;
+    const char16_t *name;
+};
+
+// Names of keys whose label is not what a Linux desktop writes in a shortcut; function keys go by their keysym.
+constexpr std::array keyNames = std::to_array<KeyName>({
+    {"space", u"Space"},   {"Return", u"Return"},  {"Tab", u"Tab"},   {"BackSpace", u"Backspace"},
+    {"Escape", u"Esc"},    {"Delete", u"Delete"},  {"Left", u"Left"}, {"Right", u"Right"},
+    {"Down", u"Down"},     {"Up", u"Up"},          {"Home", u"Home"}, {"End", u"End"},
+    {"Prior", u"Page Up"}, {"Next", u"Page Down"}, {"F1", u"F1"},     {"F2", u"F2"},
+    {"F3", u"F3"},         {"F4", u"F4"},          {"F5", u"F5"},     {"F6", u"F6"},
+    {"F7", u"F7"},         {"F8", u"F8"},          {"F9", u"F9"},     {"F10", u"F10"},
+    {"F11", u"F11"},       {"F12", u"F12"},
 });
 
 } // namespace
@@ -215,6 +232,17 @@ int qtKey(const KeyRow &row)
     }
     // Punctuation: the label is the ASCII character, which is also Qt's key code.
     return row.label ? static_cast<int>(row.label[0]) : 0;
+}
+
+const char16_t *keyName(quint32 carbonCode)
+{
+    const KeyRow *row = byCarbonCode(carbonCode);
+    if (row == nullptr) {
+        return nullptr;
+    }
+    const auto named =
+        std::ranges::find_if(keyNames, [row](const KeyName &key) { return std::strcmp(key.keysym, row->keysym) == 0; });
+    return named != keyNames.end() ? named->name : nullptr;
 }
 
 std::optional<HotKeyCombination> hotKeyCombination(quint32 carbonCode, quint32 carbonModifiers)

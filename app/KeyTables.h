@@ -25,7 +25,7 @@ struct KeyRow
     const char16_t *label;
 };
 
-/** One modifier in the four schemes, in the order shortcut titles list them: ⌃ ⌥ ⇧ ⌘. */
+/** One modifier in the four schemes, in the order shortcut titles list them: Ctrl, Alt, Shift, Super. */
 struct ModifierRow
 {
     /** The Mac's classic event-modifier bit as stored in a shortcut. */
@@ -35,8 +35,8 @@ struct ModifierRow
     Qt::KeyboardModifier qtModifier;
     /** The trigger token of the desktop portal's GlobalShortcuts interface. */
     const char *portalToken;
-    /** The symbol in shortcut titles. */
-    const char16_t *symbol;
+    /** The key's name in shortcut titles, as Linux desktops write it ("Ctrl", "Super"). */
+    const char16_t *name;
 };
 
 /**
@@ -66,6 +66,12 @@ quint16 x11Modifiers(quint32 carbonModifiers);
 /** The Qt key of a row (Qt::Key_K, Qt::Key_F1, Qt::Key_1 for keypad 1); isKeypad tells the keypad keys apart. */
 int qtKey(const KeyRow &row);
 bool isKeypad(const KeyRow &row);
+
+/**
+ * The name of a stored key in shortcut titles: the name Linux desktops give keys without characters ("F1",
+ * "Page Up", "Return"), or nothing when the key is written by its label.
+ */
+const char16_t *keyName(quint32 carbonCode);
 
 /** A stored shortcut in the terms of the global shortcut backends; nothing for a key the tables do not know. */
 std::optional<HotKeyCombination> hotKeyCombination(quint32 carbonCode, quint32 carbonModifiers);

@@ -6,6 +6,7 @@
 
 #include "app/CapturedShortcut.h"
 #include "app/KeyTables.h"
+#include "app/ReservedShortcuts.h"
 #include "app/TessaryPreferences.h"
 #include "app/localization/TessaryLocalized.h"
 
@@ -17,6 +18,11 @@ namespace {
 
 constexpr quint32 qualifyingModifiers =
     CapturedShortcut::Command | CapturedShortcut::Control | CapturedShortcut::Option;
+
+bool isSuperKey(int key)
+{
+    return key == Qt::Key_Meta || key == Qt::Key_Super_L || key == Qt::Key_Super_R;
+}
 
 bool isModifierKey(int key)
 {
@@ -99,16 +105,29 @@ void ShortcutRecorder::stop()
 
 bool ShortcutRecorder::eventFilter(QObject *, QEvent *event)
 {
-    if (event->type() != QEvent::ShortcutOverride && event->type() != QEvent::KeyPress) {
+    const QEvent::Type type = event->type();
+    if (type != QEvent::ShortcutOverride && type != QEvent::KeyPress && type != QEvent::KeyRelease) {
         return false;
     }
     if (!m_recording || !m_preferences) {
         return false;
     }
     const auto *key = static_cast<QKeyEvent *>(event);
-    if (isModifierKey(key->key())) {
+    if (type == QEvent::KeyRelease) {
+        // Super pressed and let go with nothing else is the desktop's key for its overview.
+        if (isSuperKey(key->key()) && m_superAlone && !key->isAutoRepeat()) {
+            setMessage(tessaryLocalized(ReservedShortcuts::superAloneReason(), m_preferences->language()));
+        }
+        m_superAlone = false;
         return false;
     }
+    if (isModifierKey(key->key())) {
+        if (type == QEvent::KeyPress && !key->isAutoRepeat()) {
+            m_superAlone = isSuperKey(key->key());
+        }
+        return false;
+    }
+    m_superAlone = false;
     if (event->type() == QEvent::ShortcutOverride) {
         // Claim the key, so that the press comes to us instead of triggering an action.
         event->accept();
@@ -126,6 +145,11 @@ void ShortcutRecorder::handleKeyPress(const QKeyEvent &event)
         return;
     }
     const quint32 modifiers = KeyTables::carbonModifiers(event.modifiers());
+    if (event.key() == Qt::Key_Print || event.key() == Qt::Key_SysReq) {
+        // Print has no row in the key table; key code 0 (A) only carries the label into the title.
+        refuse(ReservedShortcuts::printKeyReason(), {.keyCode = 0, .modifiers = modifiers, .label = u"Print"_s});
+        return;
+    }
     if ((modifiers & qualifyingModifiers) == 0) {
         setMessage(u"请包含 ⌘、⌃ 或 ⌥，避免覆盖普通输入"_s);
         return;
@@ -138,8 +162,19 @@ void ShortcutRecorder::handleKeyPress(const QKeyEvent &event)
     const QString label =
         row->label ? QString::fromUtf16(row->label)
                    : tessaryFormat(tessaryLocalized(u"按键 %d"_s, m_preferences->language()), row->carbonCode);
-    m_preferences->setShortcut({.keyCode = row->carbonCode, .modifiers = modifiers, .label = label});
+    const CapturedShortcut shortcut{.keyCode = row->carbonCode, .modifiers = modifiers, .label = label};
+    if (const std::optional<QString> reason = ReservedShortcuts::reason(shortcut.keyCode, shortcut.modifiers)) {
+        refuse(*reason, shortcut);
+        return;
+    }
+    m_preferences->setShortcut(shortcut);
     stop();
+}
+
+void ShortcutRecorder::refuse(const QString &reasonKey, const CapturedShortcut &shortcut)
+{
+    // The message names the shortcut, so it is formatted now, in the language of the moment.
+    setMessage(tessaryFormat(tessaryLocalized(reasonKey, m_preferences->language()), shortcut.title()));
 }
 
 void ShortcutRecorder::setRecording(bool recording)

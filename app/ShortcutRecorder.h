@@ -10,6 +10,7 @@ class QKeyEvent;
 namespace Tessary {
 
 class TessaryPreferences;
+struct CapturedShortcut;
 
 /**
  * Records the global capture shortcut from one key press. While recording it watches every key press delivered to
@@ -17,8 +18,10 @@ class TessaryPreferences;
  * that Qt's own shortcuts do not take Ctrl+letter first):
  *
  *  - Escape ends the recording and keeps the shortcut, whatever modifiers are held;
- *  - a press without Ctrl, Alt or Super (⌃, ⌥, ⌘) is refused with a complaint in message and recording goes on;
+ *  - a press without Ctrl, Alt or Super is refused with a complaint in message and recording goes on;
  *  - a press of a key the key table does not know is ignored and recording goes on;
+ *  - a shortcut that applications or the desktop already use (Ctrl+C, Alt+Tab, Print, Super on its own…) is
+ *    refused with a sentence saying why, and recording goes on;
  *  - any other press becomes the preferences' shortcut (Carbon key code from the key's evdev scan code, modifiers,
  *    the table's label or "按键 %d" with the key code for keys without characters) and ends the recording.
  * Presses of modifier keys alone are left alone, as the chord is still being built.
@@ -52,10 +55,12 @@ protected:
 
 private:
     void handleKeyPress(const QKeyEvent &event);
+    void refuse(const QString &reasonKey, const CapturedShortcut &shortcut);
     void setRecording(bool recording);
     void setMessage(const QString &message);
 
     bool m_recording = false;
+    bool m_superAlone = false;
     QString m_message;
     QPointer<TessaryPreferences> m_preferences;
     bool m_monitorInstalled = false;

@@ -1,7 +1,9 @@
 #include "app/SymbolIcon.h"
 
+#include <QGuiApplication>
 #include <QIconEngine>
 #include <QPainter>
+#include <QPalette>
 #include <QSvgRenderer>
 
 using namespace Qt::StringLiterals;
@@ -21,7 +23,8 @@ public:
 
     void paint(QPainter *painter, const QRect &rect, QIcon::Mode mode, QIcon::State) override
     {
-        QColor color = m_color;
+        // No colour of its own: the palette's text colour of this moment.
+        QColor color = m_color.isValid() ? m_color : QGuiApplication::palette().color(QPalette::WindowText);
         if (mode == QIcon::Disabled) {
             color.setAlphaF(0.4f);
         }
@@ -67,6 +70,11 @@ QImage symbolImage(const QString &name, const QColor &color, const QSize &size)
 QIcon symbolIcon(const QString &name, const QColor &color)
 {
     return QIcon(new SymbolIconEngine(name, color));
+}
+
+QIcon symbolIcon(const QString &name)
+{
+    return QIcon(new SymbolIconEngine(name, QColor()));
 }
 
 } // namespace Tessary

@@ -12,6 +12,12 @@ namespace Tessary {
  */
 QIcon symbolIcon(const QString &name, const QColor &color);
 
+/**
+ * The symbol in the application palette's text colour at the moment it is drawn, so that it follows a change of
+ * colour scheme without being set again (tab icons, which are drawn anew on every paint).
+ */
+QIcon symbolIcon(const QString &name);
+
 /** The same symbol as an image of the given size in device pixels. */
 QImage symbolImage(const QString &name, const QColor &color, const QSize &size);
 

@@ -14,6 +14,7 @@
 #include "app/AICommandLine.h"
 #include "app/CommandLineOutput.h"
 #include "app/KeyTables.h"
+#include "app/LaunchOptions.h"
 #include "app/OcrCommandLine.h"
 #include "app/TessaryIcon.h"
 #include "app/TessaryPreferences.h"
@@ -47,6 +48,9 @@ constexpr auto accentPaletteKey = "tessary.accentPalette";
 
 int TessaryApp::main(int &argc, char **argv, const QStringList &arguments)
 {
+    if (const std::optional<int> status = LaunchOptions::runIfRequested(arguments)) {
+        return *status;
+    }
     if (const std::optional<int> status = AICommandLine::runIfRequested(argc, argv, arguments)) {
         return *status;
     }
@@ -73,11 +77,10 @@ int TessaryApp::main(int &argc, char **argv, const QStringList &arguments)
     QApplication::setQuitOnLastWindowClosed(false);
 
     // A second launch is how a user reaches an application without a visible tray icon: the running instance
-    // shows its settings window (or starts a capture for "--capture") and this process ends. The updater's
-    // relaunch asks for a new instance explicitly.
+    // does what the launch options ask (shows its settings window when there are none) and this process ends. The
+    // updater's relaunch asks for a new instance explicitly.
     if (qEnvironmentVariable("TESSARY_NEW_INSTANCE") != u"1") {
-        const QByteArray request = arguments.contains(u"--capture"_s) ? "capture" : "reopen";
-        if (SingleInstance::sendToRunningInstance(request)) {
+        if (SingleInstance::sendToRunningInstance(LaunchOptions::instanceRequest(arguments))) {
             return 0;
         }
     }
@@ -192,11 +195,8 @@ void TessaryApp::applicationDidFinishLaunching()
     updater().startAutomaticChecks();
 
     // 17.
-    for (const QString &argument : std::as_const(m_arguments)) {
-        if (argument.startsWith(u"--open-settings"_s)) {
-            m_settingsWindow->show();
-            break;
-        }
+    if (LaunchOptions::opensSettings(m_arguments)) {
+        m_settingsWindow->show();
     }
     // Without a tray the user would be left with an invisible process: show the settings once per run.
     if (!m_trayAvailable && !m_settingsWindow->isVisible()) {
@@ -232,10 +232,20 @@ bool TessaryApp::applicationShouldHandleReopen()
 
 void TessaryApp::handleInstanceMessage(const QByteArray &message)
 {
-    if (message == "capture") {
-        beginCapture(false);
-    } else {
+    // The options of the later launch, as they would have acted at this instance's own launch.
+    const QStringList options = LaunchOptions::requestedOptions(message);
+    if (options.isEmpty()) {
         applicationShouldHandleReopen();
+        return;
+    }
+    if (LaunchOptions::opensSettings(options) && m_settingsWindow) {
+        m_settingsWindow->show(LaunchOptions::settingsTab(options));
+    }
+    if (options.contains(u"--preview-toast"_s)) {
+        m_toast->showCopied(24, false);
+    }
+    if (options.contains(u"--capture"_s)) {
+        beginCapture(false);
     }
 }
 
@@ -279,6 +289,9 @@ void TessaryApp::quit()
 void TessaryApp::applyVisibility()
 {
     const bool hidden = m_preferences->hideMenuBarIcon();
+    if (!hidden && m_trayAvailable && m_statusItem == nullptr && m_statusMenu != nullptr) {
+        createStatusIcon();
+    }
     if (m_statusItem != nullptr) {
         m_statusItem->setVisible(!hidden && m_trayAvailable);
     }
@@ -295,9 +308,6 @@ void TessaryApp::installHotKey()
     if (m_activeShortcut && *m_activeShortcut == wanted) {
         return;
     }
-    if (m_shortcutItem != nullptr) {
-        m_shortcutItem->setText(tessaryFormat(localized(u"快捷键：%@"_s), m_preferences->shortcutTitle()));
-    }
     if (m_hotKey == nullptr) {
         m_hotKey = createHotKeyBackend(detectSessionType());
         connect(
@@ -312,16 +322,34 @@ void TessaryApp::installHotKey()
     if (registerHotKey(wanted)) {
         m_activeShortcut = wanted;
         m_preferences->setShortcutError(QString());
+        showShortcut();
         return;
     }
-    m_preferences->setShortcutError(u"快捷键已被占用，请重新录制。"_s);
+    // A desktop without any global shortcut service refuses every key: the settings say so and show the command to
+    // bind instead, and no other key would do better.
+    m_preferences->setShortcutError(m_hotKey->canRegister() ? u"快捷键已被占用，请重新录制。"_s : QString());
     if (m_activeShortcut) {
         // Keep the shortcut that worked; putting it back into the preferences runs installHotKey() again, which
         // stops at once because it is the active one.
         registerHotKey(*m_activeShortcut);
         m_preferences->setShortcut(*m_activeShortcut);
-    } else if (m_statusItem != nullptr) {
-        m_statusItem->setToolTip(u"Tessary 快捷键注册失败，可从菜单启动"_s);
+    } else {
+        setStatusToolTip(u"Tessary 快捷键注册失败，可从菜单启动"_s);
+    }
+    showShortcut();
+}
+
+QString TessaryApp::shortcutLine() const
+{
+    // The shortcut in force, which is not the preference while a refused one is being put back, or none at all.
+    const QString title = m_activeShortcut ? m_activeShortcut->title() : localized(u"未启用"_s);
+    return tessaryFormat(localized(u"快捷键：%@"_s), title);
+}
+
+void TessaryApp::showShortcut()
+{
+    if (m_shortcutItem != nullptr) {
+        m_shortcutItem->setText(shortcutLine());
     }
 }
 
@@ -341,9 +369,8 @@ void TessaryApp::hotKeyRefused()
     m_hotKeyRegistered = false;
     m_activeShortcut.reset();
     m_preferences->setShortcutError(u"快捷键已被占用，请重新录制。"_s);
-    if (m_statusItem != nullptr) {
-        m_statusItem->setToolTip(u"Tessary 快捷键注册失败，可从菜单启动"_s);
-    }
+    setStatusToolTip(u"Tessary 快捷键注册失败，可从菜单启动"_s);
+    showShortcut();
 }
 
 void TessaryApp::applyApplicationIcon()
@@ -354,16 +381,7 @@ void TessaryApp::applyApplicationIcon()
 
 int TessaryApp::initialSettingsTab() const
 {
-    if (m_arguments.contains(u"--open-settings-ai"_s)) {
-        return 1;
-    }
-    if (m_arguments.contains(u"--open-settings-appearance"_s)) {
-        return 2;
-    }
-    if (m_arguments.contains(u"--open-settings-updates"_s)) {
-        return 3;
-    }
-    return 0;
+    return LaunchOptions::settingsTab(m_arguments);
 }
 
 TessaryPreferences &TessaryApp::preferences() const
@@ -405,6 +423,11 @@ QString TessaryApp::currentStatus() const
 QSystemTrayIcon *TessaryApp::statusItem() const
 {
     return m_statusItem;
+}
+
+QString TessaryApp::statusToolTip() const
+{
+    return m_toolTip;
 }
 
 QMenu *TessaryApp::statusMenu() const

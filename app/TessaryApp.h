@@ -30,6 +30,7 @@ class TessaryCloudSettings;
 class TessaryPreferences;
 class TessarySettingsWindow;
 class TessaryToast;
+class TrayHostWatcher;
 class UserDefaults;
 
 /**
@@ -58,7 +59,7 @@ public:
     void applicationWillTerminate();
     /** A second launch of the application: shows the settings window on its current pane. */
     bool applicationShouldHandleReopen();
-    /** A request forwarded by a later launch: "reopen" or "capture". */
+    /** A request forwarded by a later launch (LaunchOptions::instanceRequest): its options act here, as at launch. */
     void handleInstanceMessage(const QByteArray &message);
 
     // Menu actions.
@@ -91,12 +92,17 @@ public:
     NativeUpdater &updater();
     TessarySettingsWindow *settingsWindow() const;
     QString currentStatus() const;
+    /** The tray icon; none until a tray host has appeared (and none while the icon was never shown). */
     QSystemTrayIcon *statusItem() const;
+    /** The tray icon's tooltip, kept while there is no icon to carry it. */
+    QString statusToolTip() const;
     QMenu *statusMenu() const;
     QMenuBar *applicationMenu() const;
 
 private:
     void createStatusItem();
+    void createStatusIcon();
+    void setStatusToolTip(const QString &text);
     void recognizeCapture(const QString &path);
     void captureFailed(const QString &toolError);
     void finishRecognition(const Result<QString, RecognitionError> &outcome);
@@ -117,6 +123,9 @@ private:
     void installHotKey();
     bool registerHotKey(const CapturedShortcut &shortcut);
     void hotKeyRefused();
+    /** "Shortcut: …" with the shortcut in force, for the tray menu. */
+    QString shortcutLine() const;
+    void showShortcut();
 
     QStringList m_arguments;
     UserDefaults &m_defaults;
@@ -140,6 +149,8 @@ private:
     QTimer *m_engineRelease = nullptr;
     bool m_enginesReleased = false;
     bool m_trayAvailable = false;
+    TrayHostWatcher *m_trayHosts = nullptr;
+    QString m_toolTip;
 
     QNetworkAccessManager *m_session = nullptr;
     std::unique_ptr<Clipboard> m_clipboard;

@@ -14,6 +14,9 @@
 #include "app/settings/TessarySettingsWindow.h"
 #include "appearance/NativeAppAppearance.h"
 #include "appearance/NativeEditingMenu.h"
+#include "platform/capture/ScreenCapturePermission.h"
+#include "platform/session/PlatformSession.h"
+#include "platform/tray/TrayHostWatcher.h"
 
 using namespace Qt::StringLiterals;
 
@@ -54,12 +57,18 @@ QAction *addAction(QMenu *menu, const QString &title, const QString &role, Tessa
 
 void TessaryApp::createStatusItem()
 {
-    m_trayAvailable = QSystemTrayIcon::isSystemTrayAvailable();
-    m_statusItem = new QSystemTrayIcon(TessaryIcon::statusIcon(m_appearance->selection()), this);
-    m_statusItem->setToolTip(u"Tessary"_s);
-    // The glyph follows the accent palette, like the application icon.
-    connect(m_appearance.get(), &NativeAppAppearance::selectionChanged, m_statusItem,
-            [this](NativeAccentPalette palette) { m_statusItem->setIcon(TessaryIcon::statusIcon(palette)); });
+    m_toolTip = u"Tessary"_s;
+    // The tray icon itself waits for a tray host (applyVisibility()); it comes and goes with the desktop's panel.
+    m_trayHosts = new TrayHostWatcher(this);
+    m_trayAvailable = m_trayHosts->isAvailable();
+    connect(m_trayHosts, &TrayHostWatcher::availabilityChanged, this, [this](bool available) {
+        m_trayAvailable = available;
+        if (m_statusItem != nullptr) {
+            // Shown again, the icon docks in the new host; hidden, it is ready for the next one.
+            m_statusItem->hide();
+        }
+        applyVisibility();
+    });
 
     // The menu object is never replaced: tray hosts keep its path; only the titles change.
     m_statusMenu = new QMenu;
@@ -70,14 +79,28 @@ void TessaryApp::createStatusItem()
                              &TessaryApp::startPolishedCapture);
     m_messageItem = m_statusMenu->addAction(u"就绪"_s);
     m_messageItem->setEnabled(false);
-    m_shortcutItem = m_statusMenu->addAction(u"快捷键："_s + m_preferences->shortcutTitle());
+    m_shortcutItem = m_statusMenu->addAction(shortcutLine());
     m_shortcutItem->setEnabled(false);
     m_statusMenu->addSeparator();
     addAction(m_statusMenu, settingsTitle, u"openSettings"_s, this, &TessaryApp::openSettings,
               QKeySequence::Preferences);
     addAction(m_statusMenu, checkUpdatesTitle, u"checkUpdates"_s, this, &TessaryApp::checkUpdates);
-    addAction(m_statusMenu, captureSettingsTitle, u"openCaptureSettings"_s, this, &TessaryApp::openCaptureSettings);
+    QAction *captureSettings =
+        addAction(m_statusMenu, captureSettingsTitle, u"openCaptureSettings"_s, this, &TessaryApp::openCaptureSettings);
+    // Only Wayland desktops keep a capture permission that can be reset; on X11 there is nothing to grant.
+    captureSettings->setVisible(screenCapturePermissionApplies(detectSessionType()));
     addAction(m_statusMenu, quitTitle, u"quit"_s, this, &TessaryApp::quit, QKeySequence::Quit);
+}
+
+void TessaryApp::createStatusIcon()
+{
+    // Qt's tray support settles on StatusNotifierItem or XEmbed when the first tray icon is created, and keeps to
+    // it: created once a host is there, the icon speaks that host's protocol.
+    m_statusItem = new QSystemTrayIcon(TessaryIcon::statusIcon(m_appearance->selection()), this);
+    m_statusItem->setToolTip(m_toolTip);
+    // The glyph follows the accent palette, like the application icon.
+    connect(m_appearance.get(), &NativeAppAppearance::selectionChanged, m_statusItem,
+            [this](NativeAccentPalette palette) { m_statusItem->setIcon(TessaryIcon::statusIcon(palette)); });
     m_statusItem->setContextMenu(m_statusMenu);
     // A left click on the icon opens the same menu, as a menu-bar item does.
     connect(m_statusItem, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason reason) {
@@ -101,13 +124,13 @@ void TessaryApp::installApplicationMenu()
 
 void TessaryApp::localizeMenus()
 {
-    if (m_statusItem == nullptr) {
+    if (m_statusMenu == nullptr) {
         return;
     }
     showStatus(m_currentStatus);
     m_captureItem->setText(localized(u"选区识字并复制"_s));
     m_polishItem->setText(localized(u"选区识字并 AI 润色"_s));
-    m_shortcutItem->setText(tessaryFormat(localized(u"快捷键：%@"_s), m_preferences->shortcutTitle()));
+    showShortcut();
     const QList<std::pair<QString, QString>> titled{
         {u"openSettings"_s, settingsTitle},
         {u"checkUpdates"_s, checkUpdatesTitle},
@@ -139,11 +162,17 @@ void TessaryApp::showStatus(const QString &key)
 {
     m_currentStatus = key;
     const QString text = localized(key);
-    if (m_statusItem != nullptr) {
-        m_statusItem->setToolTip(text);
-    }
+    setStatusToolTip(text);
     if (m_messageItem != nullptr) {
         m_messageItem->setText(text);
+    }
+}
+
+void TessaryApp::setStatusToolTip(const QString &text)
+{
+    m_toolTip = text;
+    if (m_statusItem != nullptr) {
+        m_statusItem->setToolTip(text);
     }
 }
 

@@ -11,8 +11,6 @@
 #include <QPainterPath>
 #include <QPixmap>
 
-#include "app/SymbolIcon.h"
-
 using namespace Qt::StringLiterals;
 
 namespace Tessary::TessaryIcon {
@@ -214,15 +212,14 @@ QIcon image(NativeAccentPalette palette)
 
 QColor statusIconColor(NativeAccentPalette palette)
 {
-    // The palette colours are mid-tones made for light window backgrounds; on a panel they would sink into the dark.
-    // Lifting the lightness keeps the hue, so each palette stays recognisable in the tray.
-    const QColor accent = palette.color().toHsl();
-    return QColor::fromHslF(accent.hslHueF(), accent.hslSaturationF(), std::max(accent.lightnessF(), 0.8f));
+    return palette.color();
 }
 
 QIcon statusIcon(NativeAccentPalette palette)
 {
-    return symbolIcon(u"text.viewfinder"_s, statusIconColor(palette));
+    // The application icon: a tile of the palette's mid-tone with a white glyph stands out from light and dark
+    // panels alike, where a glyph of one colour sinks into one of them.
+    return image(palette);
 }
 
 } // namespace Tessary::TessaryIcon

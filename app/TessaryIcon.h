@@ -27,12 +27,12 @@ QImage render(NativeAccentPalette palette, int pixelSize);
 void paint(QPainter &painter, const QRectF &rect, NativeAccentPalette palette);
 
 /**
- * The tray's glyph in a palette: the viewfinder symbol in one colour, a light tint of the palette's colour, so that
- * it reads on the dark panels most desktops give their trays and still follows the user's accent.
+ * The tray's icon in a palette: the application icon, the white viewfinder on a tile of the palette's colour, which
+ * reads on light and dark panels alike and follows the user's accent.
  */
 QIcon statusIcon(NativeAccentPalette palette);
 
-/** The colour of the tray's glyph in a palette. */
+/** The colour of the tray icon's tile in a palette. */
 QColor statusIconColor(NativeAccentPalette palette);
 
 } // namespace TessaryIcon

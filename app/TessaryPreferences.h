@@ -70,7 +70,7 @@ public:
     QString keyError() const;
     CapturedShortcut shortcut() const;
     void setShortcut(const CapturedShortcut &value);
-    /** The shortcut's display form, "⌃⇧⌘2". */
+    /** The shortcut's display form, "Ctrl+Shift+Super+2". */
     QString shortcutTitle() const;
     QString shortcutError() const;
     void setShortcutError(const QString &value);

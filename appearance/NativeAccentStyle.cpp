@@ -74,6 +74,28 @@ void drawRadioIndicator(QPainter *painter, const QStyleOption *option)
     painter->drawEllipse(box.center(), dot / 2, dot / 2);
 }
 
+// An unchecked box or circle: the field's colour inside a border in the text colour, faint but visible on light
+// and dark windows alike (Fusion's border is a darker shade of the window, lost on a dark one).
+void drawEmptyIndicator(QPainter *painter, const QStyleOption *option, bool round)
+{
+    const QRectF box = indicatorRect(option->rect);
+    QColor border = option->palette.color(QPalette::WindowText);
+    const bool enabled = option->state.testFlag(QStyle::State_Enabled);
+    border.setAlphaF(enabled ? 0.45f : 0.2f);
+    QColor fill = option->palette.color(QPalette::Base);
+    if (option->state.testFlag(QStyle::State_Sunken)) {
+        fill = fill.lightness() > 128 ? fill.darker(108) : fill.lighter(130);
+    }
+    painter->setPen(QPen(border, 1));
+    painter->setBrush(fill);
+    if (round) {
+        painter->drawEllipse(box);
+    } else {
+        const qreal radius = qMax<qreal>(2, box.width() * 0.2);
+        painter->drawRoundedRect(box, radius, radius);
+    }
+}
+
 void drawCheckedButtonPanel(QPainter *painter, const QStyleOption *option)
 {
     const QRectF panel = QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5);
@@ -97,6 +119,16 @@ void NativeAccentStyle::drawPrimitive(PrimitiveElement element, const QStyleOpti
     // Only the checked state of a button is ours; NoChange concerns check boxes alone.
     const bool accented =
         checkable && isAccented(option) && (element == PE_IndicatorCheckBox || option->state.testFlag(State_On));
+    const bool emptyIndicator = !accented && option != nullptr &&
+                                (element == PE_IndicatorCheckBox || element == PE_IndicatorRadioButton) &&
+                                !option->state.testFlag(State_On) && !option->state.testFlag(State_NoChange);
+    if (emptyIndicator) {
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        drawEmptyIndicator(painter, option, element == PE_IndicatorRadioButton);
+        painter->restore();
+        return;
+    }
     if (!accented) {
         QProxyStyle::drawPrimitive(element, option, painter, widget);
         return;

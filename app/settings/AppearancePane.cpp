@@ -9,6 +9,7 @@
 #include <QVBoxLayout>
 
 #include "app/TessaryPreferences.h"
+#include "app/settings/SettingsSection.h"
 #include "app/settings/SettingsTexts.h"
 #include "appearance/NativeAppearancePicker.h"
 
@@ -20,6 +21,8 @@ namespace {
 
 const QStringList colorModeValues{u"system"_s, u"light"_s, u"dark"_s};
 const QStringList colorModeTitles{u"跟随系统"_s, u"浅色"_s, u"深色"_s};
+// Space on each side of a segment's title.
+constexpr int segmentPadding = 14;
 
 } // namespace
 
@@ -31,45 +34,40 @@ AppearancePane::AppearancePane(TessaryPreferences &preferences, NativeAppAppeara
 {
     auto *layout = new QVBoxLayout(this);
     layout->setSpacing(12);
-    auto *heading = new QLabel(this);
-    QFont headingFont = heading->font();
-    headingFont.setBold(true);
-    headingFont.setPointSizeF(headingFont.pointSizeF() * 1.25);
-    heading->setFont(headingFont);
-    texts.bind(heading, u"外观"_s);
-    layout->addWidget(heading);
+    // A titled section like those of the other panes, so that titles, frames and rows line up from pane to pane.
+    auto *section = new SettingsSection(texts, u"外观"_s, this);
+    layout->addWidget(section);
 
     // A segmented control: three buttons, one checked.
     auto *row = new QHBoxLayout;
-    auto *label = new QLabel(this);
+    auto *label = new QLabel(section);
     texts.bind(label, u"界面模式"_s);
     row->addWidget(label);
     auto *segments = new QHBoxLayout;
     segments->setSpacing(0);
     for (int i = 0; i < colorModeValues.size(); ++i) {
-        auto *button = new QPushButton(this);
+        auto *button = new QPushButton(section);
         button->setObjectName(u"colorMode-"_s + colorModeValues[i]);
         button->setCheckable(true);
         texts.bind(button, colorModeTitles[i]);
         m_colorModes->addButton(button, i);
         segments->addWidget(button);
     }
-    // Segments of one width, whatever the language makes of their titles (bound after the titles, so run after them).
+    // Segments of one width, whatever the language makes of their titles (bound after the titles, so run after them),
+    // with room beside the longest title: the style's own margin is a few pixels, and the segments touch.
     texts.bind([this] {
         int widest = 0;
         const QList<QAbstractButton *> buttons = m_colorModes->buttons();
         for (QAbstractButton *button : buttons) {
-            button->setMinimumWidth(0);
-            widest = std::max(widest, button->sizeHint().width());
+            widest = std::max(widest, button->fontMetrics().horizontalAdvance(button->text()));
         }
         for (QAbstractButton *button : buttons) {
-            button->setMinimumWidth(widest);
+            button->setFixedWidth(widest + 2 * segmentPadding);
         }
     });
     row->addLayout(segments);
     row->addStretch(1);
-    layout->addLayout(row);
-    layout->addSpacing(8);
+    section->addLayout(row);
 
     // The palette picker carries its texts in the three languages; it only needs to know which one is chosen.
     auto *picker = new NativeAppearancePicker(appearance, m_preferences.language(), this);

@@ -18,6 +18,7 @@
 #include "app/settings/SettingsTexts.h"
 #include "app/settings/StartAtLoginSwitch.h"
 #include "app/sync/TessaryCloudSettings.h"
+#include "platform/capture/ScreenCapturePermission.h"
 #include "platform/hotkey/HotKeyBackend.h"
 #include "platform/session/PlatformSession.h"
 
@@ -55,7 +56,10 @@ GeneralPane::GeneralPane(TessaryPreferences &preferences, SettingsTexts &texts, 
 {
     auto *layout = new QVBoxLayout(this);
     layout->setSpacing(12);
-    layout->addWidget(permissionSection());
+    // X11 lets every program read the screen: there is no permission to show or grant.
+    if (screenCapturePermissionApplies(detectSessionType())) {
+        layout->addWidget(permissionSection());
+    }
     layout->addWidget(accessSection());
     layout->addWidget(languageSection());
     layout->addWidget(shortcutSection());
@@ -90,17 +94,29 @@ QWidget *GeneralPane::permissionSection()
     buttons->addWidget(refresh);
     buttons->addStretch(1);
     section->addLayout(buttons);
-    // X11 has no capture permission, and on Wayland the desktop portal asks the user at each capture; the status
-    // is re-read all the same, so the pane stays right if that ever changes.
-    connect(open, &QPushButton::clicked, this, &GeneralPane::refreshPermission);
+    // The desktop portal remembers the user's answer; forgetting it brings the desktop's question back at the next
+    // capture, as the tray menu's item does.
+    connect(open, &QPushButton::clicked, this, [this] {
+        resetScreenCapturePermission(detectSessionType());
+        refreshPermission();
+    });
     connect(refresh, &QPushButton::clicked, this, &GeneralPane::refreshPermission);
     m_texts.bind([this] { refreshPermission(); });
     return section;
 }
 
+void GeneralPane::showEvent(QShowEvent *event)
+{
+    // The answer may have changed meanwhile: at a capture, or reset from the tray menu.
+    if (m_permissionText != nullptr) {
+        refreshPermission();
+    }
+    QWidget::showEvent(event);
+}
+
 void GeneralPane::refreshPermission()
 {
-    m_hasPermission = true;
+    m_hasPermission = screenCapturePermission(detectSessionType()) == ScreenCapturePermission::Granted;
     const int size = m_permissionText->fontMetrics().height();
     if (m_hasPermission) {
         m_permissionIcon->setPixmap(symbolIcon(u"checkmark.circle.fill"_s, QColor(0x34c759)).pixmap(size, size));

@@ -16,8 +16,8 @@ class TessaryCloudSettings;
 class TessaryPreferences;
 
 /**
- * The general pane: screen-capture permission, how the application is reached, language and configuration sync,
- * capture shortcut. Without a sync controller the sync rows are left out.
+ * The general pane: screen-capture permission (where the session has one), how the application is reached, language and
+ * configuration sync, capture shortcut. Without a sync controller the sync rows are left out.
  */
 class GeneralPane final : public QWidget
 {
@@ -27,6 +27,9 @@ public:
                 QWidget *parent = nullptr);
 
     ShortcutRecorderWidget *shortcutRow() const;
+
+protected:
+    void showEvent(QShowEvent *event) override;
 
 private:
     QWidget *permissionSection();

@@ -1,5 +1,7 @@
 #include "app/settings/TessarySettingsWindow.h"
 
+#include <algorithm>
+
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
@@ -30,7 +32,8 @@ namespace Tessary {
 
 namespace {
 
-// Tall enough for the general pane in English, the longest of the three languages, sync rows included.
+// Tall enough for the general pane in English, the longest of the three languages, sync rows included; a pane with
+// more rows (a Wayland session's permission and shortcut command) makes the window taller.
 constexpr QSize contentSize(620, 600);
 
 struct TabInfo
@@ -175,11 +178,13 @@ void TessarySettingsWindow::build()
     m_tabs->addTab(m_aiPane, QString());
     m_tabs->addTab(new AppearancePane(m_preferences, m_appearance, *m_texts), QString());
     m_tabs->addTab(new UpdatesPane(m_preferences, *m_texts, m_updater.data()), QString());
+    for (int i = 0; i < tabs.size(); ++i) {
+        // Drawn in the text colour of the moment: a switch between light and dark recolours them at once.
+        m_tabs->setTabIcon(i, symbolIcon(tabs[i].symbol));
+    }
     m_texts->bind([this] {
-        const QColor symbolColor = m_tabs->palette().color(QPalette::WindowText);
         for (int i = 0; i < tabs.size(); ++i) {
             m_tabs->setTabText(i, m_texts->text(tabs[i].titleKey));
-            m_tabs->setTabIcon(i, symbolIcon(tabs[i].symbol, symbolColor));
         }
     });
     m_tabs->setCurrentIndex(m_selectedTab);
@@ -213,7 +218,8 @@ void TessarySettingsWindow::build()
 
     localizeTitle();
     const int menuHeight = m_menuBar != nullptr ? m_menuBar->sizeHint().height() : 0;
-    m_window->setFixedSize(contentSize.width(), contentSize.height() + menuHeight);
+    const int contentHeight = std::max(contentSize.height(), central->sizeHint().height());
+    m_window->setFixedSize(contentSize.width(), contentHeight + menuHeight);
     if (const QScreen *screen = QGuiApplication::primaryScreen()) {
         m_window->move(screen->availableGeometry().center() - m_window->rect().center());
     }

@@ -106,7 +106,7 @@ bool HotKeyX11::registerShortcut(const HotKeyCombination &combination)
             if (xcb_generic_error_t *error = xcb_request_check(conn, cookie)) {
                 // BadAccess: another client has this key already.
                 free(error);
-                ungrab(grabs);
+                ungrab(grabs, combination.x11Keycode);
                 return false;
             }
             grabs.append({root, modifiers});
@@ -120,19 +120,19 @@ bool HotKeyX11::registerShortcut(const HotKeyCombination &combination)
 
 void HotKeyX11::unregisterShortcut()
 {
-    ungrab(m_grabs);
+    ungrab(m_grabs, m_combination.x11Keycode);
     m_grabs.clear();
     m_keyDown = false;
 }
 
-void HotKeyX11::ungrab(const QList<Grab> &grabs)
+void HotKeyX11::ungrab(const QList<Grab> &grabs, quint32 keycode)
 {
     xcb_connection_t *conn = connection();
-    if (conn == nullptr || grabs.isEmpty()) {
+    if (conn == nullptr || grabs.isEmpty() || keycode == 0) {
         return;
     }
     for (const Grab &grab : grabs) {
-        xcb_ungrab_key(conn, xcb_keycode_t(m_combination.x11Keycode), grab.root, grab.modifiers);
+        xcb_ungrab_key(conn, xcb_keycode_t(keycode), grab.root, grab.modifiers);
     }
     xcb_flush(conn);
 }

@@ -34,7 +34,8 @@ private:
     };
 
     quint16 numLockMask() const;
-    void ungrab(const QList<Grab> &grabs);
+    /** Releases grabs of keycode; never 0, which X11 reads as "any key". */
+    void ungrab(const QList<Grab> &grabs, quint32 keycode);
 
     HotKeyCombination m_combination;
     QList<Grab> m_grabs;

@@ -77,7 +77,7 @@ TEST_F(DesktopShortcutTest, WaylandWithoutShortcutServiceOffersTheCommandToBind)
 {
     pretendWaylandSession();
     const auto app = launch();
-    EXPECT_EQ(app->preferences().shortcutError(), taken);
+    EXPECT_TRUE(app->preferences().shortcutError().isEmpty()) << "no other shortcut would do better";
     const QLabel *command = captureCommand(*app);
     ASSERT_NE(command, nullptr);
     EXPECT_TRUE(command->text().endsWith(u" --capture"_s)) << command->text().toStdString();
@@ -94,7 +94,7 @@ TEST_F(DesktopShortcutTest, PortalRefusalLeavesTheMenuAndRecordingAgainAsksAgain
     EXPECT_EQ(captureCommand(*app), nullptr) << "this desktop has global shortcuts";
     EXPECT_TRUE(app->preferences().shortcutError().isEmpty()) << "asked, not answered yet";
     ASSERT_TRUE(QTest::qWaitFor([&] { return app->preferences().shortcutError() == taken; }, 20000));
-    EXPECT_EQ(app->statusItem()->toolTip(), noShortcutTooltip);
+    EXPECT_EQ(app->statusToolTip(), noShortcutTooltip);
     EXPECT_TRUE(portal.sessions().isEmpty());
 
     // Recording the same shortcut again asks again; this time the user accepts and later presses it.

@@ -143,8 +143,8 @@ INSTANTIATE_TEST_SUITE_P(
                       CapturedShortcut{122, 0x1000, u"Key 122"_s},
                       {}},
         RecordingCase{"labelFollowsThePhysicalKeyNotTheLayout",
-                      {{Qt::Key_A, control, 16, u"a"_s}},
-                      CapturedShortcut{12, 0x1000, u"Q"_s},
+                      {{Qt::Key_A, control | option, 16, u"a"_s}},
+                      CapturedShortcut{12, 0x1800, u"Q"_s},
                       {}},
         RecordingCase{"shiftedDigitKeepsItsDigit",
                       {{Qt::Key_At, control | shift, 3, u"@"_s}},
@@ -209,17 +209,17 @@ TEST_F(ShortcutRecorderTest, WidgetShowsTheStateInTheChosenLanguage)
     auto *message = widget.findChild<QLabel *>(u"recorderMessage"_s);
     auto *error = widget.findChild<QLabel *>(u"shortcutError"_s);
     ASSERT_TRUE(title && button && message && error);
-    EXPECT_EQ(title->text(), u"⌃⇧⌘2"_s);
+    EXPECT_EQ(title->text(), u"Ctrl+Shift+Super+2"_s);
     EXPECT_EQ(button->text(), u"Record Shortcut"_s);
     EXPECT_FALSE(message->isVisible());
 
     button->click();
     EXPECT_EQ(button->text(), u"Cancel Recording"_s);
     EXPECT_TRUE(message->isVisible());
-    EXPECT_EQ(message->text(), u"Press a shortcut with Ctrl (⌃), Alt (⌥) or Super (⌘); Esc cancels"_s);
+    EXPECT_EQ(message->text(), u"Press a shortcut with Ctrl, Alt or Super; Esc cancels"_s);
 
     send(kWith(command | shift));
-    EXPECT_EQ(title->text(), u"⇧⌘K"_s);
+    EXPECT_EQ(title->text(), u"Shift+Super+K"_s);
     EXPECT_EQ(button->text(), u"Record Shortcut"_s);
 
     m_preferences->setShortcutError(u"快捷键已被占用，请重新录制。"_s);

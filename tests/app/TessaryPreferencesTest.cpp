@@ -81,7 +81,7 @@ TEST_F(TessaryPreferencesTest, FreshInstallationUsesTheDefaultsAndWritesNothing)
     EXPECT_EQ(preferences.polishPrompt(), TessaryDefaultPrompt::forLanguage(u"system"_s));
     EXPECT_FALSE(preferences.hideMenuBarIcon());
     EXPECT_EQ(preferences.shortcut(), CapturedShortcut::defaultShortcut());
-    EXPECT_EQ(preferences.shortcutTitle(), u"⌃⇧⌘2"_s);
+    EXPECT_EQ(preferences.shortcutTitle(), u"Ctrl+Shift+Super+2"_s);
     EXPECT_FALSE(preferences.keySaved());
     EXPECT_TRUE(preferences.keyError().isEmpty());
     EXPECT_TRUE(preferences.shortcutError().isEmpty());
@@ -324,7 +324,7 @@ TEST_F(TessaryPreferencesTest, UnwritableSettingsFolderKeepsTheApplicationWorkin
               u"Settings could not be saved to "_s + unwritable + u". Changes last only until Tessary quits."_s);
 
     preferences.setShortcut({40, 0x300, u"K"_s});
-    EXPECT_EQ(preferences.shortcutTitle(), u"⇧⌘K"_s);
+    EXPECT_EQ(preferences.shortcutTitle(), u"Shift+Super+K"_s);
     EXPECT_EQ(saveErrors.count(), 1) << "the message is only announced when it changes";
 }
 
