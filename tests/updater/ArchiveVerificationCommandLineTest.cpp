@@ -91,7 +91,9 @@ TEST_F(ArchiveVerificationCommandLineTest, ChecksumAndCommandLineMistakes)
     expectFailure(verify(u""_s), damagedText);
     // The bundle says build 2; the command line promises another.
     expectFailure(verify(u"3"_s), unverifiedText);
-    expectFailure(verify(u"2"_s, sha256Hex(""), path(u"missing.zip"_s)), "No such file or directory");
+    // A missing archive is named.
+    expectFailure(verify(u"2"_s, sha256Hex(""), path(u"missing.zip"_s)),
+                  "The update archive “" + path(u"missing.zip"_s).toUtf8() + "” could not be found.");
 }
 
 TEST_F(ArchiveVerificationCommandLineTest, ReasonFollowsPreferredLanguage)

@@ -139,6 +139,10 @@ INSTANTIATE_TEST_SUITE_P(
                         {{u"status"_s, 404}},
                         {},
                         true,
-                        u"The server returned an invalid response (HTTP status 404)."_s},
-        DownloadFailure{"truncated", {{u"truncate"_s, 1000}}, {}, true, u"Connection closed"_s}),
+                        u"The update server returned an invalid response (HTTP 404)."_s},
+        DownloadFailure{"truncated",
+                        {{u"truncate"_s, 1000}},
+                        {},
+                        true,
+                        u"The update server closed the connection unexpectedly."_s}),
     [](const auto &info) { return std::string(info.param.name); });
