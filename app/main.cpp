@@ -2,9 +2,13 @@
 #include <QStringList>
 
 #include "app/TessaryApp.h"
-#include "updater/NativeUpdateArchiveVerification.h"
 #include "app/TessaryUpdateConfiguration.h"
+#include "app/localization/TessaryLocalized.h"
+#include "platform/defaults/UserDefaults.h"
+#include "updater/NativeUpdateArchiveVerification.h"
 #include "updater/NativeUpdateHelper.h"
+
+using namespace Qt::StringLiterals;
 
 int main(int argc, char **argv)
 {
@@ -16,6 +20,11 @@ int main(int argc, char **argv)
 
     if (Tessary::NativeUpdateHelper::runIfRequested(arguments)) {
         return 0;
+    }
+    // The verification mode reports in the language the user chose for the application.
+    if (arguments.size() > 1 && arguments[1] == u"--verify-update-archive") {
+        Tessary::setUpdaterLanguage(
+            Tessary::tessaryUpdaterLanguage(Tessary::tessaryStoredLanguage(Tessary::UserDefaults())));
     }
     if (const std::optional<int> status = Tessary::NativeUpdateArchiveVerification::runIfRequested(
             Tessary::tessaryUpdateConfiguration(), arguments)) {

@@ -98,10 +98,11 @@ TEST_F(TessaryAppTest, ChangingTheLanguageRelabelsMenusStatusLineAndWindowTitle)
         EXPECT_EQ(appMenu->actions().first()->text(), translated(language, u"设置…"_s));
         EXPECT_EQ(app->settingsWindow()->window()->windowTitle(), translated(language, u"Tessary 设置"_s));
     }
-    // A message that was formatted before it was shown is not a key; it keeps its text in every language.
+    // A message formatted from a key follows the language too; the part filled in stays as it is.
     app->showStatus(formatted);
     app->preferences().setLanguage(u"en"_s);
-    EXPECT_EQ(app->statusMenu()->actions()[2]->text(), formatted);
+    EXPECT_EQ(app->statusMenu()->actions()[2]->text(),
+              translated(u"en"_s, u"识别失败：%@"_s).replace(u"%@"_s, u"磁盘已满"_s));
     EXPECT_EQ(app->currentStatus(), formatted);
 }
 
