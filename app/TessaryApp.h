@@ -71,7 +71,10 @@ public:
     void localizeMenus();
     /** Builds the application menu (attached to the settings window: Linux desktops have no global menu bar). */
     void installApplicationMenu();
-    /** Sets the status line (a message key, or a message already formatted) in the menu and the tooltip. */
+    /**
+     * Sets the status line in the menu and the tooltip: a message key, or a message formatted from keys (see
+     * tessaryLocalizedMessage), shown in the interface language.
+     */
     void showStatus(const QString &key);
     /** Shows or hides the tray icon after the "hide menu-bar icon" preference. */
     void applyVisibility();
@@ -96,6 +99,12 @@ private:
     void captureFailed(const QString &toolError);
     void finishRecognition(const Result<QString, RecognitionError> &outcome);
     void finishCopied(const QString &text, bool polished);
+    void polishFailed(const QString &reason);
+    /**
+     * The failure toast: titleKey is a message key, reason a message (see tessaryLocalizedMessage) or empty; both
+     * are shown in the interface language.
+     */
+    void showFailure(const QString &titleKey, const QString &reason = {});
     void endCapture();
     void abandonCapture();
     void requestScreenCaptureAccess();

@@ -112,6 +112,7 @@ void UpdatesPane::showState()
         return;
     }
     m_status->setText(m_updater->statusText(language()));
+    SettingsSection::setErrorStyle(m_status, m_updater->state().kind() == NativeUpdateState::Kind::Failed);
     m_action->setText(m_updater->actionTitle(language()));
     m_action->setEnabled(!m_updater->isActionDisabled());
     const QSignalBlocker blocker(m_automatic);
