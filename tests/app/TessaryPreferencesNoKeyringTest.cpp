@@ -4,6 +4,7 @@
 #include <QTemporaryDir>
 
 #include "app/TessaryPreferences.h"
+#include "app/recognition/AIKeychain.h"
 #include "platform/defaults/UserDefaults.h"
 
 using namespace Qt::StringLiterals;
@@ -32,13 +33,14 @@ TEST_F(TessaryPreferencesNoKeyringTest, KeyringFailuresAreReportedInTheUsersLang
     preferences.onConfigurationChange = [&] { calledBack = true; };
     preferences.saveKey(u" sk-test "_s);
     EXPECT_FALSE(preferences.keySaved());
-    EXPECT_EQ(preferences.keyError(),
-              u"Could not save the key: The operation couldn’t be completed. (OSStatus error -25291.)"_s);
+    EXPECT_TRUE(preferences.keyError().startsWith(u"Could not save the key: The Secret Service is not running."_s))
+        << preferences.keyError().toStdString();
 
     preferences.setLanguage(u"zh-Hans"_s);
     calledBack = false;
     preferences.saveKey(QString());
-    EXPECT_EQ(preferences.keyError(), u"保存密钥失败：The operation couldn’t be completed. (OSStatus error -25291.)"_s);
+    EXPECT_EQ(preferences.keyError(),
+              u"保存密钥失败："_s + KeychainError::fromStatus(KeychainError::NotAvailable).description);
     EXPECT_FALSE(calledBack);
     QFile file(defaults.path());
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
