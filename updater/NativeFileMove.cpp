@@ -22,10 +22,12 @@ fs::path toPath(const QString &path)
     return fs::path(QFile::encodeName(path).toStdString());
 }
 
-/** The system's own words (errno's, in English) go to the log only: the user reads what could not be done. */
-NativeUpdateError systemError(const QString &text, const QString &path, const std::error_code &error)
+/**
+ * What could not be done, in the updater's words: the system's own (errno's) are English only. The helper, which
+ * moves bundles too, writes nothing anywhere, so they are not logged either.
+ */
+NativeUpdateError systemError(const QString &text, const QString &path, const std::error_code &)
 {
-    qWarning("update: %s: %s", qPrintable(path), error.message().c_str());
     return NativeUpdateError::message(text, {path});
 }
 
