@@ -9,6 +9,7 @@
 
 #include "app/CommandLineOutput.h"
 #include "app/GraphemeCount.h"
+#include "app/localization/FailureMessages.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/AIKeychain.h"
 #include "core/ApiKeyFormat.h"
@@ -31,6 +32,12 @@ constexpr QStringView defaultModel = u"deepseek-v4-flash";
 
 constexpr QStringView benchmarkText = u"这是一段用于测试 OCR 润色速度的示例文字，请修正错别字和标点。";
 constexpr QStringView benchmarkPrompt = u"只修正错别字和标点，保留原意，只输出修正后的文字。";
+
+/** A message (see tessaryLocalizedMessage) in the language chosen in the settings, else the system's. */
+QString inPreferredLanguage(const QString &message)
+{
+    return tessaryLocalizedMessage(message, tessaryStoredLanguage(UserDefaults()));
+}
 
 /**
  * One line of standard input without its terminator ("\n" or "\r\n"); none at the end of input. Reading stops after
@@ -86,7 +93,9 @@ int setKeyFromStandardInput()
     }
     const auto stored = AIKeychain::write(QString::fromLatin1(*key));
     if (!stored) {
-        write(stderr, u"Could not save API key to Keychain (code %1).\n"_s.arg(stored.error().status));
+        // The status line stays as scripts know it; the next line says what is wrong and what to do.
+        write(stderr, u"Could not save API key to Keychain (code %1).\n"_s.arg(stored.error().status) +
+                          inPreferredLanguage(stored.error().description) + u'\n');
         return 1;
     }
     write(stdout, u"API key saved in Keychain.\n"_s);
@@ -101,10 +110,7 @@ public:
     {
         const auto key = AIKeychain::read();
         if (!key) {
-            // No key is the generic error of the application's own domain; anything else is the keyring's.
-            fail(key.error().status == KeychainError::ItemNotFound
-                     ? u"The operation couldn’t be completed. (Tessary error 1.)"_s
-                     : key.error().description);
+            fail(key.error().status == KeychainError::ItemNotFound ? u"请先保存 AI Key。"_s : key.error().description);
             return;
         }
         m_timer.start();
@@ -117,7 +123,7 @@ public:
         connect(reply, &PolishReply::finished, this, [this, reply](const PolishResult &result) {
             reply->deleteLater();
             if (!result) {
-                fail(result.error().description);
+                fail(FailureMessages::polish(result.error()));
                 return;
             }
             const double seconds = double(m_timer.nsecsElapsed()) / 1e9;
@@ -128,9 +134,10 @@ public:
     }
 
 private:
-    void fail(const QString &description)
+    /** message: see tessaryLocalizedMessage. */
+    void fail(const QString &message)
     {
-        write(stderr, u"AI benchmark failed: "_s + description + u'\n');
+        write(stderr, u"AI benchmark failed: "_s + inPreferredLanguage(message) + u'\n');
         QCoreApplication::exit(1);
     }
 

@@ -7,8 +7,10 @@
 
 #include "app/CommandLineOutput.h"
 #include "app/GraphemeCount.h"
+#include "app/localization/TessaryLocalized.h"
 #include "app/recognition/TextRecognizer.h"
 #include "platform/clipboard/Clipboard.h"
+#include "platform/defaults/UserDefaults.h"
 #include "platform/session/PlatformSession.h"
 
 using namespace Qt::StringLiterals;
@@ -22,6 +24,12 @@ using CommandLineOutput::write;
 QString seconds(qint64 nanoseconds)
 {
     return QString::number(double(nanoseconds) / 1e9, 'f', 3);
+}
+
+/** The interface language: the one chosen in the settings, else the system's. */
+QString preferredLanguage()
+{
+    return tessaryStoredLanguage(UserDefaults());
 }
 
 /** Modes without a window paint and decode off screen, whatever display there is. */
@@ -38,7 +46,8 @@ int benchmarkFile(int &argc, char **argv, const QString &path)
     timer.start();
     const auto text = TextRecognizer::recognize(path);
     if (!text) {
-        write(stderr, u"OCR benchmark failed: "_s + text.error().description + u'\n');
+        write(stderr, u"OCR benchmark failed: "_s +
+                          tessaryLocalizedMessage(text.error().description, preferredLanguage()) + u'\n');
         return 1;
     }
     const qint64 elapsed = timer.nsecsElapsed();
@@ -70,18 +79,21 @@ int recognizeAndCopy(int &argc, char **argv, const QString &path)
     }
     QGuiApplication application(argc, argv);
 
+    const QString language = preferredLanguage();
     const auto text = TextRecognizer::recognize(path);
     if (!text) {
-        write(stderr, u"识别失败："_s + text.error().description + u'\n');
+        write(stderr, tessaryFormat(tessaryLocalized(u"识别失败：%@"_s, language),
+                                    tessaryLocalizedMessage(text.error().description, language)) +
+                          u'\n');
         return 1;
     }
     if (text->isEmpty()) {
-        write(stderr, u"未识别到文字\n"_s);
+        write(stderr, tessaryLocalized(u"未识别到文字"_s, language) + u'\n');
         return 2;
     }
     const std::unique_ptr<Clipboard> clipboard = createClipboard(session);
     if (!clipboard->setText(*text) || !clipboard->keepAfterExit(*text)) {
-        write(stderr, u"复制到剪贴板失败\n"_s);
+        write(stderr, tessaryLocalized(u"复制到剪贴板失败"_s, language) + u'\n');
         return 1;
     }
     write(stdout, *text + u'\n');

@@ -406,6 +406,8 @@ NativeUpdater &TessaryApp::updater()
 {
     if (!m_updater) {
         m_updater = std::make_unique<NativeUpdater>(tessaryUpdateConfiguration(), m_defaults);
+        // Its dialogs and messages speak the language chosen in the settings, like the rest of the application.
+        m_updater->setLanguage([this] { return tessaryUpdaterLanguage(m_preferences->language()); });
     }
     return *m_updater;
 }

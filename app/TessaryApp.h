@@ -74,7 +74,10 @@ public:
     void localizeMenus();
     /** Builds the application menu (attached to the settings window: Linux desktops have no global menu bar). */
     void installApplicationMenu();
-    /** Sets the status line (a message key, or a message already formatted) in the menu and the tooltip. */
+    /**
+     * Sets the status line in the menu and the tooltip: a message key, or a message formatted from keys (see
+     * tessaryLocalizedMessage), shown in the interface language.
+     */
     void showStatus(const QString &key);
     /** Shows or hides the tray icon after the "hide menu-bar icon" preference. */
     void applyVisibility();
@@ -114,6 +117,12 @@ private:
     /** Loads released engines again in the background, while the user is still selecting. */
     void prepareEngines();
     void finishCopied(const QString &text, bool polished);
+    void polishFailed(const QString &reason);
+    /**
+     * The failure toast: titleKey is a message key, reason a message (see tessaryLocalizedMessage) or empty; both
+     * are shown in the interface language.
+     */
+    void showFailure(const QString &titleKey, const QString &reason = {});
     void endCapture();
     void abandonCapture();
     void requestScreenCaptureAccess();

@@ -16,6 +16,7 @@
 #include "app/GraphemeCount.h"
 #include "app/TessaryPreferences.h"
 #include "app/TessaryToast.h"
+#include "app/localization/FailureMessages.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/AIKeychain.h"
 #include "app/recognition/RecognitionStop.h"
@@ -58,10 +59,18 @@ void TessaryApp::beginCapture(bool polish)
     if (m_captureInProgress && !replacing) {
         return;
     }
-    if (polish && !AIKeychain::read()) {
-        m_settingsWindow->show(TessarySettingsWindow::AIPolishing);
-        showStatus(u"请先在设置中保存 AI Key"_s);
-        return;
+    if (polish) {
+        const auto key = AIKeychain::read();
+        if (!key) {
+            m_settingsWindow->show(TessarySettingsWindow::AIPolishing);
+            showStatus(u"请先在设置中保存 AI Key"_s);
+            // A missing key is what the settings window shows; a keyring that failed needs its reason said.
+            if (key.error().status != KeychainError::ItemNotFound) {
+                m_toast->showFailure(localized(u"AI 润色无法开始"_s),
+                                     tessaryLocalizedMessage(key.error().description, m_preferences->language()));
+            }
+            return;
+        }
     }
     if (replacing) {
         stopRecognition();
@@ -99,7 +108,9 @@ void TessaryApp::beginCapture(bool polish)
         tool->deleteLater();
         m_captureTool = nullptr;
         endCapture();
-        showStatus(tessaryFormat(localized(u"截图启动失败：%@"_s), tool->errorString()));
+        const QString reason = u"无法运行截图工具“%1”。"_s.arg(tool->program());
+        showStatus(tessaryFormat(u"截图启动失败：%@"_s, reason));
+        showFailure(u"截图失败"_s, reason);
     });
     tool->start(BundleLayout::helperExecutable(), {u"screencapture"_s, u"-i"_s, u"-x"_s, u"-t"_s, u"png"_s, path});
 }
@@ -176,32 +187,34 @@ void TessaryApp::captureFailed(const QString &toolError)
         requestScreenCaptureAccess();
         endCapture();
         showStatus(u"请允许屏幕录制后重新打开应用"_s);
+        showFailure(u"截图失败"_s, u"请允许屏幕录制后重新打开应用"_s);
         return;
     }
     endCapture();
-    showStatus(toolError.isEmpty() ? u"已取消截图"_s : toolError);
+    if (toolError.isEmpty()) {
+        // The user pressed Escape: nothing to announce.
+        showStatus(u"已取消截图"_s);
+        return;
+    }
+    const QString reason = FailureMessages::captureTool(toolError);
+    showStatus(reason);
+    showFailure(u"截图失败"_s, reason);
 }
 
 void TessaryApp::finishRecognition(const Result<QString, RecognitionError> &outcome)
 {
     m_capturePath.clear();
-    if (!outcome && outcome.error().code == RecognitionError::Code::TimedOut) {
-        // Hook for the failure toast: until there is one for every failure, this one shows in the copy failure's.
-        endCapture();
-        const QString message = tessaryFormat(localized(u"识别失败：%@"_s), localized(outcome.error().description));
-        showStatus(message);
-        m_toast->show(message, std::nullopt, u"exclamationmark.triangle.fill"_s, TessaryToast::systemOrange());
-        return;
-    }
     if (!outcome) {
         endCapture();
-        showStatus(tessaryFormat(localized(u"识别失败：%@"_s), outcome.error().description));
+        showStatus(tessaryFormat(u"识别失败：%@"_s, outcome.error().description));
+        showFailure(u"识别失败"_s, outcome.error().description);
         return;
     }
     const QString text = *outcome;
     if (text.isEmpty()) {
         endCapture();
         showStatus(u"未识别到文字"_s);
+        showFailure(u"未识别到文字"_s, u"剪贴板未更改。"_s);
         return;
     }
     if (!m_polishAfterCapture) {
@@ -212,15 +225,14 @@ void TessaryApp::finishRecognition(const Result<QString, RecognitionError> &outc
     showStatus(u"正在 AI 润色…"_s);
     m_captureItem->setEnabled(false);
     m_polishItem->setEnabled(false);
+    m_toast->showProgress(localized(u"正在 AI 润色…"_s));
     const QString baseURL = m_preferences->aiBaseURL();
     const QString model = m_preferences->aiModel();
     const QString prompt = m_preferences->polishPrompt();
     const auto key = AIKeychain::read();
     if (!key) {
-        const QString description =
-            key.error().status == KeychainError::ItemNotFound ? u"请先保存 AI Key。"_s : key.error().description;
-        endCapture();
-        showStatus(tessaryFormat(localized(u"AI 润色失败：%@"_s), description));
+        polishFailed(key.error().status == KeychainError::ItemNotFound ? u"请先保存 AI Key。"_s
+                                                                       : key.error().description);
         return;
     }
     PolishReply *reply = TextPolisher::polish(text, baseURL, model, prompt, *key, *m_session);
@@ -230,9 +242,23 @@ void TessaryApp::finishRecognition(const Result<QString, RecognitionError> &outc
             finishCopied(*result, true);
             return;
         }
-        endCapture();
-        showStatus(tessaryFormat(localized(u"AI 润色失败：%@"_s), result.error().description));
+        polishFailed(FailureMessages::polish(result.error()));
     });
+}
+
+void TessaryApp::polishFailed(const QString &reason)
+{
+    // The recognised text is not copied: the clipboard keeps what it held, and the toast says so.
+    endCapture();
+    showStatus(tessaryFormat(u"AI 润色失败：%@"_s, reason));
+    showFailure(u"AI 润色失败"_s, tessaryFormat(u"剪贴板未更改。%@"_s, reason));
+}
+
+void TessaryApp::showFailure(const QString &titleKey, const QString &reason)
+{
+    const QString language = m_preferences->language();
+    m_toast->showFailure(tessaryLocalized(titleKey, language),
+                         reason.isEmpty() ? std::nullopt : std::optional(tessaryLocalizedMessage(reason, language)));
 }
 
 void TessaryApp::finishCopied(const QString &text, bool polished)
@@ -245,8 +271,7 @@ void TessaryApp::finishCopied(const QString &text, bool polished)
         return;
     }
     showStatus(u"复制到剪贴板失败"_s);
-    m_toast->show(localized(u"复制到剪贴板失败"_s), std::nullopt, u"exclamationmark.triangle.fill"_s,
-                  TessaryToast::systemOrange());
+    showFailure(u"复制到剪贴板失败"_s);
 }
 
 void TessaryApp::endCapture()

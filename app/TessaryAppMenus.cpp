@@ -161,7 +161,8 @@ void TessaryApp::localizeMenus()
 void TessaryApp::showStatus(const QString &key)
 {
     m_currentStatus = key;
-    const QString text = localized(key);
+    // Formatted messages are kept in the language of the keys, so that they follow a change of language too.
+    const QString text = tessaryLocalizedMessage(key, m_preferences->language());
     setStatusToolTip(text);
     if (m_messageItem != nullptr) {
         m_messageItem->setText(text);

@@ -254,8 +254,9 @@ void TessaryPreferences::saveKey(const QString &key)
         setKeyError(QString());
         return;
     }
-    setKeyError(tessaryFormat(tessaryLocalized(u"保存密钥失败：%@"_s, tessaryStoredLanguage(m_defaults)),
-                              saved.error().description));
+    const QString language = tessaryStoredLanguage(m_defaults);
+    setKeyError(tessaryFormat(tessaryLocalized(u"保存密钥失败：%@"_s, language),
+                              tessaryLocalizedMessage(saved.error().description, language)));
 }
 
 void TessaryPreferences::applyColorMode()

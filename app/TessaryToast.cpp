@@ -58,6 +58,11 @@ QColor TessaryToast::systemOrange()
     return QColor(0xFF, 0x95, 0x00);
 }
 
+QColor TessaryToast::progressColor()
+{
+    return QColor(0x0A, 0x84, 0xFF);
+}
+
 void TessaryToast::showCopied(qsizetype characterCount, bool polished)
 {
     const QString language = tessaryStoredLanguage(m_defaults);
@@ -67,16 +72,43 @@ void TessaryToast::showCopied(qsizetype characterCount, bool polished)
     show(title, detail, u"checkmark.circle.fill"_s, systemGreen());
 }
 
+void TessaryToast::showFailure(const QString &title, const std::optional<QString> &reason)
+{
+    present(title, reason, u"exclamationmark.triangle.fill"_s, systemOrange(), failureDismissDelay());
+}
+
+void TessaryToast::showProgress(const QString &title)
+{
+    present(title, std::nullopt, u"sparkles"_s, progressColor(), std::nullopt);
+    m_showingProgress = true;
+}
+
+void TessaryToast::hideProgress()
+{
+    if (m_showingProgress) {
+        m_dismissTimer.stop();
+        dismiss();
+    }
+}
+
 void TessaryToast::show(const QString &title, const std::optional<QString> &detail, const QString &symbol,
                         const QColor &color)
 {
+    present(title, detail, symbol, color, dismissDelay());
+}
+
+void TessaryToast::present(const QString &title, const std::optional<QString> &detail, const QString &symbol,
+                           const QColor &color, std::optional<std::chrono::milliseconds> delay)
+{
     m_dismissTimer.stop();
+    m_showingProgress = false;
 
     if (isNativeWayland()) {
         if (!m_notification) {
             m_notification = std::make_unique<ToastNotification>();
         }
-        m_notification->show(title, detail, dismissDelay());
+        // A notification cannot stay for ever; one minute covers any polish, and the outcome replaces it.
+        m_notification->show(title, detail, delay.value_or(std::chrono::minutes(1)));
         return;
     }
 
@@ -94,7 +126,9 @@ void TessaryToast::show(const QString &title, const std::optional<QString> &deta
     m_panel->raise();
     m_panel->repaint();
 
-    m_dismissTimer.start(dismissDelay());
+    if (delay) {
+        m_dismissTimer.start(*delay);
+    }
 }
 
 std::chrono::milliseconds TessaryToast::dismissDelay() const
@@ -109,6 +143,14 @@ std::chrono::milliseconds TessaryToast::dismissDelay() const
         return milliseconds > 0 ? std::chrono::milliseconds(milliseconds) : 60000ms;
     }
     return 1500ms;
+}
+
+std::chrono::milliseconds TessaryToast::failureDismissDelay() const
+{
+    if (m_testDelay) {
+        return *m_testDelay;
+    }
+    return QCoreApplication::arguments().contains(u"--preview-toast"_s) ? 60000ms : 4000ms;
 }
 
 void TessaryToast::setDismissDelayForTesting(std::optional<std::chrono::milliseconds> delay)
@@ -128,6 +170,7 @@ bool TessaryToast::isShowing() const
 
 void TessaryToast::dismiss()
 {
+    m_showingProgress = false;
     if (m_panel) {
         m_panel->hide();
     }

@@ -20,8 +20,9 @@ class UserDefaults;
 /**
  * The small panel that announces the outcome of a capture near the top of the screen under the pointer. It never
  * takes the focus, lets clicks through to the window below, and hides itself 1.5 seconds after the last show
- * (60 seconds when the process was started with "--preview-toast"). A show while a toast is visible replaces its
- * content and restarts the period.
+ * (60 seconds when the process was started with "--preview-toast"); a failure stays 4 seconds, long enough to read
+ * its reason, and a progress toast until the next show. A show while a toast is visible replaces its content and
+ * restarts the period.
  *
  * On X11 (and XWayland, where the application normally runs) it is a window of its own; with the native Wayland
  * platform, which cannot place windows, it falls back to a transient desktop notification.
@@ -45,16 +46,30 @@ public:
      */
     void show(const QString &title, const std::optional<QString> &detail, const QString &symbol, const QColor &color);
 
+    /**
+     * The failure toast: title (what failed) and, when given, the reason in one or two lines below it, with the
+     * warning triangle in the warning colour. Both texts are already localised.
+     */
+    void showFailure(const QString &title, const std::optional<QString> &reason = std::nullopt);
+
+    /** A toast for work under way (a polish): it stays until the next show or hideProgress(). title is localised. */
+    void showProgress(const QString &title);
+    /** Takes a progress toast off the screen; any other toast is left alone. */
+    void hideProgress();
+
     /** The tints of the success and failure symbols. */
     static QColor systemGreen();
     static QColor systemOrange();
+    static QColor progressColor();
 
     /** The panel window once it has been created (first show on X11), else null. */
     QWidget *panel() const;
     bool isShowing() const;
 
-    /** How long the next toast stays. */
+    /** How long the next success toast stays. */
     std::chrono::milliseconds dismissDelay() const;
+    /** How long the next failure toast stays. */
+    std::chrono::milliseconds failureDismissDelay() const;
 
     /** Tests only: replaces the dismiss delay (nullopt restores the product's). */
     void setDismissDelayForTesting(std::optional<std::chrono::milliseconds> delay);
@@ -64,6 +79,9 @@ Q_SIGNALS:
     void dismissed();
 
 private:
+    /** Shows the content; it stays for delay, or until replaced when there is none. */
+    void present(const QString &title, const std::optional<QString> &detail, const QString &symbol, const QColor &color,
+                 std::optional<std::chrono::milliseconds> delay);
     void dismiss();
 
     const UserDefaults &m_defaults;
@@ -71,6 +89,7 @@ private:
     std::unique_ptr<ToastNotification> m_notification;
     QTimer m_dismissTimer;
     std::optional<std::chrono::milliseconds> m_testDelay;
+    bool m_showingProgress = false;
 };
 
 } // namespace Tessary

@@ -22,9 +22,13 @@ fs::path toPath(const QString &path)
     return fs::path(QFile::encodeName(path).toStdString());
 }
 
-NativeUpdateError systemError(const QString &what, const std::error_code &error)
+/**
+ * What could not be done, in the updater's words: the system's own (errno's) are English only. The helper, which
+ * moves bundles too, writes nothing anywhere, so they are not logged either.
+ */
+NativeUpdateError systemError(const QString &text, const QString &path, const std::error_code &)
 {
-    return NativeUpdateError::system(what + u": "_s + QString::fromLocal8Bit(error.message()));
+    return NativeUpdateError::message(text, {path});
 }
 
 } // namespace
@@ -42,7 +46,7 @@ Result<void, NativeUpdateError> moveItem(const QString &source, const QString &d
     const QByteArray to = QFile::encodeName(destination);
     std::error_code error;
     if (fs::symlink_status(toPath(destination), error).type() != fs::file_type::not_found) {
-        return unexpected(NativeUpdateError::system(u"“%1” already exists."_s.arg(destination)));
+        return unexpected(NativeUpdateError::message(u"“%1”已存在。"_s, {destination}));
     }
     if (std::rename(from.constData(), to.constData()) == 0) {
         return {};
@@ -50,7 +54,7 @@ Result<void, NativeUpdateError> moveItem(const QString &source, const QString &d
     const int renameError = errno;
     if (renameError != EXDEV) {
         const std::error_code code(renameError, std::generic_category());
-        return unexpected(systemError(u"Cannot move “%1”"_s.arg(source), code));
+        return unexpected(systemError(u"无法移动“%1”。"_s, source, code));
     }
 
     const QFileInfo target(destination);
@@ -59,12 +63,12 @@ Result<void, NativeUpdateError> moveItem(const QString &source, const QString &d
     fs::copy(toPath(source), toPath(staging), fs::copy_options::recursive | fs::copy_options::copy_symlinks, error);
     if (error) {
         removeItem(staging);
-        return unexpected(systemError(u"Cannot copy “%1”"_s.arg(source), error));
+        return unexpected(systemError(u"无法复制“%1”。"_s, source, error));
     }
     if (std::rename(QFile::encodeName(staging).constData(), to.constData()) != 0) {
         const std::error_code stagingError(errno, std::generic_category());
         removeItem(staging);
-        return unexpected(systemError(u"Cannot move “%1”"_s.arg(source), stagingError));
+        return unexpected(systemError(u"无法移动“%1”。"_s, source, stagingError));
     }
     // The copy is in place; a source that cannot be deleted only wastes space in the temporary folder.
     removeItem(source);

@@ -34,12 +34,19 @@ Result<QString, NativeUpdateError> verify(const NativeUpdateConfiguration &confi
         .sha256 = arguments[5],
     };
     QFile archive(arguments[2]);
+    const QString shown = QFileInfo(arguments[2]).absoluteFilePath();
     if (!archive.open(QIODevice::ReadOnly)) {
-        return unexpected(NativeUpdateError::system(archive.errorString()));
+        if (!QFileInfo::exists(arguments[2])) {
+            return unexpected(NativeUpdateError::message(u"找不到更新包“%1”。"_s, {shown}));
+        }
+        if (archive.error() == QFileDevice::PermissionsError) {
+            return unexpected(NativeUpdateError::message(u"没有读取更新包“%1”的权限。"_s, {shown}));
+        }
+        return unexpected(NativeUpdateError::message(u"无法读取更新包“%1”。"_s, {shown}));
     }
     const QByteArray data = archive.readAll();
     if (archive.error() != QFileDevice::NoError) {
-        return unexpected(NativeUpdateError::system(archive.errorString()));
+        return unexpected(NativeUpdateError::message(u"无法读取更新包“%1”。"_s, {shown}));
     }
     return NativeUpdateInstaller::prepare(data, manifest, configuration);
 }

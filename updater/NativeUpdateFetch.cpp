@@ -8,6 +8,38 @@ using namespace Qt::StringLiterals;
 
 namespace Tessary {
 
+namespace {
+
+/** Qt's words for a network failure are English only; the updater's texts say the same in every language. */
+NativeUpdateError networkError(QNetworkReply::NetworkError code)
+{
+    using Error = QNetworkReply::NetworkError;
+    switch (code) {
+    case Error::HostNotFoundError:
+        return NativeUpdateError::message(u"找不到更新服务器，请检查网络连接。"_s);
+    case Error::RemoteHostClosedError:
+        return NativeUpdateError::message(u"更新服务器意外断开了连接。"_s);
+    case Error::ConnectionRefusedError:
+    case Error::TemporaryNetworkFailureError:
+    case Error::NetworkSessionFailedError:
+    case Error::UnknownNetworkError:
+        return NativeUpdateError::message(u"无法连接更新服务器，请检查网络连接。"_s);
+    case Error::TimeoutError:
+    case Error::OperationCanceledError:
+        return NativeUpdateError::message(u"更新服务器长时间没有响应。"_s);
+    case Error::SslHandshakeFailedError:
+        return NativeUpdateError::message(u"无法与更新服务器建立安全连接。"_s);
+    default:
+        break;
+    }
+    if (code >= Error::ProxyConnectionRefusedError && code <= Error::UnknownProxyError) {
+        return NativeUpdateError::message(u"无法通过代理服务器连接更新服务器，请检查代理设置。"_s);
+    }
+    return NativeUpdateError::message(u"连接更新服务器时出现网络错误（代码 %1）。"_s, {QString::number(int(code))});
+}
+
+} // namespace
+
 NativeUpdateFetch::NativeUpdateFetch(QNetworkAccessManager &network, Options options, QObject *parent)
     : QObject(parent)
     , m_network(network)
@@ -43,17 +75,17 @@ void NativeUpdateFetch::start(Completion completion, Progress progress)
             fail(m_options.redirectRefused);
         }
     });
-    connect(
-        m_reply, &QNetworkReply::downloadProgress, this,
-        [this, progress = std::move(progress)](qint64 received, qint64 total) {
-            if (m_options.maximumSize && std::max(received, total) > *m_options.maximumSize) {
-                fail(NativeUpdateError::system(u"The server sent more than %1 bytes."_s.arg(*m_options.maximumSize)));
-                return;
-            }
-            if (progress) {
-                progress(received, total);
-            }
-        });
+    connect(m_reply, &QNetworkReply::downloadProgress, this,
+            [this, progress = std::move(progress)](qint64 received, qint64 total) {
+                if (m_options.maximumSize && std::max(received, total) > *m_options.maximumSize) {
+                    fail(NativeUpdateError::message(u"更新服务器发送的数据超过 %1 字节。"_s,
+                                                    {QString::number(*m_options.maximumSize)}));
+                    return;
+                }
+                if (progress) {
+                    progress(received, total);
+                }
+            });
     connect(m_reply, &QNetworkReply::finished, this, &NativeUpdateFetch::finish);
 }
 
@@ -80,16 +112,16 @@ void NativeUpdateFetch::finish()
     }
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     if (reply->error() != QNetworkReply::NoError && status == 0) {
-        completion(unexpected(NativeUpdateError::system(reply->errorString())));
+        completion(unexpected(networkError(reply->error())));
         return;
     }
     if (status < 200 || status > 299) {
         completion(unexpected(
-            NativeUpdateError::system(u"The server returned an invalid response (HTTP status %1)."_s.arg(status))));
+            NativeUpdateError::message(u"更新服务器返回了无效的响应（HTTP %1）。"_s, {QString::number(status)})));
         return;
     }
     if (reply->error() != QNetworkReply::NoError) {
-        completion(unexpected(NativeUpdateError::system(reply->errorString())));
+        completion(unexpected(networkError(reply->error())));
         return;
     }
     completion(reply->readAll());

@@ -28,7 +28,7 @@ Result<QString, NativeUpdateError> makeWorkFolder(const NativeUpdateConfiguratio
     const QString path = QDir(QDir::tempPath()).filePath(name);
     // The temporary folder is shared with other users: keep ours to ourselves.
     if (!QDir().mkpath(path) || !QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner)) {
-        return unexpected(NativeUpdateError::system(u"Cannot create the folder “%1”."_s.arg(path)));
+        return unexpected(NativeUpdateError::message(u"无法创建文件夹“%1”。"_s, {path}));
     }
     return path;
 }
@@ -37,7 +37,7 @@ Result<void, NativeUpdateError> writeArchive(const QString &path, const QByteArr
 {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size() || !file.commit()) {
-        return unexpected(NativeUpdateError::system(file.errorString()));
+        return unexpected(NativeUpdateError::message(u"无法写入文件“%1”。"_s, {path}));
     }
     return {};
 }
@@ -84,7 +84,7 @@ Result<void, NativeUpdateError> NativeUpdateInstaller::run(const QString &tool, 
     process.setInputChannelMode(QProcess::ForwardedInputChannel);
     process.start(toolsExecutable(), QStringList{tool} + arguments);
     if (!process.waitForStarted(-1)) {
-        return unexpected(NativeUpdateError::system(process.errorString()));
+        return unexpected(NativeUpdateError::message(u"无法运行“%1”。"_s, {toolsExecutable()}));
     }
     process.waitForFinished(-1);
     if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
@@ -154,7 +154,7 @@ Result<void, NativeUpdateError> NativeUpdateInstaller::launchHelper(const QStrin
     helper.setProgram(*executable);
     helper.setArguments({u"--native-update-helper"_s, replacing, QString::number(::getpid())});
     if (!helper.startDetached()) {
-        return unexpected(NativeUpdateError::system(helper.errorString()));
+        return unexpected(NativeUpdateError::message(u"无法启动更新助手“%1”。"_s, {*executable}));
     }
     return {};
 }

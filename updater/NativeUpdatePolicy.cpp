@@ -12,17 +12,22 @@ namespace Tessary {
 
 QString NativeUpdatePolicy::description(Failure failure)
 {
+    return description(failure, currentUpdaterLanguage());
+}
+
+QString NativeUpdatePolicy::description(Failure failure, UpdaterLanguage language)
+{
     switch (failure) {
     case Failure::InvalidSchema:
-        return updaterCopy(u"更新清单版本不受支持。"_s);
+        return updaterCopy(u"更新清单版本不受支持。"_s, language);
     case Failure::WrongProduct:
-        return updaterCopy(u"更新包不属于当前应用。"_s);
+        return updaterCopy(u"更新包不属于当前应用。"_s, language);
     case Failure::InvalidVersion:
-        return updaterCopy(u"更新版本信息无效。"_s);
+        return updaterCopy(u"更新版本信息无效。"_s, language);
     case Failure::InvalidDownloadURL:
-        return updaterCopy(u"更新下载地址无效。"_s);
+        return updaterCopy(u"更新下载地址无效。"_s, language);
     case Failure::InvalidChecksum:
-        return updaterCopy(u"更新包校验值无效。"_s);
+        return updaterCopy(u"更新包校验值无效。"_s, language);
     }
     return {};
 }

@@ -5,6 +5,7 @@
 #include <QString>
 
 #include "core/Result.h"
+#include "updater/UpdaterCopy.h"
 
 namespace Tessary {
 
@@ -26,6 +27,7 @@ public:
 
     /** The failure's text in the updater's current language. */
     static QString description(Failure failure);
+    static QString description(Failure failure, UpdaterLanguage language);
 
     /** Passes, or names the first rule the manifest breaks (schema, product, version, download URL, checksum). */
     static Result<void, Failure> validate(const NativeUpdateManifest &manifest,

@@ -29,6 +29,22 @@ constexpr qint64 maximumManifestSize = 64 * 1024;
 
 } // namespace
 
+void NativeUpdater::setLanguage(std::function<UpdaterLanguage()> language)
+{
+    m_language = std::move(language);
+    Q_EMIT stateChanged();
+}
+
+UpdaterLanguage NativeUpdater::language() const
+{
+    return m_language ? m_language() : currentUpdaterLanguage();
+}
+
+QString NativeUpdater::copy(const QString &text) const
+{
+    return updaterCopy(text, language());
+}
+
 NativeUpdater::NativeUpdater(NativeUpdateConfiguration configuration, UserDefaults &userDefaults, QObject *parent)
     : QObject(parent)
     , m_configuration(std::move(configuration))
@@ -118,10 +134,10 @@ void NativeUpdater::checkForUpdates(bool manual)
     if (!m_configuration.isEnabled) {
         if (manual) {
             const QString message = m_configuration.isPackageManaged
-                                        ? updaterCopy(u"此副本由系统的软件包管理器更新，请通过它获取新版本。"_s)
-                                        : updaterCopy(u"开发版不检查正式更新。"_s);
+                                        ? copy(u"此副本由系统的软件包管理器更新，请通过它获取新版本。"_s)
+                                        : copy(u"开发版不检查正式更新。"_s);
             NativeUpdateDialogs::run(NativeUpdateDialogs::Style::Informational, m_configuration.appName, message, {},
-                                     updaterCopy(u"好"_s));
+                                     copy(u"好"_s));
         }
         return;
     }
@@ -132,15 +148,15 @@ void NativeUpdater::checkForUpdates(bool manual)
     setState(NativeUpdateState::checking());
     QSet<QString> redirectHosts = m_configuration.allowedDownloadHosts;
     redirectHosts.insert(m_configuration.manifestURL.host().toLower());
-    m_fetch = new NativeUpdateFetch(*m_network,
-                                    {.url = m_configuration.manifestURL,
-                                     .allowedHosts = redirectHosts,
-                                     .timeout = 20s,
-                                     .bypassCache = true,
-                                     .maximumSize = maximumManifestSize,
-                                     .redirectRefused = NativeUpdateError::system(
-                                         u"The update manifest was redirected to a server that is not ours."_s)},
-                                    this);
+    m_fetch = new NativeUpdateFetch(
+        *m_network,
+        {.url = m_configuration.manifestURL,
+         .allowedHosts = redirectHosts,
+         .timeout = 20s,
+         .bypassCache = true,
+         .maximumSize = maximumManifestSize,
+         .redirectRefused = NativeUpdateError::message(u"更新清单被重定向到不属于本应用的服务器。"_s)},
+        this);
     m_fetch->start([this, manual](Result<QByteArray, NativeUpdateError> body) {
         m_fetch->deleteLater();
         m_fetch = nullptr;
@@ -155,7 +171,7 @@ void NativeUpdater::checkFinished(bool manual, const Result<QByteArray, NativeUp
     if (!body) {
         failure = body.error();
     } else if (auto decoded = NativeUpdateManifest::decode(*body); !decoded) {
-        failure = NativeUpdateError::system(decoded.error().description);
+        failure = NativeUpdateError::message(u"更新清单无法读取。"_s);
     } else if (const auto valid = NativeUpdatePolicy::validate(*decoded, m_configuration); !valid) {
         failure = NativeUpdateError(valid.error());
     } else {
@@ -163,11 +179,12 @@ void NativeUpdater::checkFinished(bool manual, const Result<QByteArray, NativeUp
     }
 
     if (failure) {
-        const QString message = updaterCopy(u"检查更新失败：%1"_s).arg(failure->localizedDescription());
+        const QString message = copy(u"检查更新失败：%1"_s).arg(failure->localizedDescription(language()));
+        m_failure.emplace(u"检查更新失败：%1"_s, *failure);
         setState(NativeUpdateState::failed(message));
         if (manual) {
             NativeUpdateDialogs::run(NativeUpdateDialogs::Style::Warning, m_configuration.appName, message, {},
-                                     updaterCopy(u"好"_s));
+                                     copy(u"好"_s));
         }
         m_requestInFlight = false;
         return;
@@ -176,8 +193,7 @@ void NativeUpdater::checkFinished(bool manual, const Result<QByteArray, NativeUp
         setState(NativeUpdateState::current());
         if (manual) {
             NativeUpdateDialogs::run(NativeUpdateDialogs::Style::Informational, m_configuration.appName,
-                                     updaterCopy(u"%1 已经是最新版本。"_s).arg(m_configuration.appName), {},
-                                     updaterCopy(u"好"_s));
+                                     copy(u"%1 已经是最新版本。"_s).arg(m_configuration.appName), {}, copy(u"好"_s));
         }
         m_requestInFlight = false;
         return;
@@ -201,11 +217,10 @@ void NativeUpdater::presentAvailable(const NativeUpdateManifest &manifest)
 {
     const double now = double(QDateTime::currentMSecsSinceEpoch()) / 1000.0;
     m_standardDefaults->setString(promptKey(manifest.build), QString::number(now, 'f', 3));
-    const bool accepted =
-        NativeUpdateDialogs::run(NativeUpdateDialogs::Style::Application, m_configuration.appName,
-                                 updaterCopy(u"%1 %2 可更新"_s).arg(m_configuration.appName, manifest.version),
-                                 updaterCopy(u"可以现在下载。下载并校验完成后，应用会询问是否重启完成更新。"_s),
-                                 updaterCopy(u"下载更新"_s), updaterCopy(u"稍后"_s));
+    const bool accepted = NativeUpdateDialogs::run(
+        NativeUpdateDialogs::Style::Application, m_configuration.appName,
+        copy(u"%1 %2 可更新"_s).arg(m_configuration.appName, manifest.version),
+        copy(u"可以现在下载。下载并校验完成后，应用会询问是否重启完成更新。"_s), copy(u"下载更新"_s), copy(u"稍后"_s));
     if (accepted) {
         download(manifest);
     }
@@ -243,11 +258,12 @@ void NativeUpdater::downloadFinished(const NativeUpdateManifest &manifest,
     Result<QString, NativeUpdateError> staged = body ? NativeUpdateInstaller::prepare(*body, manifest, m_configuration)
                                                      : Result<QString, NativeUpdateError>(unexpected(body.error()));
     if (!staged) {
-        const QString message = updaterCopy(u"下载更新失败：%1"_s).arg(staged.error().localizedDescription());
+        const QString message = copy(u"下载更新失败：%1"_s).arg(staged.error().localizedDescription(language()));
+        m_failure.emplace(u"下载更新失败：%1"_s, staged.error());
         setState(NativeUpdateState::failed(message));
         // Downloads are always the user's doing, so a failure is always shown.
         NativeUpdateDialogs::run(NativeUpdateDialogs::Style::Warning, m_configuration.appName, message, {},
-                                 updaterCopy(u"好"_s));
+                                 copy(u"好"_s));
         m_requestInFlight = false;
         return;
     }
@@ -259,10 +275,10 @@ void NativeUpdater::downloadFinished(const NativeUpdateManifest &manifest,
 
 void NativeUpdater::presentReady(const NativeUpdateManifest &manifest)
 {
-    const bool accepted = NativeUpdateDialogs::run(
-        NativeUpdateDialogs::Style::Application, m_configuration.appName,
-        updaterCopy(u"%1 %2 已准备好"_s).arg(m_configuration.appName, manifest.version),
-        updaterCopy(u"重启应用即可完成更新。"_s), updaterCopy(u"重启并更新"_s), updaterCopy(u"稍后"_s));
+    const bool accepted =
+        NativeUpdateDialogs::run(NativeUpdateDialogs::Style::Application, m_configuration.appName,
+                                 copy(u"%1 %2 已准备好"_s).arg(m_configuration.appName, manifest.version),
+                                 copy(u"重启应用即可完成更新。"_s), copy(u"重启并更新"_s), copy(u"稍后"_s));
     if (accepted) {
         restartAndInstall();
     }
@@ -278,10 +294,11 @@ void NativeUpdater::restartAndInstall()
                                   : Result<void, NativeUpdateError>(
                                         unexpected(NativeUpdateError(NativeUpdateInstallerFailure::CannotReplace)));
     if (!launched) {
-        const QString message = updaterCopy(u"无法启动更新：%1"_s).arg(launched.error().localizedDescription());
+        const QString message = copy(u"无法启动更新：%1"_s).arg(launched.error().localizedDescription(language()));
+        m_failure.emplace(u"无法启动更新：%1"_s, launched.error());
         setState(NativeUpdateState::failed(message));
         NativeUpdateDialogs::run(NativeUpdateDialogs::Style::Warning, m_configuration.appName, message, {},
-                                 updaterCopy(u"好"_s));
+                                 copy(u"好"_s));
         return;
     }
     // A moment for the helper to start; then end the event loop normally, so that everything is saved on the way

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -8,6 +9,7 @@
 #include <QString>
 
 #include "updater/NativeUpdateConfiguration.h"
+#include "updater/NativeUpdateError.h"
 #include "updater/NativeUpdateManifest.h"
 #include "updater/NativeUpdateState.h"
 #include "updater/UpdaterCopy.h"
@@ -17,7 +19,6 @@ class QTimer;
 
 namespace Tessary {
 
-class NativeUpdateError;
 class NativeUpdateFetch;
 class UserDefaults;
 
@@ -62,15 +63,18 @@ public:
     /** What the settings' update section shows, in the updater's language (already looked up). */
     QString statusText() const;
     QString actionTitle() const;
-    /**
-     * The same in a language of the caller's choice, for a window that speaks the user's chosen interface language.
-     * A failure message stays in the language it was formed in.
-     */
+    /** The same in a language of the caller's choice, failure messages included. */
     QString statusText(UpdaterLanguage language) const;
     QString actionTitle(UpdaterLanguage language) const;
     bool isActionDisabled() const;
     /** 0 to 1 while an archive downloads; -1 when its size is unknown or nothing downloads. */
     double downloadProgress() const { return m_downloadProgress; }
+
+    /**
+     * The language of the dialogs and of statusText() and actionTitle() without a language; by default the
+     * updater's own (currentUpdaterLanguage()). An application whose user chooses its language passes the choice.
+     */
+    void setLanguage(std::function<UpdaterLanguage()> language);
 
     /** Called once by the application after launching: from now on checks run on their schedule. */
     void startAutomaticChecks();
@@ -100,11 +104,16 @@ private:
     void presentAvailable(const NativeUpdateManifest &manifest);
     void presentReady(const NativeUpdateManifest &manifest);
     bool isPromptDue(std::int64_t build) const;
+    UpdaterLanguage language() const;
+    QString copy(const QString &text) const;
 
     const NativeUpdateConfiguration m_configuration;
     UserDefaults &m_userDefaults;
     std::unique_ptr<UserDefaults> m_standardDefaults;
     NativeUpdateState m_state = NativeUpdateState::idle();
+    /** The last failure: the message's format (an updater text) and the error, to say it again in any language. */
+    std::optional<std::pair<QString, NativeUpdateError>> m_failure;
+    std::function<UpdaterLanguage()> m_language;
     bool m_automaticallyChecksForUpdates = false;
     std::optional<NativeUpdateManifest> m_availableManifest;
     QString m_stagedApplication;

@@ -20,12 +20,12 @@ QString NativeUpdater::promptKey(std::int64_t build) const
 
 QString NativeUpdater::statusText() const
 {
-    return statusText(currentUpdaterLanguage());
+    return statusText(language());
 }
 
 QString NativeUpdater::actionTitle() const
 {
-    return actionTitle(currentUpdaterLanguage());
+    return actionTitle(language());
 }
 
 QString NativeUpdater::statusText(UpdaterLanguage language) const
@@ -45,6 +45,9 @@ QString NativeUpdater::statusText(UpdaterLanguage language) const
     case NativeUpdateState::Kind::Ready:
         return copy(u"%1 已下载，等待重启"_s).arg(m_state.text());
     case NativeUpdateState::Kind::Failed:
+        if (m_failure) {
+            return copy(m_failure->first).arg(m_failure->second.localizedDescription(language));
+        }
         return m_state.text();
     case NativeUpdateState::Kind::Idle:
         return automatic;

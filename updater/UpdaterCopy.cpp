@@ -1,5 +1,7 @@
 #include "updater/UpdaterCopy.h"
 
+#include <atomic>
+
 #include <QLocale>
 
 #include "updater/NativeBundle.h"
@@ -69,6 +71,41 @@ const QList<Row> &rows()
         {u"更新版本信息无效。"_s, u"更新版本資訊無效。"_s, u"The update version is invalid."_s},
         {u"更新下载地址无效。"_s, u"更新下載位址無效。"_s, u"The update download address is invalid."_s},
         {u"更新包校验值无效。"_s, u"更新套件檢查碼無效。"_s, u"The update checksum is invalid."_s},
+        // Failures of the system, in words of our own: Qt's and the C library's are English only.
+        {u"找不到更新服务器，请检查网络连接。"_s, u"找不到更新伺服器，請檢查網路連線。"_s,
+         u"The update server could not be found. Check your network connection."_s},
+        {u"无法连接更新服务器，请检查网络连接。"_s, u"無法連線到更新伺服器，請檢查網路連線。"_s,
+         u"Could not connect to the update server. Check your network connection."_s},
+        {u"更新服务器意外断开了连接。"_s, u"更新伺服器意外中斷了連線。"_s,
+         u"The update server closed the connection unexpectedly."_s},
+        {u"更新服务器长时间没有响应。"_s, u"更新伺服器長時間沒有回應。"_s,
+         u"The update server did not answer in time."_s},
+        {u"无法与更新服务器建立安全连接。"_s, u"無法與更新伺服器建立安全連線。"_s,
+         u"Could not set up a secure connection to the update server."_s},
+        {u"无法通过代理服务器连接更新服务器，请检查代理设置。"_s,
+         u"無法透過代理伺服器連線到更新伺服器，請檢查代理設定。"_s,
+         u"Could not reach the update server through the proxy server. Check the proxy settings."_s},
+        {u"连接更新服务器时出现网络错误（代码 %1）。"_s, u"連線到更新伺服器時發生網路錯誤（代碼 %1）。"_s,
+         u"A network error occurred while contacting the update server (code %1)."_s},
+        {u"更新服务器返回了无效的响应（HTTP %1）。"_s, u"更新伺服器傳回了無效的回應（HTTP %1）。"_s,
+         u"The update server returned an invalid response (HTTP %1)."_s},
+        {u"更新服务器发送的数据超过 %1 字节。"_s, u"更新伺服器傳送的資料超過 %1 位元組。"_s,
+         u"The update server sent more than %1 bytes."_s},
+        {u"更新清单被重定向到不属于本应用的服务器。"_s, u"更新清單被重新導向到不屬於本 App 的伺服器。"_s,
+         u"The update manifest was redirected to a server that is not ours."_s},
+        {u"更新清单无法读取。"_s, u"無法讀取更新清單。"_s, u"The update manifest could not be read."_s},
+        {u"找不到更新包“%1”。"_s, u"找不到更新套件「%1」。"_s, u"The update archive “%1” could not be found."_s},
+        {u"没有读取更新包“%1”的权限。"_s, u"沒有讀取更新套件「%1」的權限。"_s,
+         u"No permission to read the update archive “%1”."_s},
+        {u"无法读取更新包“%1”。"_s, u"無法讀取更新套件「%1」。"_s, u"The update archive “%1” could not be read."_s},
+        {u"无法创建文件夹“%1”。"_s, u"無法建立資料夾「%1」。"_s, u"The folder “%1” could not be created."_s},
+        {u"无法写入文件“%1”。"_s, u"無法寫入檔案「%1」。"_s, u"The file “%1” could not be written."_s},
+        {u"无法运行“%1”。"_s, u"無法執行「%1」。"_s, u"“%1” could not be run."_s},
+        {u"无法启动更新助手“%1”。"_s, u"無法啟動更新輔助程式「%1」。"_s,
+         u"The update helper “%1” could not be started."_s},
+        {u"“%1”已存在。"_s, u"「%1」已存在。"_s, u"“%1” already exists."_s},
+        {u"无法移动“%1”。"_s, u"無法移動「%1」。"_s, u"“%1” could not be moved."_s},
+        {u"无法复制“%1”。"_s, u"無法拷貝「%1」。"_s, u"“%1” could not be copied."_s},
     };
     return table;
 }
@@ -130,8 +167,23 @@ QStringList preferredLanguages()
     return languages;
 }
 
+namespace {
+
+// -1 while nothing is chosen; otherwise an UpdaterLanguage.
+std::atomic<int> chosenLanguage{-1};
+
+} // namespace
+
+void setUpdaterLanguage(UpdaterLanguage language)
+{
+    chosenLanguage.store(int(language));
+}
+
 UpdaterLanguage currentUpdaterLanguage()
 {
+    if (const int chosen = chosenLanguage.load(); chosen >= 0) {
+        return UpdaterLanguage(chosen);
+    }
     const std::optional<NativeBundle> &bundle = NativeBundle::main();
     return updaterLanguage(bundle && bundle->hasLocalizations(), preferredLanguages());
 }

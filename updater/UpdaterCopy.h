@@ -20,8 +20,14 @@ enum class UpdaterLanguage {
  */
 UpdaterLanguage updaterLanguage(bool bundleHasLocalizations, const QStringList &preferredLanguages);
 
-/** The updater's language now: the main bundle's localizations and the process's preferred languages. */
+/**
+ * The updater's language now: the one set with setUpdaterLanguage(), else the main bundle's localizations and the
+ * process's preferred languages.
+ */
 UpdaterLanguage currentUpdaterLanguage();
+
+/** Makes the process's updater speak a language (the one the user chose for the application). */
+void setUpdaterLanguage(UpdaterLanguage language);
 
 /** The user's preferred languages as BCP 47 tags, without the "C" and "POSIX" locales (so LANG=C gives none). */
 QStringList preferredLanguages();

@@ -1,5 +1,6 @@
 #include "app/localization/TessaryLocalized.h"
 
+#include <algorithm>
 #include <optional>
 
 #include <QFile>
@@ -7,6 +8,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLocale>
+#include <QRegularExpression>
 
 #include "app/recognition/TessaryDefaultPrompt.h"
 #include "platform/defaults/UserDefaults.h"
@@ -84,7 +86,135 @@ QString fill(const QString &format, QStringView placeholder, const QString &repl
     return result;
 }
 
+/** A key with placeholders, as a pattern that recognises the messages made from it. */
+struct MessagePattern
+{
+    QString key;
+    QRegularExpression expression;
+    /** The placeholders in the order they appear in the key ("%1", "%@", …). */
+    QStringList placeholders;
+    qsizetype literalLength = 0;
+};
+
+const QRegularExpression &placeholderExpression()
+{
+    static const QRegularExpression expression(u"%[1-9@d]"_s);
+    return expression;
+}
+
+const QList<MessagePattern> &messagePatterns()
+{
+    static const QList<MessagePattern> patterns = [] {
+        QList<MessagePattern> result;
+        const auto table = tables().constFind(u"zh-Hans"_s);
+        if (table == tables().constEnd()) {
+            return result;
+        }
+        for (auto it = table->keyBegin(); it != table->keyEnd(); ++it) {
+            const QString &key = *it;
+            MessagePattern pattern{.key = key};
+            QString expression = u"^"_s;
+            qsizetype from = 0;
+            for (const QRegularExpressionMatch &match : placeholderExpression().globalMatch(key)) {
+                const QString literal = key.mid(from, match.capturedStart() - from);
+                expression += QRegularExpression::escape(literal) + u"(.+?)"_s;
+                pattern.literalLength += literal.size();
+                pattern.placeholders.append(match.captured());
+                from = match.capturedEnd();
+            }
+            const QString tail = key.mid(from);
+            pattern.literalLength += tail.size();
+            // A key that is little more than a placeholder would claim every message.
+            if (pattern.placeholders.isEmpty() || pattern.literalLength < 2) {
+                continue;
+            }
+            pattern.expression = QRegularExpression(expression + QRegularExpression::escape(tail) + u"$"_s,
+                                                    QRegularExpression::DotMatchesEverythingOption);
+            result.append(std::move(pattern));
+        }
+        // The key with the most fixed text is the most specific one.
+        std::ranges::stable_sort(
+            result, [](const MessagePattern &a, const MessagePattern &b) { return a.literalLength > b.literalLength; });
+        return result;
+    }();
+    return patterns;
+}
+
+/** Puts the parts matched for a pattern's placeholders into the same placeholders of a translated format. */
+QString refill(const QString &format, const MessagePattern &pattern, const QStringList &parts)
+{
+    QString result;
+    qsizetype from = 0;
+    qsizetype sequential = 0;
+    for (const QRegularExpressionMatch &match : placeholderExpression().globalMatch(format)) {
+        result += QStringView(format).mid(from, match.capturedStart() - from);
+        const QString placeholder = match.captured();
+        qsizetype index = -1;
+        if (placeholder == u"%@" || placeholder == u"%d") {
+            // Unnumbered placeholders are taken in order.
+            qsizetype seen = 0;
+            for (qsizetype i = 0; i < pattern.placeholders.size(); ++i) {
+                if (pattern.placeholders[i] == u"%@" || pattern.placeholders[i] == u"%d") {
+                    if (seen++ == sequential) {
+                        index = i;
+                        break;
+                    }
+                }
+            }
+            ++sequential;
+        } else {
+            index = pattern.placeholders.indexOf(placeholder);
+        }
+        result += index >= 0 && index < parts.size() ? parts[index] : placeholder;
+        from = match.capturedEnd();
+    }
+    result += QStringView(format).mid(from);
+    return result;
+}
+
+QString localizedMessage(const QString &message, const QString &language, int depth)
+{
+    const QHash<QString, StringTable> &loaded = tables();
+    const auto simplified = loaded.constFind(u"zh-Hans"_s);
+    if (message.isEmpty() || (simplified != loaded.constEnd() && simplified->contains(message))) {
+        return tessaryLocalized(message, language);
+    }
+    // Messages nest ("连接失败：%@" around a polisher's message) but not deeply.
+    if (depth > 3) {
+        return message;
+    }
+    for (const MessagePattern &pattern : messagePatterns()) {
+        const QRegularExpressionMatch match = pattern.expression.match(message);
+        if (!match.hasMatch()) {
+            continue;
+        }
+        QStringList parts;
+        for (int i = 1; i <= match.lastCapturedIndex(); ++i) {
+            parts.append(localizedMessage(match.captured(i), language, depth + 1));
+        }
+        return refill(tessaryLocalized(pattern.key, language), pattern, parts);
+    }
+    return message;
+}
+
 } // namespace
+
+UpdaterLanguage tessaryUpdaterLanguage(const QString &language)
+{
+    const QString table = tessaryTableLanguage(language, TessaryDefaultPrompt::preferredLanguages());
+    if (table == u"zh-Hans") {
+        return UpdaterLanguage::SimplifiedChinese;
+    }
+    if (table == u"zh-Hant") {
+        return UpdaterLanguage::TraditionalChinese;
+    }
+    return UpdaterLanguage::English;
+}
+
+QString tessaryLocalizedMessage(const QString &message, const QString &language)
+{
+    return localizedMessage(message, language, 0);
+}
 
 QStringList tessaryLocalizations()
 {
@@ -95,9 +225,6 @@ QString tessaryTableLanguage(const QString &language, const QStringList &preferr
 {
     if (language != u"system" && tessaryLocalizations().contains(language)) {
         return language;
-    }
-    if (preferredLanguages.isEmpty()) {
-        return u"zh-Hans"_s;
     }
     for (const QString &preferred : preferredLanguages) {
         if (std::optional<QString> table = tableServing(preferred)) {

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringList>
 
+#include "updater/UpdaterCopy.h"
+
 namespace Tessary {
 
 class UserDefaults;
@@ -37,9 +39,22 @@ QStringList tessaryLocalizations();
  * The table a language preference value resolves to, given the user's preferred system languages (most preferred
  * first, "-" separated tags). An explicit table name is taken as is; otherwise the first preferred language that one
  * of the tables serves wins (zh-Hant, zh-TW, zh-HK and zh-MO: Traditional Chinese; other zh: Simplified Chinese;
- * en: English). A non-empty list without a match gives English; an empty list (LANG=C) gives Simplified Chinese, the
- * language the keys are written in.
+ * en: English). A list without a match gives English, and so does an empty one: a C or POSIX locale names no
+ * language, and English is what such systems (containers, servers, minimal installs) otherwise speak.
  */
 QString tessaryTableLanguage(const QString &language, const QStringList &preferredLanguages);
+
+/** The updater's language for an interface language preference value: the table it resolves to. */
+UpdaterLanguage tessaryUpdaterLanguage(const QString &language);
+
+/**
+ * A message as the modules below the shell write it (the polisher, the recogniser, the keyring, the application's
+ * own formatted status lines), in the interface language. Those messages are Simplified Chinese: either a key as it
+ * stands, or a key with "%1".."%9" or "%@" placeholders filled in. The first is looked up; the second is matched
+ * against the keys with placeholders (the most specific key first), its format translated and the parts filled in
+ * again, each part translated the same way (a service's own words, a file name, stay as they are). A message that
+ * matches no key comes back unchanged.
+ */
+QString tessaryLocalizedMessage(const QString &message, const QString &language);
 
 } // namespace Tessary

@@ -9,6 +9,7 @@
 #include <QVBoxLayout>
 
 #include "app/TessaryPreferences.h"
+#include "app/localization/FailureMessages.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/AIKeychain.h"
 #include "app/settings/SettingsSection.h"
@@ -107,7 +108,8 @@ QWidget *AIPane::serviceSection()
     buttons->addStretch(1);
     buttons->addWidget(m_test);
     section->addLayout(buttons);
-    m_testStatus = SettingsSection::captionLabel(section);
+    m_testStatus = new QLabel(section);
+    m_testStatus->setWordWrap(true);
     m_testStatus->setObjectName(u"testStatus"_s);
     m_testStatus->setTextInteractionFlags(Qt::TextSelectableByMouse);
     section->addWidget(m_testStatus);
@@ -120,6 +122,12 @@ QWidget *AIPane::serviceSection()
     connect(m_deleteKey, &QPushButton::clicked, this, [this] { m_preferences.saveKey(QString()); });
     connect(m_test, &QPushButton::clicked, this, &AIPane::testConnection);
     connect(&m_preferences, &TessaryPreferences::keySavedChanged, this, &AIPane::refreshKeyRow);
+    // A result said something about the settings it was made with; once they change it is stale.
+    for (auto changed : {&TessaryPreferences::aiBaseURLChanged, &TessaryPreferences::aiModelChanged,
+                         &TessaryPreferences::keySavedChanged}) {
+        connect(&m_preferences, changed, this, &AIPane::forgetTestResult);
+    }
+    connect(m_saveKey, &QPushButton::clicked, this, &AIPane::forgetTestResult);
     connect(&m_preferences, &TessaryPreferences::keyErrorChanged, this, &AIPane::refreshKeyRow);
     m_texts.bind([this] {
         refreshKeyRow();
@@ -157,7 +165,7 @@ void AIPane::refreshKeyRow()
 {
     const bool saved = m_preferences.keySaved();
     m_keyDraft->setPlaceholderText(m_texts.text(saved ? u"已保存 API Key；输入新值可替换"_s : u"API Key"_s));
-    showIfNotEmpty(m_keyError, m_preferences.keyError().isEmpty() ? QString() : m_texts.text(m_preferences.keyError()));
+    showIfNotEmpty(m_keyError, tessaryLocalizedMessage(m_preferences.keyError(), m_preferences.language()));
     m_saveKey->setEnabled(!m_keyDraft->text().trimmed().isEmpty());
     m_deleteKey->setVisible(saved);
     m_keyStored->setVisible(saved);
@@ -175,7 +183,19 @@ void AIPane::setTestStatus(const QString &key, const QString &argument)
         return;
     }
     const QString text = m_texts.text(key);
-    showIfNotEmpty(m_testStatus, argument.isEmpty() ? text : tessaryFormat(text, argument));
+    showIfNotEmpty(
+        m_testStatus,
+        argument.isEmpty() ? text : tessaryFormat(text, tessaryLocalizedMessage(argument, m_preferences.language())));
+    SettingsSection::setErrorStyle(m_testStatus, key != u"连接成功"_s);
+}
+
+void AIPane::forgetTestResult()
+{
+    if (isTesting()) {
+        delete m_testReply;
+        refreshKeyRow();
+    }
+    setTestStatus({});
 }
 
 bool AIPane::isTesting() const
@@ -212,7 +232,7 @@ void AIPane::testConnection()
         if (result) {
             setTestStatus(u"连接成功"_s);
         } else {
-            setTestStatus(u"连接失败：%@"_s, result.error().description);
+            setTestStatus(u"连接失败：%@"_s, FailureMessages::polish(result.error()));
         }
         refreshKeyRow();
     });

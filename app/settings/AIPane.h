@@ -36,7 +36,10 @@ private:
     QWidget *serviceSection();
     QWidget *promptSection();
     void refreshKeyRow();
+    /** key: a message key (a format when argument is given); argument: a message, shown in the language too. */
     void setTestStatus(const QString &key, const QString &argument = {});
+    /** The settings changed: a running test is dropped and an old result goes. */
+    void forgetTestResult();
 
     TessaryPreferences &m_preferences;
     SettingsTexts &m_texts;

@@ -222,6 +222,7 @@ void GeneralPane::addSyncRows(QWidget *section, QVBoxLayout *rows)
         folder->setToolTip(path);
         // A status is a message key or a message already formatted in the language of its moment.
         status->setText(m_texts.text(m_cloud->status()));
+        SettingsSection::setErrorStyle(status, m_cloud->statusIsFailure());
     };
     m_texts.bind(showState);
     connect(m_cloud, &TessaryCloudSettings::enabledChanged, this, showState);

@@ -26,6 +26,8 @@ public:
     static QLabel *captionLabel(QWidget *parent = nullptr);
     /** A label for errors: red, wrapped; hidden while empty. */
     static QLabel *errorLabel(QWidget *parent = nullptr);
+    /** Makes a label read as an error (red, in a shade for the light or dark palette) or as ordinary text. */
+    static void setErrorStyle(QLabel *label, bool error);
 
 private:
     SettingsTexts &m_texts;

@@ -113,6 +113,7 @@ void UpdatesPane::showState()
         return;
     }
     m_status->setText(m_updater->statusText(language()));
+    SettingsSection::setErrorStyle(m_status, m_updater->state().kind() == NativeUpdateState::Kind::Failed);
     m_action->setText(m_updater->actionTitle(language()));
     m_action->setEnabled(!m_updater->isActionDisabled());
     // A copy that cannot update itself (run from the build tree, or updated by the package manager) has no

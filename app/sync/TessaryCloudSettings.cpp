@@ -66,6 +66,11 @@ QString TessaryCloudSettings::status() const
     return m_status;
 }
 
+bool TessaryCloudSettings::statusIsFailure() const
+{
+    return m_statusIsFailure;
+}
+
 QString TessaryCloudSettings::folder() const
 {
     return SyncLocation::chosenFolder(m_defaults);

@@ -54,6 +54,8 @@ public:
 
     bool isEnabled() const;
     QString status() const;
+    /** Whether status reports a failure (shown as an error, not as a caption). */
+    bool statusIsFailure() const;
     /** The sync folder, as chosen or by default. */
     QString folder() const;
     /** Where the configuration file is, with links resolved. */

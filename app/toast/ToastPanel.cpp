@@ -3,6 +3,7 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QSvgRenderer>
+#include <QTextLayout>
 
 #include "app/toast/ToastPlacement.h"
 
@@ -31,6 +32,25 @@ QColor withAlpha(QColor color, qreal alpha)
 {
     color.setAlphaF(alpha);
     return color;
+}
+
+/** The detail in at most two lines of width, broken where the text allows; what does not fit is elided. */
+QStringList detailLines(const QString &text, const QFont &font, int width)
+{
+    const QFontMetrics metrics(font);
+    if (metrics.horizontalAdvance(text) <= width) {
+        return {text};
+    }
+    QTextLayout layout(text, font);
+    layout.beginLayout();
+    QTextLine first = layout.createLine();
+    first.setLineWidth(width);
+    layout.endLayout();
+    const qsizetype split = first.isValid() ? first.textLength() : 0;
+    if (split <= 0 || split >= text.size()) {
+        return {metrics.elidedText(text, Qt::ElideRight, width)};
+    }
+    return {text.first(split).trimmed(), metrics.elidedText(text.sliced(split).trimmed(), Qt::ElideRight, width)};
 }
 
 } // namespace
@@ -121,9 +141,11 @@ void ToastPanel::paintEvent(QPaintEvent *)
 
     const int textLeft = inner.left() + symbolSize + symbolSpacing;
     const int textWidth = inner.right() - textLeft;
+    const QStringList details =
+        m_content.detail ? detailLines(*m_content.detail, detailFont, textWidth) : QStringList();
     int blockHeight = titleMetrics.height();
-    if (m_content.detail) {
-        blockHeight += lineSpacing + detailMetrics.height();
+    if (!details.isEmpty()) {
+        blockHeight += lineSpacing + int(details.size()) * detailMetrics.height();
     }
     int top = inner.center().y() - blockHeight / 2 + 1;
 
@@ -131,12 +153,13 @@ void ToastPanel::paintEvent(QPaintEvent *)
     painter.setPen(text);
     painter.drawText(QRect(textLeft, top, textWidth, titleMetrics.height()), Qt::AlignLeft | Qt::AlignVCenter,
                      titleMetrics.elidedText(m_content.title, Qt::ElideRight, textWidth));
-    if (m_content.detail) {
-        top += titleMetrics.height() + lineSpacing;
-        painter.setFont(detailFont);
-        painter.setPen(withAlpha(text, 0.55));
+    top += titleMetrics.height() + lineSpacing;
+    painter.setFont(detailFont);
+    painter.setPen(withAlpha(text, 0.55));
+    for (const QString &line : details) {
         painter.drawText(QRect(textLeft, top, textWidth, detailMetrics.height()), Qt::AlignLeft | Qt::AlignVCenter,
-                         detailMetrics.elidedText(*m_content.detail, Qt::ElideRight, textWidth));
+                         line);
+        top += detailMetrics.height();
     }
 }
 

@@ -13,7 +13,7 @@ namespace Tessary {
 struct ToastContent
 {
     QString title;
-    /** Second line; absent for a one-line toast. */
+    /** Second line (wrapped into a third when it is long); absent for a one-line toast. */
     std::optional<QString> detail;
     /** Name of a bundled symbol (":/symbols/<name>.svg"), for example "checkmark.circle.fill". */
     QString symbol;

@@ -174,7 +174,7 @@ INSTANTIATE_TEST_SUITE_P(
                       TableLanguageCase{
                           "laterPreferenceServed", u"system"_s, {u"de-DE"_s, u"zh-Hant-TW"_s}, u"zh-Hant"_s},
                       TableLanguageCase{"nothingServedGivesEnglish", u"system"_s, {u"fr-FR"_s, u"ja"_s}, u"en"_s},
-                      TableLanguageCase{"noLanguagesGivesTheKeysLanguage", u"system"_s, {}, u"zh-Hans"_s},
+                      TableLanguageCase{"cLocaleGivesEnglish", u"system"_s, {}, u"en"_s},
                       TableLanguageCase{"unknownValueIsSystem", u"fr"_s, {u"zh-TW"_s}, u"zh-Hant"_s}),
     [](const auto &info) { return std::string(info.param.name); });
 

@@ -194,16 +194,16 @@ TEST_F(NativeUpdaterTest, EveryFailureShowsItsReasonStagesNothingAndEndsTheReque
         QString expected;
     };
     const QString elsewhere = u"https://localhost:%1/elsewhere"_s.arg(s_server->port());
-    const QString invalid = u"The server returned an invalid response (HTTP status %1)."_s;
+    const QString invalid = u"The update server returned an invalid response (HTTP %1)."_s;
     const Row rows[] = {
         {{{u"status"_s, 404}}, {}, {}, true, u"Update check failed: "_s + invalid.arg(404)},
         {{{u"status"_s, 500}, {u"body"_s, u"oops"_s}}, {}, {}, true, u"Update check failed: "_s + invalid.arg(500)},
-        {{{u"body"_s, u"<html>"_s}}, {}, {}, true, u"Update check failed: The data couldn’t be read"_s},
+        {{{u"body"_s, u"<html>"_s}}, {}, {}, true, u"Update check failed: The update manifest could not be read."_s},
         {{{u"body"_s, QString(u"{\"pad\": \""_s + QString(70000, u'x') + u"\"}"_s)}},
          {},
          {},
          true,
-         u"Update check failed: The server sent more than 65536 bytes."_s},
+         u"Update check failed: The update server sent more than 65536 bytes."_s},
         {{{u"status"_s, 302}, {u"redirect"_s, elsewhere}},
          {},
          {},
@@ -241,7 +241,11 @@ TEST_F(NativeUpdaterTest, EveryFailureShowsItsReasonStagesNothingAndEndsTheReque
          true,
          u"Update download failed: The update download address is invalid."_s},
         {{}, {}, {{u"status"_s, 404}}, true, u"Update download failed: "_s + invalid.arg(404)},
-        {{}, {}, {{u"truncate"_s, 1000}}, true, u"Update download failed: Connection closed"_s},
+        {{},
+         {},
+         {{u"truncate"_s, 1000}},
+         true,
+         u"Update download failed: The update server closed the connection unexpectedly."_s},
     };
     for (const Row &row : rows) {
         SCOPED_TRACE(row.expected.toStdString());

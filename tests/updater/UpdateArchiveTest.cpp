@@ -116,7 +116,9 @@ TEST_F(UpdateArchiveTest, ChecksumAndCommandLineMistakesInTheUsersLanguage)
     expectFailure(verify(u"two"_s), damagedText);
     expectFailure(verify(u""_s), damagedText);
     expectFailure(verify(u"3"_s), unverifiedText); // the bundle says build 2
-    expectFailure(verify(u"2"_s, sha256Hex(""), path(u"missing.zip"_s)), "No such file or directory");
+    // A missing archive is named.
+    expectFailure(verify(u"2"_s, sha256Hex(""), path(u"missing.zip"_s)),
+                  "The update archive “" + path(u"missing.zip"_s).toUtf8() + "” could not be found.");
 
     m_environment.insert(u"LANGUAGE"_s, u"zh_CN"_s);
     m_environment.insert(u"LANG"_s, u"zh_CN.UTF-8"_s);
