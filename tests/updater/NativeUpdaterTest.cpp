@@ -254,7 +254,7 @@ TEST_F(NativeUpdaterTest, EveryFailureShowsItsReasonStagesNothingAndEndsTheReque
             EXPECT_TRUE(m_answerer.dialogs().isEmpty());
             check(*updater, true);
         }
-        ASSERT_TRUE(QTest::qWaitFor([&] { return m_answerer.dialogs().size() == (checkFailed ? 1 : 2); }, 5000));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return m_answerer.dialogs().size() == (checkFailed ? 1 : 2); }, 30000));
         EXPECT_EQ(m_answerer.dialogs().last().text, updater->statusText());
         EXPECT_EQ(m_answerer.dialogs().last().icon, QMessageBox::Warning);
         EXPECT_TRUE(updater->stagedApplication().isEmpty());
@@ -328,7 +328,7 @@ TEST_F(NativeUpdaterTest, ThePanesButtonLeadsThroughDownloadToARestartThatNeedsA
     };
     EXPECT_EQ(seen, expected);
     EXPECT_TRUE(std::ranges::any_of(progress, [](const QList<QVariant> &values) { return values[0] == 1.0; }));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return m_answerer.dialogs().size() == 2; }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_answerer.dialogs().size() == 2; }, 30000));
     EXPECT_EQ(m_answerer.dialogs()[0].text, u"Tessary 1.5.0 is available"_s) << "the system's language";
     EXPECT_EQ(m_answerer.dialogs()[1].text, u"Tessary 1.5.0 is ready"_s);
     EXPECT_EQ(m_answerer.dialogs()[1].informativeText, u"Restart the app to finish updating."_s);
