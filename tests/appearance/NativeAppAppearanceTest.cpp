@@ -186,12 +186,12 @@ TEST_F(NativeAppAppearanceTest, TintsWindowsAndWhatTheyOpenFollowingSelectionAnd
     languages->showPopup();
     QWidget *list = languages->view()->window();
     ASSERT_NE(list, &window);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return list->isVisible(); }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list->isVisible(); }, 30000));
     EXPECT_EQ(highlight(list), P(P::Violet).color());
     EXPECT_GT(pixelsOf(languages->view(), P(P::Violet).color()), 0);
     std::unique_ptr<QMenu> menu(field->createStandardContextMenu());
     menu->popup(QPoint(10, 10));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return menu->isVisible(); }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return menu->isVisible(); }, 30000));
     EXPECT_EQ(highlight(menu.get()), P(P::Violet).color());
     // A pick reaches the open ones at once.
     appearance->select(P::Coral);
@@ -207,7 +207,7 @@ TEST_F(NativeAppAppearanceTest, TintsWindowsAndWhatTheyOpenFollowingSelectionAnd
     QMenu otherMenu(&other);
     otherMenu.addAction(u"Item"_s);
     otherMenu.popup(QPoint(10, 10));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return otherMenu.isVisible(); }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return otherMenu.isVisible(); }, 30000));
     EXPECT_EQ(highlight(&otherMenu), applicationPalette.color(QPalette::Highlight));
 
     // A dark application palette (delivered as posted events) reaches every other role of the tinted window.
@@ -215,7 +215,7 @@ TEST_F(NativeAppAppearanceTest, TintsWindowsAndWhatTheyOpenFollowingSelectionAnd
     dark.setColor(QPalette::Base, QColor(0x1E, 0x1E, 0x20));
     QApplication::setPalette(dark);
     EXPECT_TRUE(
-        QTest::qWaitFor([&] { return field->palette().color(QPalette::Base) == QColor(0x1E, 0x1E, 0x20); }, 2000));
+        QTest::qWaitFor([&] { return field->palette().color(QPalette::Base) == QColor(0x1E, 0x1E, 0x20); }, 30000));
     EXPECT_EQ(highlight(field), P(P::Coral).color());
     QApplication::setPalette(applicationPalette);
     QCoreApplication::processEvents();

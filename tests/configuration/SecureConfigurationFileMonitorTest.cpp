@@ -79,7 +79,7 @@ protected:
 
     bool waitForCalls(int count)
     {
-        return QTest::qWaitFor([&] { return m_calls >= count; }, 10000);
+        return QTest::qWaitFor([&] { return m_calls >= count; }, 30000);
     }
 
     /**
@@ -119,7 +119,7 @@ TEST_F(SecureConfigurationFileMonitorTest, ReportsEachChangeOfTheOneFileOnItsOwn
     EXPECT_FALSE(m_monitor->isMonitoring());
     m_monitor->start();
     m_monitor->start();
-    EXPECT_TRUE(QTest::qWaitFor([] { return monitorThreads() == 1; }, 5000)) << "the stopped thread ends";
+    EXPECT_TRUE(QTest::qWaitFor([] { return monitorThreads() == 1; }, 30000)) << "the stopped thread ends";
     write(file());
     expectCalls(1);
     // Siblings are not our file.
@@ -152,7 +152,7 @@ TEST_F(SecureConfigurationFileMonitorTest, ReportsEachChangeOfTheOneFileOnItsOwn
     EXPECT_FALSE(m_overlapped);
     // The thread has finished its work when it is stopped; the kernel lets go of it a moment later.
     m_monitor.reset();
-    EXPECT_TRUE(QTest::qWaitFor([] { return monitorThreads() == 0; }, 5000));
+    EXPECT_TRUE(QTest::qWaitFor([] { return monitorThreads() == 0; }, 30000));
 }
 
 // How many calls the folder's comings and goings make depends on when the monitor looks; at least one each.
@@ -188,7 +188,7 @@ TEST_F(SecureConfigurationFileMonitorTest, LostEventsCountAsOneChange)
     m_blockFirstCall = true;
     start();
     touchMode();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return m_inFlight == 1; }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_inFlight == 1; }, 30000));
     // While the first call blocks the monitor's thread, siblings flood its queue: two events per file.
     for (int i = 0; i < limit / 2 + 100; ++i) {
         write(file(u"flood-"_s + QString::number(i)));

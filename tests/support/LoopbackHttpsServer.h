@@ -10,10 +10,7 @@
 
 namespace Tessary::Test {
 
-/**
- * A Python script of tests/support, run in a folder of its own, that listens on 127.0.0.1 and prints its port as
- * its first line. It is killed with its owner.
- */
+/** A script of tests/support that listens on 127.0.0.1 and prints its port first; run in a folder of its own. */
 class LoopbackScript
 {
 public:
@@ -41,10 +38,9 @@ public:
     /** Makes the certificates (127.0.0.1, localhost and the additional names) and starts; blocks until it listens. */
     bool start(QString *error = nullptr) { return startScript(QStringLiteral("https_server.py"), m_hostNames, error); }
 
-    /** More DNS names for the certificate (such as "api.deepseek.com", reached through a LoopbackTunnel). */
+    /** More DNS names for the certificate ("api.deepseek.com", reached through a LoopbackTunnel); before start(). */
     void setAdditionalHostNames(const QStringList &names) { m_hostNames = names; }
 
-    /** https://127.0.0.1:PORT */
     QUrl baseUrl() const { return QUrl(QStringLiteral("https://127.0.0.1:%1").arg(port())); }
 
     /** PEM file of the server's certificate authority, for SSL_CERT_FILE of child processes. */

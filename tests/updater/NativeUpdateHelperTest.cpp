@@ -81,7 +81,7 @@ TEST(NativeUpdateHelperTest, SwapsInTheNewVersionOrLeavesTheOldOneRunning)
         old.setProcessEnvironment(environment);
         old.start(current + u"/bin/tessary"_s, {});
         ASSERT_TRUE(old.waitForStarted());
-        ASSERT_TRUE(QTest::qWaitFor([&] { return !entries(records.path()).isEmpty(); }, 10000));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !entries(records.path()).isEmpty(); }, 30000));
         QProcess helper;
         helper.setProcessEnvironment(environment);
         helper.start(staged + u"/bin/tessary"_s,

@@ -5,8 +5,6 @@
 
 #include <QCryptographicHash>
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryFile>
@@ -19,28 +17,22 @@ namespace Tessary::Test {
 
 namespace {
 
-// Records its arguments, environment and folder, then exits; tests read the file it names.
-const QByteArray recordingScript = R"SH(#!/bin/sh
-out="${TESSARY_TEST_RECORD:-/dev/null}"
-{
-    echo "argc=$#"
-    for argument in "$@"; do echo "arg=$argument"; done
-    echo "new_instance=${TESSARY_NEW_INSTANCE:-}"
-    echo "cwd=$(pwd)"
-    echo "bundle=$(cd "$(dirname "$0")/.." && pwd)"
-} > "$out.tmp" && mv "$out.tmp" "$out"
-)SH";
-
-bool succeeds(const QString &program, const QStringList &arguments, const QString &workingDirectory = {})
+bool succeeds(const QString &program, const QStringList &arguments, const QString &folder = {})
 {
     QProcess process;
-    if (!workingDirectory.isEmpty()) {
-        process.setWorkingDirectory(workingDirectory);
-    }
+    process.setWorkingDirectory(folder);
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process.setStandardOutputFile(QProcess::nullDevice());
     process.start(program, arguments);
     return process.waitForFinished(120000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}
+
+quint64 deviceOf(const QString &path)
+{
+    struct stat info
+    {
+    };
+    return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? quint64(info.st_dev) : 0;
 }
 
 } // namespace
@@ -50,11 +42,6 @@ QString testDeveloperKey()
     return QStringLiteral(TESSARY_TEST_KEYS_DIR "/developer.pem");
 }
 
-QString testNotaryKey()
-{
-    return QStringLiteral(TESSARY_TEST_KEYS_DIR "/notary.pem");
-}
-
 QString testTeamIdentifier()
 {
     return QStringLiteral(TESSARY_TEST_TEAM);
@@ -62,7 +49,18 @@ QString testTeamIdentifier()
 
 QString testTreePath(const QString &relative)
 {
-    return QStringLiteral(TESSARY_TEST_TREE) + u'/' + relative;
+    return QStringLiteral(TESSARY_TEST_TREE "/") + relative;
+}
+
+NativeUpdateConfiguration testConfiguration()
+{
+    return {.product = u"tessary"_s,
+            .appName = u"Tessary"_s,
+            .bundleIdentifier = u"md.velmor.tessary"_s,
+            .teamIdentifier = testTeamIdentifier(),
+            .manifestURL = QUrl(u"https://127.0.0.1/downloads/update.json"_s),
+            .allowedDownloadHosts = {u"127.0.0.1"_s},
+            .isEnabled = true};
 }
 
 bool makeUntrustedKey(const QString &path)
@@ -90,25 +88,26 @@ QString sha256Hex(const QByteArray &data)
 
 bool writeBundle(const QString &path, const BundleContents &contents)
 {
-    const QJsonObject info{
-        {u"CFBundleIdentifier"_s, contents.identifier},
-        {u"CFBundleShortVersionString"_s, contents.version},
-        {u"CFBundleVersion"_s, contents.build},
-        {u"CFBundleExecutable"_s, u"bin/tessary"_s},
-        {u"CFBundleLocalizations"_s, QJsonArray{u"zh-Hans"_s, u"zh-Hant"_s, u"en"_s}},
-    };
-    bool ok = writeFile(path + u"/Info.json"_s, QJsonDocument(info).toJson());
-    const QString executable = path + u"/bin/tessary"_s;
-    ok = ok && writeFile(executable, contents.executable.isEmpty() ? recordingScript : readFile(contents.executable));
-    ok = ok && QFile::setPermissions(executable, QFile::permissions(executable) | QFile::ExeOwner | QFile::ExeGroup |
-                                                     QFile::ExeOther);
+    const QJsonObject info{{u"CFBundleIdentifier"_s, contents.identifier},
+                           {u"CFBundleShortVersionString"_s, contents.version},
+                           {u"CFBundleVersion"_s, contents.build},
+                           {u"CFBundleExecutable"_s, u"bin/tessary"_s},
+                           {u"CFBundleLocalizations"_s, QJsonArray{u"zh-Hans"_s, u"zh-Hant"_s, u"en"_s}}};
+    QMap<QString, QByteArray> files = contents.files;
+    files.insert(u"Info.json"_s, QJsonDocument(info).toJson());
+    files.insert(u"bin/tessary"_s,
+                 contents.executable.isEmpty() ? "#!/bin/sh\nexit 0\n" : readFile(contents.executable));
     if (contents.withHelper) {
-        const QString helper = path + u"/libexec/tessary-helper"_s;
-        ok = ok && writeFile(helper, readFile(testTreePath(u"libexec/tessary-helper"_s)));
-        ok = ok && QFile::setPermissions(helper, QFile::permissions(executable));
+        files.insert(u"libexec/tessary-helper"_s, readFile(testTreePath(u"libexec/tessary-helper"_s)));
     }
-    for (auto it = contents.files.cbegin(); it != contents.files.cend(); ++it) {
+    bool ok = true;
+    for (auto it = files.cbegin(); it != files.cend(); ++it) {
         ok = ok && writeFile(path + u'/' + it.key(), it.value());
+    }
+    for (const QString &program : {u"/bin/tessary"_s, u"/libexec/tessary-helper"_s}) {
+        ok = ok && (!QFile::exists(path + program) ||
+                    QFile::setPermissions(path + program, QFile::permissions(path + program) | QFile::ExeOwner |
+                                                              QFile::ExeGroup | QFile::ExeOther));
     }
     return ok;
 }
@@ -120,7 +119,8 @@ bool signBundle(const QString &bundle, const QString &key, const QStringList &ex
 
 bool notarizeBundle(const QString &bundle, const QString &key)
 {
-    return succeeds(sourcePath(u"tools/notarize-bundle"_s), {u"--key"_s, key, bundle});
+    const QString notary = key.isEmpty() ? QStringLiteral(TESSARY_TEST_KEYS_DIR "/notary.pem") : key;
+    return succeeds(sourcePath(u"tools/notarize-bundle"_s), {u"--key"_s, notary, bundle});
 }
 
 bool makeReleasedBundle(const QString &path, const BundleContents &contents)
@@ -130,53 +130,26 @@ bool makeReleasedBundle(const QString &path, const BundleContents &contents)
 
 bool zipFolderContents(const QString &folder, const QString &zipPath)
 {
-    const QStringList entries = QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
     QFile::remove(zipPath);
+    const QStringList entries = QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
     return succeeds(u"zip"_s, QStringList{u"-X"_s, u"-r"_s, u"-q"_s, zipPath} + entries, folder);
 }
 
 bool writeCraftedZip(const QString &zipPath, const QJsonArray &entries)
 {
     QTemporaryFile list;
-    if (!list.open()) {
+    if (!list.open() || list.write(QJsonDocument(entries).toJson()) < 0 || !list.flush()) {
         return false;
     }
-    list.write(QJsonDocument(entries).toJson());
-    list.flush();
     return succeeds(u"python3"_s,
                     {QStringLiteral(TESSARY_TEST_UPDATER_SOURCE_DIR "/support/make_zip.py"), zipPath, list.fileName()});
-}
-
-NativeUpdateConfiguration testConfiguration()
-{
-    return NativeUpdateConfiguration{
-        .product = u"tessary"_s,
-        .appName = u"Tessary"_s,
-        .bundleIdentifier = u"md.velmor.tessary"_s,
-        .teamIdentifier = testTeamIdentifier(),
-        .manifestURL = QUrl(u"https://127.0.0.1/downloads/update.json"_s),
-        .allowedDownloadHosts = {u"127.0.0.1"_s},
-        .isEnabled = true,
-    };
-}
-
-quint64 deviceOf(const QString &path)
-{
-    struct stat info
-    {
-    };
-    if (::stat(QFile::encodeName(path).constData(), &info) != 0) {
-        return 0;
-    }
-    return quint64(info.st_dev);
 }
 
 QString otherFileSystemFolder()
 {
     const quint64 buildDevice = deviceOf(buildPath(QString()));
     for (const QString &candidate : {u"/dev/shm"_s, QDir::tempPath(), u"/tmp"_s, u"/run/user/%1"_s.arg(::getuid())}) {
-        const QFileInfo folder(candidate);
-        if (folder.isDir() && folder.isWritable() && deviceOf(candidate) != 0 && deviceOf(candidate) != buildDevice) {
+        if (QFileInfo(candidate).isWritable() && deviceOf(candidate) != 0 && deviceOf(candidate) != buildDevice) {
             return candidate;
         }
     }
