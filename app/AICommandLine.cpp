@@ -9,6 +9,7 @@
 
 #include "app/CommandLineOutput.h"
 #include "app/GraphemeCount.h"
+#include "app/localization/AIKeyRefusal.h"
 #include "app/localization/FailureMessages.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/AIKeychain.h"
@@ -64,31 +65,16 @@ std::optional<QByteArray> readLine(qsizetype maximumBytes)
     return line;
 }
 
-/** Why a key was refused, in the user's language. */
-QString refusal(ApiKeyFormat::Problem problem)
-{
-    const QString language = tessaryStoredLanguage(UserDefaults());
-    switch (problem) {
-    case ApiKeyFormat::Problem::Missing:
-        break;
-    case ApiKeyFormat::Problem::TooLong:
-        return tessaryFormat(tessaryLocalized(u"API Key 太长（最多 %@ 个字符）。"_s, language),
-                             QString::number(ApiKeyFormat::maximumLength));
-    case ApiKeyFormat::Problem::NotPrintableAscii:
-        return tessaryLocalized(u"API Key 只能包含可打印的 ASCII 字符。"_s, language);
-    case ApiKeyFormat::Problem::ContainsWhiteSpace:
-        return tessaryLocalized(u"API Key 中间不能有空格。"_s, language);
-    }
-    return u"Missing API key on standard input."_s;
-}
-
 int setKeyFromStandardInput()
 {
     // Leading and trailing blanks are allowed for, so a little more than the longest key is read.
     const std::optional<QByteArray> line = readLine(2 * ApiKeyFormat::maximumLength);
     const auto key = ApiKeyFormat::fromLine(line.value_or(QByteArray()));
     if (!key) {
-        write(stderr, refusal(key.error()) + u'\n');
+        write(stderr, (key.error() == ApiKeyFormat::Problem::Missing
+                           ? u"Missing API key on standard input."_s
+                           : aiKeyRefusal(key.error(), tessaryStoredLanguage(UserDefaults()))) +
+                          u'\n');
         return 1;
     }
     const auto stored = AIKeychain::write(QString::fromLatin1(*key));

@@ -4,6 +4,7 @@
 
 #include "app/ColorModePalettes.h"
 #include "app/SystemColorScheme.h"
+#include "app/localization/AIKeyRefusal.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/AIKeychain.h"
 #include "app/recognition/TessaryDefaultPrompt.h"
@@ -248,6 +249,11 @@ QString TessaryPreferences::saveError() const
 void TessaryPreferences::saveKey(const QString &key)
 {
     const QString trimmed = key.trimmed();
+    // A key the service could never accept is not stored, and the one saved before stays.
+    if (const auto checked = ApiKeyFormat::fromLine(trimmed.toUtf8()); !trimmed.isEmpty() && !checked) {
+        setKeyError(aiKeyRefusal(checked.error(), tessaryStoredLanguage(m_defaults)));
+        return;
+    }
     const Result<void, KeychainError> saved = trimmed.isEmpty() ? AIKeychain::remove() : AIKeychain::write(trimmed);
     if (saved) {
         setKeySaved(!trimmed.isEmpty());

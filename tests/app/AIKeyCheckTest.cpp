@@ -3,7 +3,9 @@
 #include <QSettings>
 #include <QTemporaryDir>
 
+#include "app/TessaryPreferences.h"
 #include "app/recognition/AIKeychain.h"
+#include "platform/defaults/UserDefaults.h"
 #include "tests/support/TestEnvironment.h"
 
 using namespace Qt::StringLiterals;
@@ -62,5 +64,20 @@ INSTANTIATE_TEST_SUITE_P(
                       RefusedKey{"sixteenMegabytes", QByteArray(16 << 20, 'k') + '\n', "en",
                                  "The API key is too long (at most 4096 characters)."}),
     [](const auto &info) { return std::string(info.param.name); });
+
+// The settings window saves through the preferences, which refuse such keys the same way.
+TEST(AIKeyCheckSettingsTest, TheSettingsKeepTheSavedKeyAndSayWhy)
+{
+    ASSERT_TRUE(AIKeychain::write(u"sk-kept"_s));
+    QTemporaryDir config;
+    UserDefaults defaults(config.filePath(u"defaults.ini"_s));
+    defaults.setString(u"language"_s, u"en"_s);
+    TessaryPreferences preferences(defaults);
+
+    preferences.saveKey(u" sk-a\u00a0b "_s);
+
+    EXPECT_EQ(preferences.keyError(), QString::fromLatin1(notAscii));
+    EXPECT_EQ(AIKeychain::read().valueOr(QString()), u"sk-kept"_s);
+}
 
 } // namespace
