@@ -177,7 +177,7 @@ void TessaryApp::prepareEngines()
         return;
     }
     m_enginesReleased = false;
-    QThreadPool::globalInstance()->start([] { TextRecognizer::prewarm(); });
+    QThreadPool::globalInstance()->start([] { TextRecognizer::loadEngines(); });
 }
 
 void TessaryApp::captureFailed(const QString &toolError)

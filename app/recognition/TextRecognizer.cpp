@@ -18,6 +18,7 @@
 #include "app/recognition/PassMerging.h"
 #include "app/recognition/RecognitionPass.h"
 #include "app/recognition/RecognitionStop.h"
+#include "app/recognition/ResidentPages.h"
 #include "app/recognition/ScreenImageLoader.h"
 #include "app/recognition/TesseractPool.h"
 
@@ -319,11 +320,34 @@ Result<QString, RecognitionError> recognizeWithin(const QImage &source, Recognit
 
 } // namespace
 
+void loadEngines()
+{
+    // On both cores, as a recognition would load them: the second core takes English (both engines) and the
+    // Traditional model, this one the line model and the Simplified model.
+    QElapsedTimer clock;
+    clock.start();
+    const QByteArrayList second{englishModel, QByteArray(englishModel) + "#2", traditionalModel};
+    auto others = QtConcurrent::run([second] {
+        for (const QByteArray &languages : second) {
+            if (TesseractPool::hasModels(languages.split('#').first())) {
+                TesseractPool::shared().borrow(languages);
+            }
+        }
+    });
+    NeuralLineRecognizer::prepare();
+    if (TesseractPool::hasModels(simplifiedModel)) {
+        TesseractPool::shared().borrow(simplifiedModel);
+    }
+    others.waitForFinished();
+    qCDebug(lcRecognition) << "engines loaded in" << clock.elapsed() << "ms";
+}
+
 void releaseEngines()
 {
     TesseractPool::shared().releaseIdle();
     NeuralLineRecognizer::release();
     malloc_trim(0);
+    ResidentPages::dropRecognitionCode();
 }
 
 QImage warmupImage()

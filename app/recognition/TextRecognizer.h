@@ -43,6 +43,12 @@ std::chrono::milliseconds timeBudget(const QSize &size);
 bool prewarm();
 
 /**
+ * Loads every engine and the line model's network that are not loaded yet, without recognising anything: a
+ * recognition that starts meanwhile waits for them instead of loading its own. Safe to call from any thread.
+ */
+void loadEngines();
+
+/**
  * Ends the engines and networks no recognition is using and gives their memory back to the system; the next
  * recognition (or warm-up) loads them again. Safe to call from any thread.
  */

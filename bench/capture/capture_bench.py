@@ -71,7 +71,7 @@ with open(os.path.join(config, "md.velmor.tessary", "defaults.ini"), "w") as f:
     f.write("[General]\nlanguage=en\n")
 env = dict(os.environ, XDG_CONFIG_HOME=config)
 if idle > 0:
-    env["TESSARY_ENGINE_IDLE_SECONDS"] = str(idle)
+    env["TESSARY_ENGINE_IDLE_SECONDS"] = f"{idle:g}"
 
 # Screen text: 800x200 of the sample, shown at the top left by ImageMagick's viewer.
 sample = os.path.join(root, "samples", "tessary-sample.png")
