@@ -188,8 +188,10 @@ TEST_F(NativeUpdaterTest, EveryFailureShowsItsReasonStagesNothingAndEndsTheReque
     // The manifest's route (empty: a manifest with the changes given), the archive's route, whether it is
     // notarized, the reason. In the routes, "elsewhere" is another server than ours.
     const std::tuple<QString, const char *, const char *, bool, QString> rows[] = {
-        {uR"({"status":404})"_s, "{}", "{}", true, u"check:The update server returned an invalid response (HTTP 404)."_s},
-        {uR"({"status":500,"body":"oops"})"_s, "{}", "{}", true, u"check:The update server returned an invalid response (HTTP 500)."_s},
+        {uR"({"status":404})"_s, "{}", "{}", true,
+         u"check:The update server returned an invalid response (HTTP 404)."_s},
+        {uR"({"status":500,"body":"oops"})"_s, "{}", "{}", true,
+         u"check:The update server returned an invalid response (HTTP 500)."_s},
         {uR"({"body":"<html>"})"_s, "{}", "{}", true, u"check:The update manifest could not be read."_s},
         {uR"({"body":"{\"pad\": \"%1\"}"})"_s.arg(QString(70000, u'x')), "{}", "{}", true,
          u"check:The update server sent more than 65536 bytes."_s},
