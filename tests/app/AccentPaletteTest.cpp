@@ -139,7 +139,6 @@ TEST_P(TessaryIconTest, DrawsTheRoundedSquareViewfinderAndCursor)
 {
     const auto [palette, side] = GetParam();
     const QImage image = TessaryIcon::render(palette, side);
-    Tessary::Test::saveArtifact(image, u"tessary-icon-%1-%2.png"_s.arg(palette.rawValue()).arg(side));
     ASSERT_EQ(image.size(), QSize(side, side));
 
     const QColor fill = palette.color().toRgb();

@@ -11,6 +11,7 @@
 
 #include "app/recognition/RecognitionStop.h"
 #include "app/recognition/TextRecognizer.h"
+#include "tests/recognition/RenderedLine.h"
 #include "tests/support/TestEnvironment.h"
 
 using namespace Qt::StringLiterals;
