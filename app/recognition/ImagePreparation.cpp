@@ -45,9 +45,13 @@ int uniformGrey(std::vector<int> values)
     std::vector<int> sorted = values;
     std::nth_element(sorted.begin(), sorted.begin() + long(sorted.size() / 2), sorted.end());
     const int median = sorted[sorted.size() / 2];
+    // Nearly all of it near that grey (compression leaves some noise), and nothing as far off as ink: the top row of
+    // a line of text holds only a few dots of ink.
     const auto near =
         std::count_if(values.cbegin(), values.cend(), [median](int v) { return std::abs(v - median) <= 16; });
-    return double(near) >= 0.97 * double(values.size()) ? median : -1;
+    const bool inked =
+        std::any_of(values.cbegin(), values.cend(), [median](int v) { return std::abs(v - median) > inkContrast; });
+    return !inked && double(near) >= 0.97 * double(values.size()) ? median : -1;
 }
 
 /** How many rows (or columns) from one edge inwards belong to bands outside the innermost one. */
@@ -192,26 +196,27 @@ void scaleBack(RecognitionPass &pass, double scale)
     if (scale == 1.0) {
         return;
     }
-    const auto back = [scale](const QRect &box) {
+    const auto x = [scale](double value) { return value / scale; };
+    const auto back = [&](const QRect &box) {
         if (box.isNull()) {
             return box;
         }
-        const int left = int(std::floor(box.left() / scale));
-        const int top = int(std::floor(box.top() / scale));
-        const int right = int(std::ceil((box.right() + 1) / scale)) - 1;
-        const int bottom = int(std::ceil((box.bottom() + 1) / scale)) - 1;
+        const int left = int(std::floor(x(box.left())));
+        const int top = int(std::floor(x(box.top())));
+        const int right = int(std::ceil(x(box.right() + 1))) - 1;
+        const int bottom = int(std::ceil(x(box.bottom() + 1))) - 1;
         return QRect(QPoint(left, top), QPoint(right, bottom));
     };
     for (PassLine &line : pass.lines) {
         line.box = back(line.box);
-        line.baseline = line.baseline >= 0 ? int(std::lround(line.baseline / scale)) : -1;
+        line.baseline = line.baseline >= 0 ? int(std::lround(x(line.baseline))) : -1;
         for (float &centre : line.centres) {
-            centre = float(centre / scale);
+            centre = float(x(centre));
         }
         for (PassWord &word : line.words) {
             word.box = back(word.box);
             for (PlacedSymbol &symbol : word.symbols) {
-                symbol.centre = float(symbol.centre / scale);
+                symbol.centre = float(x(symbol.centre));
             }
         }
     }

@@ -22,9 +22,10 @@ QImage prepared(const QImage &source);
  */
 double readingScale(const QImage &image);
 
+/** The image as Tesseract reads it. */
 QImage scaled(const QImage &image, double scale);
 
-/** Brings the positions of a pass over an image scaled by scale back to the image's own. */
+/** Brings the positions of a pass over the scaled image back to the image's own. */
 void scaleBack(RecognitionPass &pass, double scale);
 
 /**
