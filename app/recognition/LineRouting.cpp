@@ -171,6 +171,11 @@ bool hasChinese(const RecognitionPass &pass)
 
 QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Script script)
 {
+    return refinedLines(image, pass, QList<Script>(pass.lines.size(), script));
+}
+
+QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const QList<Script> &scripts)
+{
     QStringList lines;
     QList<qsizetype> again;
     const int background = backgroundGrey(image);
@@ -179,6 +184,7 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Scrip
     const float simplifiedSure = chineseLines >= 2 ? simplifiedUnsureBelow : 101;
     for (qsizetype i = 0; i < pass.lines.size(); ++i) {
         const PassLine &line = pass.lines[i];
+        const Script script = i < scripts.size() ? scripts[i] : Script::Latin;
         lines.append(script == Script::Latin ? halfWidthPunctuation(finishedLine(image, line, background))
                                              : finishedLine(image, line, background));
         if (script != Script::Latin &&

@@ -4,6 +4,8 @@
 #include <QStringList>
 
 #include "app/recognition/RecognitionPass.h"
+#include "app/recognition/ScriptChoice.h"
+#include "app/recognition/ScriptChoice.h"
 
 namespace Tessary {
 
@@ -25,12 +27,7 @@ constexpr float unsureBelow = 75;
  */
 constexpr float simplifiedUnsureBelow = 90;
 
-/** What an image's text was found to be written in, which decides the lines the line model reads again. */
-enum class Script {
-    Latin,       // no pass found Chinese: Tesseract's reading stands
-    Simplified,  // Chinese, best read with the Simplified models
-    Traditional, // Chinese, best read with the Traditional models
-};
+using Script = Tessary::Script;
 
 /** True when any line of the pass holds a Chinese character. */
 bool hasChinese(const RecognitionPass &pass);
@@ -43,6 +40,12 @@ bool hasChinese(const RecognitionPass &pass);
  * A Latin line is only replaced when the line model sees Chinese in it.
  */
 QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Script script);
+
+/** The same with a script for every line of the pass. */
+QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const QList<Script> &scripts);
+
+/** The same with a script for every line of the pass. */
+QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const QList<Script> &scripts);
 
 /**
  * A Tesseract line as it is shown: underscores the engine lost put back, punctuation and digits at the width the

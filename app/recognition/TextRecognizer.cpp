@@ -13,13 +13,15 @@
 #include <QStringList>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include "app/recognition/ImagePreparation.h"
+#include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/NeuralLineRecognizer.h"
-#include "app/recognition/PassMerging.h"
 #include "app/recognition/RecognitionPass.h"
 #include "app/recognition/RecognitionStop.h"
 #include "app/recognition/ResidentPages.h"
 #include "app/recognition/ScreenImageLoader.h"
+#include "app/recognition/ScriptChoice.h"
 #include "app/recognition/TesseractPool.h"
 
 using namespace Qt::StringLiterals;
@@ -40,17 +42,6 @@ constexpr auto traditionalModel = "chi_tra";
 constexpr auto englishModel = "eng";
 
 /**
- * The Chinese models turn code symbols they cannot place into Chinese characters now and then, with little
- * confidence. Chinese counts as found when the words a pass read as Chinese hold it with at least this mean
- * confidence in one of the passes (Chinese text was read at 70 and more; symbols taken for Chinese at 52 and less).
- */
-constexpr double believedChinese = 60;
-
-/** How much surer of the Chinese words (in confidence points) the Traditional pass must be to have its reading taken.
- */
-constexpr double clearlySurer = 1;
-
-/**
  * The time a recognition may take, besides loading the models: enough for a screen of text on a machine busy with
  * other work, and a second more for every megapixel, up to a limit past which nobody waits.
  */
@@ -59,24 +50,6 @@ constexpr std::chrono::milliseconds budgetPerMegapixel{1000};
 constexpr std::chrono::milliseconds longestBudget{28000};
 
 Result<QString, RecognitionError> recognizeWithin(const QImage &source, RecognitionStop &stop);
-
-/** Tesseract reads dark text on a light ground best; screens in dark mode are inverted first. */
-QImage preparedForEngine(const QImage &source)
-{
-    QImage image = source.convertToFormat(QImage::Format_RGB888);
-    qint64 sum = 0;
-    for (int y = 0; y < image.height(); ++y) {
-        const uchar *row = image.constScanLine(y);
-        for (int x = 0; x < image.width(); ++x) {
-            sum += (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
-        }
-    }
-    const qint64 pixels = qint64(image.width()) * image.height();
-    if (pixels > 0 && sum / pixels < 128) {
-        image.invertPixels();
-    }
-    return image;
-}
 
 /**
  * The line network allocates buffers of several megabytes for every line width and frees them again. glibc raises
@@ -155,11 +128,6 @@ bool surelyLatin(const Result<RecognitionPass, RecognitionError> &pass)
     return pass->meanConfidence >= 85;
 }
 
-bool believed(const Result<RecognitionPass, RecognitionError> &pass)
-{
-    return pass && PassMerging::hanWordConfidence(*pass) >= believedChinese;
-}
-
 } // namespace
 
 std::chrono::milliseconds timeBudget(const QSize &size)
@@ -212,7 +180,10 @@ Result<QString, RecognitionError> recognizeWithin(const QImage &source, Recognit
     }
     QElapsedTimer clock;
     clock.start();
-    const QImage image = preparedForEngine(ScreenImageLoader::opaque(source));
+    // The engines read image; the stages after them work on the screen's own pixels.
+    const QImage screen = ImagePreparation::prepared(ScreenImageLoader::opaque(source));
+    const double scale = ImagePreparation::readingScale(screen);
+    const QImage image = ImagePreparation::scaled(screen, scale);
 
     // This thread reads Chinese with the first Chinese model; the other core reads English, which is quick, and then
     // the other Chinese model, so that Latin text is settled as soon as the first Chinese pass finds no Chinese.
@@ -283,39 +254,29 @@ Result<QString, RecognitionError> recognizeWithin(const QImage &source, Recognit
         otherChinese = unexpected(RecognitionError{});
     }
 
-    Reading chosen = std::move(chinese);
-    LineRouting::Script script = LineRouting::Script::Latin;
-    if (!believed(chosen) && !believed(otherChinese)) {
-        if (englishReading) {
-            chosen = std::move(englishReading);
-        }
-    } else {
-        if (!chosen || (otherChinese && LineRouting::hasChinese(*otherChinese) &&
-                        PassMerging::chineseConfidence(*otherChinese, *chosen) >
-                            PassMerging::chineseConfidence(*chosen, *otherChinese) + clearlySurer)) {
-            // Each model set is confident on its own script and unsure on the other; the script is settled by the
-            // words that are Chinese in either reading. Most characters look alike in both scripts, and text that
-            // has only those is read about as well by either model: the Traditional pass has to be clearly surer.
-            chosen = std::move(otherChinese);
-        }
-        script =
-            chosen->languages == traditionalModel ? LineRouting::Script::Traditional : LineRouting::Script::Simplified;
-        if (englishReading) {
-            PassMerging::takeLatinWords(*chosen, *englishReading);
+    for (Reading *reading : {&chinese, &otherChinese, &englishReading}) {
+        if (*reading) {
+            ImagePreparation::scaleBack(**reading, scale);
         }
     }
-    if (!chosen) {
-        return unexpected(chosen.error());
+    const bool firstIsSimplified = firstChinese == simplifiedModel;
+    auto choice = ScriptChoice::choose(
+        screen, firstIsSimplified ? std::move(chinese) : Reading(unexpected(RecognitionError{})),
+        firstIsSimplified ? std::move(otherChinese) : std::move(chinese), std::move(englishReading));
+    if (!choice) {
+        return unexpected(choice.error());
     }
     const qint64 passesDone = clock.elapsed();
-    const QStringList lines = LineRouting::refinedLines(image, *chosen, script);
+    QStringList lines = LineRouting::refinedLines(screen, choice->pass, choice->scripts);
     // The line model reads nothing once the recognition is stopped: what it left out is not the text.
     if (stop.isRequested()) {
         return unexpected(stoppedError(stop));
     }
+    lines = ScriptChoice::inTheirScripts(lines, choice->scripts, choice->traditionalText);
+    lines = LineIndentation::indented(screen, lines, choice->pass);
     qCDebug(lcRecognition) << image.size() << "passes" << passesDone << "ms, lines finished"
-                           << clock.elapsed() - passesDone << "ms, reading of" << chosen->languages;
-    return lines.join(u'\n').trimmed();
+                           << clock.elapsed() - passesDone << "ms, reading of" << choice->pass.languages;
+    return LineIndentation::joined(lines);
 }
 
 } // namespace

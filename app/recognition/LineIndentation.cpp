@@ -1,0 +1,156 @@
+#include "app/recognition/LineIndentation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <vector>
+
+#include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/LineRouting.h"
+
+namespace Tessary::LineIndentation {
+
+namespace {
+
+bool onTheGrid(QChar c)
+{
+    return !c.isSpace() && !c.isSurrogate() && !ChineseTextCleanup::isCjk(c.unicode());
+}
+
+bool positioned(const PassLine &line)
+{
+    return !line.centres.isEmpty() && line.centres.size() == line.text.size();
+}
+
+/** Grey levels between ink and background; anti-aliased edges below this count as background. */
+constexpr int inkContrast = 48;
+
+/**
+ * Where the line's first cell starts. A monospaced glyph stands in the middle of its cell, however narrow its ink
+ * ("(" starts a third of a cell in): the middle of the first glyph's ink, from the line's first inked column to the
+ * first blank one after it (within a cell), less half a cell.
+ */
+std::optional<double> startOf(const QImage &image, const PassLine &line, double cell, int background)
+{
+    const QRect box = line.box.intersected(image.rect());
+    if (box.isEmpty()) {
+        return std::nullopt;
+    }
+    const auto inked = [&](int x) {
+        for (int y = box.top(); y <= box.bottom(); ++y) {
+            const uchar *pixel = image.constScanLine(y) + 3 * x;
+            if (std::abs((299 * pixel[0] + 587 * pixel[1] + 114 * pixel[2]) / 1000 - background) > inkContrast) {
+                return true;
+            }
+        }
+        return false;
+    };
+    int first = box.left();
+    while (first <= box.right() && !inked(first)) {
+        ++first;
+    }
+    if (first > box.right()) {
+        return std::nullopt;
+    }
+    int last = first;
+    while (last + 1 <= box.right() && last + 1 < first + cell && inked(last + 1)) {
+        ++last;
+    }
+    return (first + last + 1) / 2.0 - cell / 2;
+}
+
+} // namespace
+
+double cellOf(const RecognitionPass &pass)
+{
+    std::vector<double> steps;
+    std::vector<double> spaced; // the distance of two characters with one space between them
+    for (const PassLine &line : pass.lines) {
+        if (!positioned(line)) {
+            continue;
+        }
+        const QString &text = line.text;
+        for (qsizetype i = 0; i + 1 < text.size(); ++i) {
+            if (onTheGrid(text.at(i)) && onTheGrid(text.at(i + 1))) {
+                steps.push_back(line.centres[i + 1] - line.centres[i]);
+            } else if (i + 2 < text.size() && onTheGrid(text.at(i)) && text.at(i + 1) == u' ' &&
+                       onTheGrid(text.at(i + 2))) {
+                spaced.push_back(line.centres[i + 2] - line.centres[i]);
+            }
+        }
+    }
+    // Enough neighbours to see the grid: in a proportional font an "i" beside an "m" is far off the usual step.
+    if (steps.size() < 8) {
+        return 0;
+    }
+    std::vector<double> sorted = steps;
+    std::nth_element(sorted.begin(), sorted.begin() + long(sorted.size() / 2), sorted.end());
+    const double cell = sorted[sorted.size() / 2];
+    if (cell <= 0) {
+        return 0;
+    }
+    const auto near = [cell](double distance, double cells) {
+        return std::abs(distance - cells * cell) <= 0.25 * cell;
+    };
+    const auto regular = std::count_if(steps.cbegin(), steps.cend(), [&](double step) { return near(step, 1); });
+    if (double(regular) < 0.85 * double(steps.size())) {
+        return 0;
+    }
+    // Letters of a proportional font can stand as evenly as a grid within words, but a space there is narrower
+    // than a letter. Text without any space between words (one word a line) says nothing against the grid.
+    const auto whole =
+        std::count_if(spaced.cbegin(), spaced.cend(), [&](double distance) { return near(distance, 2); });
+    return spaced.empty() || double(whole) >= 0.6 * double(spaced.size()) ? cell : 0;
+}
+
+QStringList indented(const QImage &image, const QStringList &lines, const RecognitionPass &pass)
+{
+    const double cell = cellOf(pass);
+    if (cell <= 0 || lines.size() != pass.lines.size() || lines.size() < 2) {
+        return lines;
+    }
+    const int background = LineRouting::backgroundGrey(image);
+    std::vector<std::optional<double>> starts;
+    double least = 0;
+    bool any = false;
+    for (const PassLine &line : pass.lines) {
+        starts.push_back(startOf(image, line, cell, background));
+        if (starts.back()) {
+            least = any ? std::min(least, *starts.back()) : *starts.back();
+            any = true;
+        }
+    }
+    QStringList result = lines;
+    for (qsizetype i = 0; i < result.size(); ++i) {
+        const QString text = result[i].trimmed();
+        if (!starts[size_t(i)] || text.isEmpty()) {
+            continue;
+        }
+        const auto cells = qsizetype(std::lround((*starts[size_t(i)] - least) / cell));
+        result[i] = QString(cells, u' ') + text;
+    }
+    return result;
+}
+
+QString joined(const QStringList &lines)
+{
+    qsizetype first = 0;
+    qsizetype last = lines.size();
+    while (first < last && lines[first].trimmed().isEmpty()) {
+        ++first;
+    }
+    while (last > first && lines[last - 1].trimmed().isEmpty()) {
+        --last;
+    }
+    QStringList kept;
+    for (qsizetype i = first; i < last; ++i) {
+        QString line = lines[i];
+        while (!line.isEmpty() && line.back().isSpace()) {
+            line.chop(1);
+        }
+        kept.append(line);
+    }
+    return kept.join(u'\n');
+}
+
+} // namespace Tessary::LineIndentation

@@ -1,0 +1,372 @@
+#include "app/recognition/ScriptChoice.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <QFont>
+#include <QGuiApplication>
+#include <QPainter>
+
+#include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/LineRouting.h"
+#include "app/recognition/PassMerging.h"
+#include "app/recognition/ScriptVariants.h"
+
+using namespace Qt::StringLiterals;
+
+namespace Tessary::ScriptChoice {
+
+namespace {
+
+/**
+ * The Chinese models turn code symbols they cannot place into Chinese characters now and then, with little
+ * confidence. Chinese counts as found when the words a pass read as Chinese hold it with at least this mean
+ * confidence in one of the passes (Chinese text was read at 70 and more; symbols taken for Chinese at 52 and less).
+ */
+constexpr double believedChinese = 60;
+
+/** How much surer of the Chinese words (in confidence points) the Traditional pass must be to have its reading taken.
+ */
+constexpr double clearlySurer = 1;
+
+/** How much more like one script's forms (per glyph) a line's glyphs must be to set it apart from its block. */
+constexpr double clearLikeness = 0.15;
+
+/** The em size (pixels) at which a glyph and the forms it may be are compared. */
+constexpr int compareAt = 16;
+
+/** Grey levels between ink and background; anti-aliased edges below this count as background. */
+constexpr int inkContrast = 48;
+
+bool believed(const Reading &pass)
+{
+    return pass && PassMerging::hanWordConfidence(*pass) >= believedChinese;
+}
+
+bool isHan(QChar c)
+{
+    return ChineseTextCleanup::isHan(c.unicode());
+}
+
+/** The tight box of the values above threshold in a grey image; null when there are none. */
+QRect inkOf(const QImage &grey, int threshold)
+{
+    int top = grey.height(), bottom = -1, left = grey.width(), right = -1;
+    for (int y = 0; y < grey.height(); ++y) {
+        const uchar *row = grey.constScanLine(y);
+        for (int x = 0; x < grey.width(); ++x) {
+            if (row[x] > threshold) {
+                top = std::min(top, y);
+                bottom = std::max(bottom, y);
+                left = std::min(left, x);
+                right = std::max(right, x);
+            }
+        }
+    }
+    return bottom < 0 ? QRect() : QRect(QPoint(left, top), QPoint(right, bottom));
+}
+
+/** A character drawn bright on black at the given em size, cut to its ink. */
+QImage drawn(char16_t character, int em)
+{
+    const int side = 2 * em + 8;
+    QImage image(side, side, QImage::Format_Grayscale8);
+    image.fill(0);
+    QPainter painter(&image);
+    QFont font(u"Noto Sans CJK SC"_s);
+    font.setPixelSize(std::max(6, em));
+    painter.setFont(font);
+    painter.setPen(Qt::white);
+    painter.drawText(image.rect(), Qt::AlignCenter, QString(QChar(character)));
+    painter.end();
+    const QRect ink = inkOf(image, inkContrast);
+    return ink.isNull() ? QImage() : image.copy(ink);
+}
+
+/** How well the pattern matches the ink at its best place: the highest normalised correlation over every shift. */
+double bestMatch(const QImage &ink, const QImage &pattern)
+{
+    const int tw = pattern.width(), th = pattern.height();
+    if (pattern.isNull() || tw > ink.width() || th > ink.height()) {
+        return 0;
+    }
+    const int n = tw * th;
+    std::vector<double> t(static_cast<size_t>(n), 0.0);
+    double mean = 0;
+    for (int y = 0; y < th; ++y) {
+        for (int x = 0; x < tw; ++x) {
+            t[size_t(y * tw + x)] = pattern.constScanLine(y)[x];
+            mean += t[size_t(y * tw + x)];
+        }
+    }
+    mean /= n;
+    double norm = 0;
+    for (double &v : t) {
+        v -= mean;
+        norm += v * v;
+    }
+    if (norm <= 0) {
+        return 0;
+    }
+    double best = -1;
+    for (int oy = 0; oy + th <= ink.height(); ++oy) {
+        for (int ox = 0; ox + tw <= ink.width(); ++ox) {
+            double sum = 0, squares = 0, cross = 0;
+            for (int y = 0; y < th; ++y) {
+                const uchar *row = ink.constScanLine(oy + y) + ox;
+                for (int x = 0; x < tw; ++x) {
+                    const double v = row[x];
+                    sum += v;
+                    squares += v * v;
+                    cross += v * t[size_t(y * tw + x)];
+                }
+            }
+            const double variance = squares - sum * sum / n;
+            if (variance > 0) {
+                best = std::max(best, cross / std::sqrt(variance * norm));
+            }
+        }
+    }
+    return best;
+}
+
+/** What the glyphs of a line say about its script: the summed likeness to the Traditional forms, and how many. */
+struct Evidence
+{
+    double likeness = 0;
+    int glyphs = 0;
+};
+
+/**
+ * The em size of the line's Chinese characters: the usual distance of neighbouring ones, which stand one em apart;
+ * from the line's height when too few stand side by side (Latin descenders make lines taller than the characters).
+ */
+int emOf(const PassLine &line)
+{
+    std::vector<float> steps;
+    for (qsizetype i = 0; i + 1 < line.text.size(); ++i) {
+        if (isHan(line.text.at(i)) && isHan(line.text.at(i + 1))) {
+            steps.push_back(line.centres[i + 1] - line.centres[i]);
+        }
+    }
+    // Chinese characters fill about nine tenths of the em square.
+    const int fromHeight = int(std::lround(line.box.height() / 0.92));
+    if (!line.text.isEmpty() && std::all_of(line.text.cbegin(), line.text.cend(), isHan)) {
+        return int(std::lround(double(line.box.width()) / double(line.text.size())));
+    }
+    if (steps.size() < 2) {
+        return fromHeight;
+    }
+    std::nth_element(steps.begin(), steps.begin() + long(steps.size() / 2), steps.end());
+    const float step = steps[steps.size() / 2];
+    return step > 0.5 * fromHeight && step < 1.2 * fromHeight ? int(std::lround(step)) : fromHeight;
+}
+
+/**
+ * Where the line's characters stand, with Chinese characters, which are an em wide each, put an em apart where the
+ * engine gave two of them one position or placed them out of order (it does so at the start of a label now and then).
+ */
+QList<float> glyphCentres(const PassLine &line, int em)
+{
+    QList<float> centres = line.centres;
+    const bool allHan = !line.text.isEmpty() && std::all_of(line.text.cbegin(), line.text.cend(), isHan);
+    if (allHan) {
+        // A label of Chinese characters only: they share the line's width equally.
+        const double pitch = double(line.box.width()) / double(line.text.size());
+        for (qsizetype i = 0; i < centres.size(); ++i) {
+            centres[i] = float(line.box.left() + (double(i) + 0.5) * pitch);
+        }
+        return centres;
+    }
+    for (qsizetype i = centres.size() - 2; i >= 0; --i) {
+        if (isHan(line.text.at(i)) && isHan(line.text.at(i + 1)) && centres[i] > centres[i + 1] - 0.5f * float(em)) {
+            centres[i] = centres[i + 1] - float(em);
+        }
+    }
+    return centres;
+}
+
+/**
+ * Compares the glyphs where the two readings of one line differ by a character written differently in the two
+ * scripts. Characters are paired by their positions.
+ */
+Evidence evidenceOf(const QImage &image, int background, const PassLine &simplified, const PassLine &traditional)
+{
+    Evidence evidence;
+    if (simplified.centres.size() != simplified.text.size() || traditional.centres.size() != traditional.text.size() ||
+        qobject_cast<QGuiApplication *>(QCoreApplication::instance()) == nullptr) {
+        return evidence;
+    }
+    const int height = simplified.box.height();
+    const int em = emOf(simplified);
+    const QList<float> centres = glyphCentres(simplified, em);
+    const QList<float> otherCentres = glyphCentres(traditional, em);
+    for (qsizetype i = 0; i < simplified.text.size(); ++i) {
+        const QChar s = simplified.text.at(i);
+        if (!isHan(s)) {
+            continue;
+        }
+        qsizetype nearest = -1;
+        for (qsizetype j = 0; j < traditional.text.size(); ++j) {
+            if (isHan(traditional.text.at(j)) && (nearest < 0 || std::abs(otherCentres[j] - centres[i]) <
+                                                                     std::abs(otherCentres[nearest] - centres[i]))) {
+                nearest = j;
+            }
+        }
+        if (nearest < 0 || std::abs(otherCentres[nearest] - centres[i]) > 0.45 * height) {
+            continue;
+        }
+        const QChar t = traditional.text.at(nearest);
+        if (!ScriptVariants::areVariants(s.unicode(), t.unicode())) {
+            continue;
+        }
+        // The Simplified model now and then writes a Traditional form itself; the roles follow the characters.
+        const bool swapped =
+            ScriptVariants::isTraditionalOnly(s.unicode()) || ScriptVariants::isSimplifiedOnly(t.unicode());
+        const QPoint centre(int(std::lround(centres[i])), simplified.box.center().y());
+        evidence.likeness += traditionalLikeness(image, centre, em, background, swapped ? t.unicode() : s.unicode(),
+                                                 swapped ? s.unicode() : t.unicode());
+        ++evidence.glyphs;
+    }
+    return evidence;
+}
+
+/** The line of the pass on the same row: the one sharing most of its height with the box, or -1. */
+qsizetype lineAt(const RecognitionPass &pass, const QRect &box)
+{
+    qsizetype best = -1;
+    int bestRows = 0;
+    for (qsizetype i = 0; i < pass.lines.size(); ++i) {
+        const QRect common = pass.lines[i].box.intersected(box);
+        if (!common.isEmpty() && common.height() > bestRows) {
+            bestRows = common.height();
+            best = i;
+        }
+    }
+    return best >= 0 && bestRows > 0.5 * std::min(pass.lines[best].box.height(), box.height()) ? best : -1;
+}
+
+Script scriptOf(double likeness)
+{
+    return likeness > 0 ? Script::Traditional : Script::Simplified;
+}
+
+} // namespace
+
+double traditionalLikeness(const QImage &image, QPoint centre, int em, int background, char16_t simplifiedForm,
+                           char16_t traditionalForm)
+{
+    // The glyph is looked for within a third of an em of where it is expected, sideways within half an em (the
+    // engine's positions of characters are off now and then).
+    const int reach = em / 2 + em / 3;
+    const int sideways = em;
+    const QRect area =
+        QRect(centre.x() - sideways, centre.y() - reach, 2 * sideways + 1, 2 * reach + 1).intersected(image.rect());
+    if (area.isEmpty() || em <= 0) {
+        return 0;
+    }
+    QImage ink(area.size(), QImage::Format_Grayscale8);
+    for (int y = 0; y < area.height(); ++y) {
+        const uchar *row = image.constScanLine(area.top() + y) + 3 * area.left();
+        uchar *out = ink.scanLine(y);
+        for (int x = 0; x < area.width(); ++x) {
+            const int grey = (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
+            out[x] = uchar(std::min(255, std::abs(grey - background)));
+        }
+    }
+    // Compared at one size, whatever the screen's: an image scaled up (or a blurred one) is as sharp as the forms.
+    const double scale = double(compareAt) / em;
+    ink = ink.scaled(std::max(1, int(std::lround(ink.width() * scale))),
+                     std::max(1, int(std::lround(ink.height() * scale))), Qt::IgnoreAspectRatio,
+                     Qt::SmoothTransformation);
+    return bestMatch(ink, drawn(traditionalForm, compareAt)) - bestMatch(ink, drawn(simplifiedForm, compareAt));
+}
+
+Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified, Reading traditional, Reading english)
+{
+    const auto uniform = [](RecognitionPass pass, Script script) {
+        Choice choice;
+        choice.scripts = QList<Script>(pass.lines.size(), script);
+        choice.traditionalText = QStringList(pass.lines.size(), QString());
+        choice.pass = std::move(pass);
+        return choice;
+    };
+    if (!believed(simplified) && !believed(traditional)) {
+        if (english) {
+            return uniform(std::move(*english), Script::Latin);
+        }
+        if (simplified || traditional) {
+            return uniform(simplified ? std::move(*simplified) : std::move(*traditional), Script::Latin);
+        }
+        return unexpected(simplified.error());
+    }
+    // Each model is confident on its own script and unsure on the other; where the glyphs do not tell, the script
+    // is settled by the words that are Chinese in either reading. Most characters look alike in both scripts, and
+    // text that has only those is read about as well by either model: the Traditional pass has to be clearly surer.
+    bool traditionalFirst =
+        !simplified || (traditional && LineRouting::hasChinese(*traditional) &&
+                        PassMerging::chineseConfidence(*traditional, *simplified) >
+                            PassMerging::chineseConfidence(*simplified, *traditional) + clearlySurer);
+    Choice choice;
+    if (!simplified || !traditional) {
+        choice = uniform(traditionalFirst ? std::move(*traditional) : std::move(*simplified),
+                         traditionalFirst ? Script::Traditional : Script::Simplified);
+        if (traditionalFirst) {
+            choice.traditionalText.clear();
+            for (const PassLine &line : choice.pass.lines) {
+                choice.traditionalText.append(line.text);
+            }
+        }
+    } else {
+        const int background = LineRouting::backgroundGrey(image);
+        // Every line of the Simplified reading with its counterpart in the Traditional one and their glyphs' word.
+        QList<qsizetype> counterparts;
+        QList<Evidence> evidence;
+        Evidence all;
+        for (const PassLine &line : simplified->lines) {
+            const qsizetype other = lineAt(*traditional, line.box);
+            counterparts.append(other);
+            evidence.append(other < 0 ? Evidence{} : evidenceOf(image, background, line, traditional->lines[other]));
+            all.likeness += evidence.last().likeness;
+            all.glyphs += evidence.last().glyphs;
+        }
+        if (all.glyphs > 0) {
+            traditionalFirst = all.likeness > 0;
+        }
+        const Script block = traditionalFirst ? Script::Traditional : Script::Simplified;
+        for (qsizetype i = 0; i < simplified->lines.size(); ++i) {
+            // A line goes against the lines around it only on clear evidence of its own: several glyphs, each
+            // clearly more like the other script's forms.
+            const Evidence &own = evidence[i];
+            const bool clear = own.glyphs >= 2 && std::abs(own.likeness) >= clearLikeness * own.glyphs;
+            const Script script =
+                clear || all.glyphs == own.glyphs ? (own.glyphs > 0 ? scriptOf(own.likeness) : block) : block;
+            const qsizetype other = counterparts[i];
+            const bool takeTraditional = script == Script::Traditional && other >= 0;
+            choice.pass.lines.append(takeTraditional ? traditional->lines[other] : simplified->lines[i]);
+            choice.scripts.append(other >= 0 || script == Script::Simplified ? script : Script::Simplified);
+            choice.traditionalText.append(other >= 0 ? traditional->lines[other].text : QString());
+        }
+        choice.pass.languages = traditionalFirst ? traditional->languages : simplified->languages;
+        choice.pass.meanConfidence = traditionalFirst ? traditional->meanConfidence : simplified->meanConfidence;
+    }
+    if (english) {
+        PassMerging::takeLatinWords(choice.pass, *english);
+    }
+    return choice;
+}
+
+QStringList inTheirScripts(const QStringList &lines, const QList<Script> &scripts, const QStringList &hints)
+{
+    QStringList written = lines;
+    for (qsizetype i = 0; i < written.size() && i < scripts.size(); ++i) {
+        if (scripts[i] == Script::Simplified) {
+            written[i] = ScriptVariants::toSimplified(written[i]);
+        } else if (scripts[i] == Script::Traditional) {
+            written[i] = ScriptVariants::toTraditional(written[i], i < hints.size() ? hints[i] : QString());
+        }
+    }
+    return written;
+}
+
+} // namespace Tessary::ScriptChoice

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QImage>
+#include <QList>
+#include <QStringList>
+
+#include "app/recognition/RecognitionError.h"
+#include "app/recognition/RecognitionPass.h"
+#include "core/Result.h"
+
+namespace Tessary {
+
+/** What a line of text was found to be written in, which decides how it is read again and written out. */
+enum class Script {
+    Latin,       // no pass found Chinese: Tesseract's reading stands
+    Simplified,  // Chinese, best read with the Simplified models
+    Traditional, // Chinese, best read with the Traditional models
+};
+
+/**
+ * Which reading of each line stands: the Simplified, Traditional and English passes read the same image, and the
+ * script is settled line by line. Where the two Chinese readings of a line differ by a character that is written
+ * differently in the two scripts (给 and 給), the glyph on the screen is compared with both forms drawn in a Chinese
+ * font: Traditional forms have more strokes, and each model writes its own script whatever the screen shows. Lines
+ * without such a character follow the lines around them; an image without any follows the confidence of the passes.
+ */
+namespace ScriptChoice {
+
+using Reading = Result<RecognitionPass, RecognitionError>;
+
+/** The lines chosen from the passes, each with its script. */
+struct Choice
+{
+    RecognitionPass pass;
+    QList<Script> scripts;       // one per line of pass
+    QStringList traditionalText; // per line, the Traditional pass's reading of it, or empty
+};
+
+/**
+ * Chooses among the passes' readings of image (RGB888, dark text on light ground): any of them may be missing (an
+ * error). Fails only when every one is.
+ */
+Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified, Reading traditional, Reading english);
+
+/**
+ * How much more the glyph around centre, of about the given em size, looks like traditionalForm than like
+ * simplifiedForm (both drawn in a Chinese font at that size): from -2 to 2, above 0 when it is more like the
+ * Traditional form.
+ */
+double traditionalLikeness(const QImage &image, QPoint centre, int em, int background, char16_t simplifiedForm,
+                           char16_t traditionalForm);
+
+/**
+ * Lines in their own script only: a Simplified line's Traditional-only characters in their Simplified form and the
+ * reverse (the line model writes Simplified characters for Traditional glyphs now and then). hints are the
+ * Traditional pass's readings, which choose among several Traditional forms.
+ */
+QStringList inTheirScripts(const QStringList &lines, const QList<Script> &scripts, const QStringList &hints);
+
+} // namespace ScriptChoice
+
+} // namespace Tessary

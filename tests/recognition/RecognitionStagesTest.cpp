@@ -1,0 +1,109 @@
+#include <gtest/gtest.h>
+
+#include <QPainter>
+
+#include "app/recognition/ImagePreparation.h"
+#include "app/recognition/LineRouting.h"
+#include "app/recognition/ScriptChoice.h"
+#include "app/recognition/TextRecognizer.h"
+#include "tests/recognition/RenderedLine.h"
+#include "tests/support/TestEnvironment.h"
+
+using namespace Qt::StringLiterals;
+using namespace Tessary;
+
+namespace {
+
+QString read(const QImage &image)
+{
+    const auto text = TextRecognizer::recognizeImage(image);
+    return text ? *text : u"(failed)"_s;
+}
+
+/** Pairs of one character in its Simplified and its Traditional form. */
+constexpr char16_t pairs[][2] = {{u'无', u'無'}, {u'给', u'給'}, {u'记', u'記'}, {u'会', u'會'}, {u'库', u'庫'},
+                                 {u'兰', u'蘭'}, {u'问', u'問'}, {u'这', u'這'}, {u'处', u'處'}, {u'与', u'與'}};
+
+TEST(ScriptChoice, GlyphsLookLikeTheirOwnForm)
+{
+    for (const int size : {12, 14, 16, 24}) {
+        for (const auto &[simplified, traditional] : pairs) {
+            for (const bool drawnTraditional : {false, true}) {
+                const QChar shown(drawnTraditional ? traditional : simplified);
+                const QString font = drawnTraditional ? u"Noto Sans CJK TC"_s : u"Noto Sans CJK SC"_s;
+                const QImage image =
+                    Tessary::Test::renderText({QString(shown)}, font, size).convertToFormat(QImage::Format_RGB888);
+                const QPoint centre = LineRouting::inkBox(image, image.rect(), 255).center();
+                const double likeness =
+                    ScriptChoice::traditionalLikeness(image, centre, size, 255, simplified, traditional);
+                EXPECT_EQ(likeness > 0, drawnTraditional) << QString(shown).toStdString() << " at " << size << " px";
+            }
+        }
+    }
+}
+
+TEST(ScriptChoice, LinesAreWrittenInTheirOwnScript)
+{
+    using enum Script;
+    const QStringList lines{u"信件數 发给 ok"_s, u"信件数 發給 ok"_s, u"头发 ok"_s, u"头发"_s};
+    const QList<Script> scripts{Simplified, Traditional, Latin, Traditional};
+    EXPECT_EQ(ScriptChoice::inTheirScripts(lines, scripts, {{}, {}, {}, u"頭髮"_s}),
+              (QStringList{u"信件数 发给 ok"_s, u"信件數 發給 ok"_s, u"头发 ok"_s, u"頭髮"_s}));
+}
+
+TEST(ScriptChoice, EachLineKeepsItsOwnScript)
+{
+    const QStringList lines{u"请把这个文件发给我"_s, u"請把這個檔案發給我"_s};
+    EXPECT_EQ(read(Tessary::Test::renderText(lines, u"Noto Sans CJK SC"_s, 20)), lines.join(u'\n'));
+}
+
+TEST(ImagePreparation, ShortLabelsAtDesktopSizes)
+{
+    const struct
+    {
+        QString text, font;
+    } labels[] = {{u"顯示隱藏檔案"_s, u"Noto Sans CJK TC"_s},
+                  {u"鍵盤快捷鍵"_s, u"Noto Sans CJK TC"_s},
+                  {u"网络设置"_s, u"Noto Sans CJK SC"_s},
+                  {u"打开最近的文件"_s, u"Noto Sans CJK SC"_s}};
+    for (const int size : {12, 14}) {
+        for (const auto &label : labels) {
+            EXPECT_EQ(read(Tessary::Test::renderText({label.text}, label.font, size)), label.text) << size << " px";
+        }
+    }
+}
+
+TEST(ImagePreparation, FramesAroundTheSelectionAreCut)
+{
+    const QImage text = Tessary::Test::renderText({u"Selected text"_s}, u"DejaVu Sans"_s, 18);
+    // A margin of the text's background, a one-pixel frame and a panel around it, as a wide selection takes in.
+    QImage framed(text.width() + 40, text.height() + 40, QImage::Format_RGB32);
+    framed.fill(QColor(0xe8, 0xe8, 0xec));
+    QPainter painter(&framed);
+    painter.fillRect(QRect(12, 12, text.width() + 16, text.height() + 16), QColor(0x9a, 0x9a, 0x9a));
+    painter.fillRect(QRect(13, 13, text.width() + 14, text.height() + 14), Qt::white);
+    painter.drawImage(20, 20, text);
+    painter.end();
+    const QImage rgb = framed.convertToFormat(QImage::Format_RGB888);
+    EXPECT_EQ(ImagePreparation::edgeBands(rgb, false), std::make_pair(13, 13));
+    EXPECT_EQ(ImagePreparation::edgeBands(rgb, true), std::make_pair(13, 13));
+    EXPECT_EQ(read(framed), u"Selected text"_s);
+    // Grey on grey, as disabled labels are drawn.
+    EXPECT_EQ(read(Tessary::Test::renderText({u"Disabled label"_s}, u"DejaVu Sans"_s, 16, QColor(0x9c9c9c),
+                                             QColor(0xc8c8c8))),
+              u"Disabled label"_s);
+}
+
+TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
+{
+    const QStringList indented{u"    total = compute(first, second)"_s, u"    if total:"_s, u"        return total"_s,
+                               u"return None"_s};
+    const QStringList proportional{u"A sentence of plain text"_s, u"and another one"_s};
+    for (const int size : {13, 18}) {
+        EXPECT_EQ(read(Tessary::Test::renderText(indented, u"DejaVu Sans Mono"_s, size)), indented.join(u'\n'))
+            << size << " px";
+    }
+    EXPECT_EQ(read(Tessary::Test::renderText(proportional, u"DejaVu Sans"_s, 16)), proportional.join(u'\n'));
+}
+
+} // namespace
