@@ -25,6 +25,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRegularExpression>
+#include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <QTabWidget>
 #include <QTemporaryDir>
@@ -156,13 +157,19 @@ TEST_F(TessaryAppTest, SettingsWindowSaysWhenSettingsCannotBeSaved)
     // A plain file where the settings folder should be: nothing can be written below it, not even by root.
     QFile blocker(m_dir.filePath(u"config"_s));
     ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    UserDefaults defaults(m_dir.filePath(u"config/md.velmor.tessary/defaults.ini"_s));
+    const QString unwritable = m_dir.filePath(u"config/md.velmor.tessary/defaults.ini"_s);
+    UserDefaults defaults(unwritable);
+    defaults.registerDefaults({{u"language"_s, u"en"_s}});
     TessaryApp app({u"tessary"_s, u"--open-settings-ai"_s}, defaults);
     app.applicationDidFinishLaunching();
     auto *label = app.settingsWindow()->window()->findChild<QLabel *>(u"saveError"_s);
+    QSignalSpy saveErrors(&app.preferences(), &TessaryPreferences::saveErrorChanged);
     app.preferences().setAiModel(u"another-model"_s);
     EXPECT_TRUE(label->isVisible());
-    EXPECT_FALSE(label->text().isEmpty());
+    EXPECT_EQ(label->text(),
+              u"Settings could not be saved to "_s + unwritable + u". Changes last only until Tessary quits."_s);
+    app.preferences().setShortcut({40, 0x300, u"K"_s});
+    EXPECT_EQ(saveErrors.count(), 1) << "the message is only announced when it changes";
     EXPECT_EQ(app.preferences().aiModel(), u"another-model"_s) << "the application goes on with the value given";
 }
 
