@@ -1,19 +1,21 @@
-// A capture as a user makes one: the running application, the shortcut pressed (through X11 grabs or KDE's real
-// kglobalaccel5) or "tessary --capture" run, a region dragged over a window of known text (xdotool), and the text read
-// back from the clipboard by another program (xclip). Built twice: on an X server with a tray host (CaptureTest), and
-// in headless sway with the desktop portal started by the bus (CaptureWaylandTest), where the application runs on
-// the X server that stands in for XWayland, since headless sway has no pointer to drive.
+// A capture as a user makes one: the running application, its shortcut (X11 grabs or KDE's kglobalaccel5) or
+// "tessary --capture", a region dragged over known text (xdotool), the clipboard read by xclip; also a long recognition
+// interrupted and a refused polish. Built twice: with a tray host on an X server, and in headless sway with the portal
+// (CaptureWaylandTest), the application on the X server that stands in for XWayland (sway has no pointer to drive).
 
 #include <gtest/gtest.h>
 
 #include <QDir>
 #include <QFile>
 #include <QLabel>
+#include <QPainter>
 #include <QProcess>
+#include <QScreen>
 #include <QTest>
 
 #include "tests/appearance/AppearanceTestSupport.h"
 #include "tests/support/KGlobalAccelDaemon.h"
+#include "tests/support/LoopbackHttpsServer.h"
 #include "tests/support/TestEnvironment.h"
 
 using namespace Qt::StringLiterals;
@@ -59,7 +61,6 @@ protected:
     void start(const QStringList &arguments = {})
     {
         m_app.setProcessEnvironment(m_environment);
-        m_app.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         m_app.start(buildPath(u"bin/tessary"_s), arguments);
         ASSERT_TRUE(m_app.waitForStarted());
         if (!wayland) {
@@ -67,11 +68,14 @@ protected:
         }
     }
 
-    /** Drags over the sample once the selector is up; the sample's text is on the clipboard afterwards. */
-    void selectTheSample()
+    /** Drags over the sample once the selector is up; the sample's text is on the clipboard afterwards if copied. */
+    void selectTheSample(bool copied = true)
     {
         ASSERT_TRUE(waitForWindow(u"^Tessary Capture$"_s, true, 60000));
         drag(0, 0, m_sample.pixmap().width(), m_sample.pixmap().height());
+        if (!copied) {
+            return;
+        }
         const QString expected = QString::fromUtf8(fileContents(sourcePath(u"samples/tessary-sample.txt"_s))).trimmed();
         EXPECT_TRUE(QTest::qWaitFor([&] { return clipboardTextElsewhere() == expected; }, 30000))
             << clipboardTextElsewhere().value_or(QString()).toStdString();
@@ -89,19 +93,7 @@ protected:
     QProcess m_app;
 };
 
-TEST_F(CaptureTest, ShortcutAndDragCopyTheTextAndAnnounceIt)
-{
-    start();
-    xdotool({u"key"_s, u"ctrl+shift+super+2"_s});
-    ASSERT_TRUE(waitForWindow(u"^Tessary Capture$"_s));
-    EXPECT_EQ(m_tray.statusLine(), u"框选要识别的区域"_s);
-    selectTheSample();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return m_tray.statusLine() == u"已复制识别文字"_s; }, 10000))
-        << m_tray.statusLine().toStdString();
-    EXPECT_TRUE(waitForWindow(u"^Tessary Toast$"_s, true, 0));
-}
-
-TEST_F(CaptureTest, EscapeCancelsAndLeavesTheClipboardAlone)
+TEST_F(CaptureTest, EscapeCancelsThenShortcutAndDragCopyTheTextAndAnnounceIt)
 {
     ASSERT_TRUE(offerClipboardElsewhere("before"));
     // Started from the command line in the running instance; a second start while selecting is ignored.
@@ -114,7 +106,87 @@ TEST_F(CaptureTest, EscapeCancelsAndLeavesTheClipboardAlone)
         << m_tray.statusLine().toStdString();
     EXPECT_TRUE(waitForWindow(u"^Tessary Capture$"_s, false)) << "one selector, gone with Escape";
     EXPECT_EQ(clipboardTextElsewhere(), u"before"_s);
-    EXPECT_EQ(m_app.state(), QProcess::Running);
+
+    xdotool({u"key"_s, u"ctrl+shift+super+2"_s});
+    ASSERT_TRUE(waitForWindow(u"^Tessary Capture$"_s));
+    EXPECT_EQ(m_tray.statusLine(), u"框选要识别的区域"_s);
+    selectTheSample();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_tray.statusLine() == u"已复制识别文字"_s; }, 10000))
+        << m_tray.statusLine().toStdString();
+    EXPECT_TRUE(waitForWindow(u"^Tessary Toast$"_s, true, 0));
+}
+
+TEST_F(CaptureTest, ANewCaptureAndQuittingStopALongRecognition)
+{
+    // The whole screen covered with the sample, tiled: reading it takes long.
+    QPixmap screen(1280, 800);
+    QPainter painter(&screen);
+    painter.drawTiledPixmap(screen.rect(), m_sample.pixmap());
+    painter.end();
+    m_sample.setPixmap(screen);
+    m_sample.adjustSize();
+    ASSERT_TRUE(offerClipboardElsewhere("before"));
+    m_environment.insert(u"QT_LOGGING_RULES"_s, u"tessary.recognition.debug=true"_s);
+    start();
+    const auto startLongRecognition = [&] {
+        xdotool({u"key"_s, u"ctrl+shift+super+2"_s});
+        ASSERT_TRUE(waitForWindow(u"^Tessary Capture$"_s));
+        drag(0, 0, 1279, 799);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return m_tray.statusLine() == u"正在识别文字…"_s; }, 10000))
+            << m_tray.statusLine().toStdString();
+    };
+    startLongRecognition();
+    xdotool({u"key"_s, u"ctrl+shift+super+2"_s});
+    ASSERT_TRUE(waitForWindow(u"^Tessary Capture$"_s)) << "a new capture starts while the old one is read";
+    QByteArray log;
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return (log += m_app.readAllStandardError()).contains("recognition stopped (cancelled)"); }, 10000))
+        << log.toStdString();
+    xdotool({u"key"_s, u"Escape"_s});
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_tray.statusLine() == u"已取消截图"_s; }, 10000));
+
+    startLongRecognition();
+    m_app.terminate();
+    ASSERT_TRUE(m_app.waitForFinished(10000));
+    EXPECT_EQ(m_app.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(m_app.exitCode(), 0);
+    EXPECT_EQ(clipboardTextElsewhere(), u"before"_s) << "no text from either stopped recognition";
+}
+
+TEST_F(CaptureTest, RefusedPolishShowsTheServicesReasonInAToastAndLeavesTheClipboard)
+{
+    LoopbackHttpsServer server;
+    ASSERT_TRUE(server.start());
+    server.setRoute(u"/v1/chat/completions"_s,
+                    {{u"status"_s, 401},
+                     {u"body"_s, uR"({"error":{"message":"Incorrect API key provided: sk-wrong.","type":"x"}})"_s}});
+    m_home.writeDefaults("language=en\naiModel=m\naiBaseURL=" + server.baseUrl().toString().toUtf8() + "/v1\n");
+    m_environment.insert(u"SSL_CERT_FILE"_s, server.caCertificatePath());
+    ASSERT_EQ(runProcess(buildPath(u"bin/tessary"_s), {u"--set-ai-key-stdin"_s}, m_environment, "sk-wrong\n").exitCode,
+              0);
+    ASSERT_TRUE(offerClipboardElsewhere("before"));
+    start();
+    m_tray.click(translated(u"en"_s, u"选区识字并 AI 润色"_s));
+    selectTheSample(false);
+
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return m_tray.statusLine().contains(u"Incorrect API key provided: sk-wrong."_s); }, 30000))
+        << m_tray.statusLine().toStdString();
+    // The failure toast, not the one of the polish under way: its triangle is in the warning colour.
+    const QString toast = xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s});
+    ASSERT_FALSE(toast.isEmpty());
+    const QImage shown =
+        QGuiApplication::primaryScreen()->grabWindow(toast.section(u'\n', 0, 0).toULongLong()).toImage();
+    bool warningColour = false;
+    for (int y = 0; y < shown.height() && !warningColour; ++y) {
+        for (int x = 0; x < shown.width() && !warningColour; ++x) {
+            const QColor pixel = shown.pixelColor(x, y);
+            warningColour = pixel.red() > 230 && pixel.green() > 120 && pixel.green() < 180 && pixel.blue() < 40;
+        }
+    }
+    EXPECT_TRUE(warningColour);
+    EXPECT_EQ(clipboardTextElsewhere(), u"before"_s);
+    EXPECT_EQ(server.requests().size(), 1);
 }
 
 TEST_F(CaptureTest, ShortcutThroughKdesDaemonCopiesTheTextAndQuitLetsTheKeyGo)

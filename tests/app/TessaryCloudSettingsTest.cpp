@@ -18,11 +18,11 @@
 #include <QMessageBox>
 #include <QNetworkAccessManager>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
+#include "app/TessaryApp.h"
 #include "app/TessaryPreferences.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/TessaryDefaultPrompt.h"
@@ -31,7 +31,6 @@
 #include "app/sync/TessaryCloudSettings.h"
 #include "appearance/NativeAppAppearance.h"
 #include "platform/defaults/UserDefaults.h"
-#include "tests/app/SyncTestSupport.h"
 #include "tests/configuration/PeerProcess.h"
 #include "tests/support/TestEnvironment.h"
 
@@ -40,6 +39,37 @@ using namespace Tessary;
 using namespace Tessary::Test;
 
 namespace {
+
+/** Writes the file in place, making its folders. */
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    ASSERT_TRUE(QDir().mkpath(QFileInfo(path).absolutePath()));
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate)) << path.toStdString();
+    ASSERT_EQ(file.write(bytes), bytes.size());
+}
+
+/** Puts bytes at path as a sync tool delivers another device's version: a hidden file renamed over it. */
+void deliver(const QString &path, const QByteArray &bytes)
+{
+    const QFileInfo target(path);
+    const QString temporary = target.absolutePath() + u"/.syncthing."_s + target.fileName() + u".tmp"_s;
+    writeFile(temporary, bytes);
+    ASSERT_EQ(::rename(QFile::encodeName(temporary).constData(), QFile::encodeName(path).constData()), 0);
+}
+
+/** A valid configuration as another installation writes it, with keys replaced; undefined removes a key. */
+QByteArray configuration(std::initializer_list<std::pair<QString, QJsonValue>> overrides)
+{
+    QJsonObject object = QJsonDocument::fromJson(R"({"version":1,"aiBaseURL":"https://api.deepseek.com/v1",
+        "aiModel":"synced-model","polishPrompt":"Polish.","hideMenuBarIcon":false,"colorMode":"system",
+        "shortcut":{"keyCode":19,"modifiers":4864,"label":"2"},"language":"zh-Hans","accentPalette":"violet"})")
+                             .object();
+    for (const auto &[key, value] : overrides) {
+        value.isUndefined() ? void(object.remove(key)) : void(object.insert(key, value));
+    }
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
 
 const QString localOnly = u"仅保存在本机"_s;
 const QString syncedUp = u"已同步到 iCloud"_s;
@@ -145,15 +175,6 @@ TEST_F(TessaryCloudSettingsTest, SwitchingOnUploadsTheConfigurationByteForByteAs
                   prompt.toUtf8() +
                   "\",\"hideMenuBarIcon\":true,\"shortcut\":{\"keyCode\":19,\"modifiers\":4864,\"label\":\"2\"},"
                   "\"colorMode\":\"system\",\"language\":\"zh-Hans\",\"accentPalette\":\"ocean\"}");
-
-    // Off, the file rewritten by someone else with the same values in another form: on again asks nothing.
-    m_cloud->setEnabled(false);
-    EXPECT_EQ(m_defaults.boolean(u"iCloudSyncEnabled"_s), false);
-    deliver(file(), QJsonDocument::fromJson(fileContents(file())).toJson(QJsonDocument::Indented));
-    const QByteArray theirs = fileContents(file());
-    enable();
-    EXPECT_EQ(m_prompts, 0);
-    EXPECT_EQ(fileContents(file()), theirs) << "equal configurations: nothing to write";
 }
 
 TEST_F(TessaryCloudSettingsTest, DifferentConfigurationAsksWhichWins)
@@ -180,10 +201,7 @@ TEST_F(TessaryCloudSettingsTest, DifferentConfigurationAsksWhichWins)
     enable();
     const QStringList backups = QDir(SyncLocation::backupFolder()).entryList(QDir::Files);
     ASSERT_EQ(backups.size(), 1);
-    EXPECT_TRUE(QRegularExpression(u"^icloud-[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\.json$"_s)
-                    .match(backups.first())
-                    .hasMatch())
-        << backups.first().toStdString();
+    EXPECT_TRUE(backups.first().startsWith(u"icloud-"_s) && backups.first().endsWith(u".json"_s));
     EXPECT_EQ(fileContents(SyncLocation::backupFolder() + u'/' + backups.first()), theirs);
     EXPECT_FALSE(SyncLocation::backupFolder().startsWith(syncFolder()));
     EXPECT_EQ(writtenModel(), TessaryPreferences::defaultModel());
@@ -203,7 +221,7 @@ TEST_F(TessaryCloudSettingsTest, DifferentConfigurationAsksWhichWins)
     EXPECT_EQ(fileContents(file()), theirs);
 }
 
-TEST_F(TessaryCloudSettingsTest, ChangesAreWrittenOnceThingsPauseAndAtSwitchOffQuitAndLaunch)
+TEST_F(TessaryCloudSettingsTest, ChangesAreWrittenOnceThingsPauseAndAtSwitchOff)
 {
     enable();
     const QByteArray before = fileContents(file());
@@ -224,15 +242,19 @@ TEST_F(TessaryCloudSettingsTest, ChangesAreWrittenOnceThingsPauseAndAtSwitchOffQ
     EXPECT_EQ(m_cloud->status(), localOnly);
     m_preferences->setAiModel(u"local-only"_s);
     EXPECT_FALSE(m_cloud->hasPendingSave());
+}
 
-    // At launch with sync on the file is read; at quit a pending change is written.
-    m_answer = SyncConflictChoice::ReplaceSynced;
-    enable();
-    relaunch();
-    EXPECT_EQ(m_cloud->status(), syncedDown);
-    m_preferences->setAiModel(u"before-quit"_s);
-    m_cloud->flushPendingSave();
-    EXPECT_FALSE(m_cloud->hasPendingSave());
+TEST_F(TessaryCloudSettingsTest, TheApplicationReadsTheFileAtLaunchAndWritesAPendingChangeAtQuit)
+{
+    deliver(file(), configuration({{u"aiModel"_s, u"initial"_s}}));
+    m_defaults.setBoolean(u"iCloudSyncEnabled"_s, true);
+    TessaryApp app({u"tessary"_s}, m_defaults);
+    app.applicationDidFinishLaunching();
+    EXPECT_EQ(app.cloud().status(), syncedDown);
+    EXPECT_EQ(app.preferences().aiModel(), u"initial"_s);
+    // Quit, SIGTERM and logout end here, within the wait for quiet after the change.
+    app.preferences().setAiModel(u"before-quit"_s);
+    app.applicationWillTerminate();
     EXPECT_EQ(writtenModel(), u"before-quit"_s);
 }
 
@@ -254,27 +276,12 @@ TEST_F(TessaryCloudSettingsTest, ChangesFromAnotherProcessAreAppliedWithTheirSid
     changeModelAndWaitForTheWrite(u"ours"_s);
     EXPECT_EQ(m_cloud->status(), syncedUp);
     EXPECT_EQ(QJsonDocument::fromJson(fileContents(file())).object().value(u"accentPalette"_s).toString(), u"amber"_s);
-
-    // An unknown palette and a megabyte prompt are taken as far as they go.
-    const QString longPrompt = QString(1'000'000, u'提');
-    deliver(file(), configuration({{u"accentPalette"_s, u"ultraviolet"_s},
-                                   {u"aiModel"_s, u"from-mac"_s},
-                                   {u"polishPrompt"_s, longPrompt}}));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return m_preferences->aiModel() == u"from-mac"_s; }, 10000));
-    EXPECT_EQ(m_preferences->polishPrompt(), longPrompt);
-    EXPECT_EQ(m_appearance->selection(), NativeAccentPalette::Amber);
-    // A prompt that no longer fits the file is refused when saving; everything stays.
-    const QByteArray before = fileContents(file());
-    m_preferences->setPolishPrompt(QString(1'000'000, QChar(1)));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !m_cloud->hasPendingSave(); }, 10000));
-    EXPECT_EQ(m_cloud->status(), failure(saveFailed, u"配置文件超过 5 MB。"_s));
-    EXPECT_TRUE(fileContents(file()) == before);
 }
 
 struct BadFile
 {
     const char *name;
-    QByteArray (*bytes)();
+    QByteArray bytes;
     const char *reasonKey;
     const char *argument;
 };
@@ -293,7 +300,7 @@ TEST_P(TessaryCloudSettingsBadFileTest, IsNeitherAppliedNorOverwrittenAndTheStat
     enable();
     const QString refused = failure(unavailable, QString::fromUtf8(GetParam().reasonKey),
                                     *GetParam().argument ? QString::fromUtf8(GetParam().argument) : QString());
-    const QByteArray bad = GetParam().bytes();
+    const QByteArray bad = GetParam().bytes;
     deliver(file(), bad);
     ASSERT_TRUE(waitForStatus(refused)) << m_cloud->status().toStdString();
     EXPECT_EQ(m_preferences->aiModel(), TessaryPreferences::defaultModel());
@@ -310,34 +317,13 @@ TEST_P(TessaryCloudSettingsBadFileTest, IsNeitherAppliedNorOverwrittenAndTheStat
 
 INSTANTIATE_TEST_SUITE_P(
     FromElsewhere, TessaryCloudSettingsBadFileTest,
-    ::testing::Values(
-        BadFile{"overSizeLimit",
-                [] {
-                    return configuration({{u"polishPrompt"_s, QString(5'000'000, u'x')}});
-                },
-                "配置文件超过 5 MB。", ""},
-        BadFile{"notJson", [] { return QByteArray("version = 1\naiModel = x\n"); }, "配置文件不是有效的 JSON。", ""},
-        BadFile{"jsonButNotAnObject", [] { return QByteArray("[1, 2, 3]"); }, "配置文件不是有效的 JSON。", ""},
-        BadFile{"wrongType",
-                [] {
-                    return configuration({{u"hideMenuBarIcon"_s, u"yes"_s}});
-                },
-                "配置文件中的“%@”缺失或类型不正确。", "hideMenuBarIcon"},
-        BadFile{"missingKey",
-                [] {
-                    return configuration({{u"accentPalette"_s, QJsonValue::Undefined}});
-                },
-                "配置文件中的“%@”缺失或类型不正确。", "accentPalette"},
-        BadFile{"badShortcut",
-                [] {
-                    return configuration({{u"shortcut"_s, QJsonObject{{u"keyCode"_s, -1}}}});
-                },
-                "配置文件中的“%@”缺失或类型不正确。", "shortcut"},
-        BadFile{"laterVersion",
-                [] {
-                    return configuration({{u"version"_s, 2}, {u"aiModel"_s, u"v2"_s}});
-                },
-                "配置文件的格式版本 %@ 不受支持。", "2"}),
+    ::testing::Values(BadFile{"overSizeLimit", configuration({{u"polishPrompt"_s, QString(5'000'000, u'x')}}),
+                              "配置文件超过 5 MB。", ""},
+                      BadFile{"notJson", "[1, 2, 3]", "配置文件不是有效的 JSON。", ""},
+                      BadFile{"missingKey", configuration({{u"accentPalette"_s, QJsonValue::Undefined}}),
+                              "配置文件中的“%@”缺失或类型不正确。", "accentPalette"},
+                      BadFile{"laterVersion", configuration({{u"version"_s, 2}}), "配置文件的格式版本 %@ 不受支持。",
+                              "2"}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(TessaryCloudSettingsTest, ConflictCopyOrPlaceholderStopsWritesUntilSettled)
@@ -376,7 +362,7 @@ TEST_F(TessaryCloudSettingsTest, ConflictCopyOrPlaceholderStopsWritesUntilSettle
     EXPECT_EQ(m_preferences->aiModel(), u"arrived"_s);
 }
 
-TEST_F(TessaryCloudSettingsTest, MissingUnwritableAndDeletedFoldersAreReportedAndNothingIsLost)
+TEST_F(TessaryCloudSettingsTest, MissingAndDeletedFoldersAreReportedAndNothingIsLost)
 {
     m_cloud->setFolder(m_dir.filePath(u"Nowhere"_s));
     m_cloud->setEnabled(true);
@@ -384,27 +370,9 @@ TEST_F(TessaryCloudSettingsTest, MissingUnwritableAndDeletedFoldersAreReportedAn
     EXPECT_EQ(m_cloud->status(), text(u"未找到 iCloud Drive，请先在系统设置中开启。"_s));
     EXPECT_FALSE(QFileInfo::exists(m_dir.filePath(u"Nowhere"_s))) << "the sync folder is never created by us";
 
-    const QString denied = u"没有访问“%@”的权限。"_s;
-    const QString readOnly = m_dir.filePath(u"ReadOnly"_s);
-    ASSERT_TRUE(QDir().mkpath(readOnly));
-    {
-        const ReadOnlyFolder locked(readOnly);
-        m_cloud->setFolder(readOnly);
-        m_cloud->setEnabled(true);
-        EXPECT_FALSE(m_cloud->isEnabled());
-        EXPECT_EQ(m_cloud->status(), failure(u"iCloud 配置不可用：%@"_s, denied, readOnly + u"/Tessary"_s));
-    }
-    // Write permission taken away while on: the save fails and says so; the change stays here.
+    // The folder deleted while watched, then brought back by the sync tool with the other device's file.
     m_cloud->setFolder(syncFolder());
     enable();
-    {
-        const ReadOnlyFolder locked(syncFolder() + u"/Tessary"_s);
-        changeModelAndWaitForTheWrite(u"while-read-only"_s);
-        EXPECT_EQ(m_cloud->status(), failure(saveFailed, denied, syncFolder() + u"/Tessary"_s));
-        EXPECT_EQ(m_preferences->aiModel(), u"while-read-only"_s);
-    }
-
-    // The folder deleted while watched, then brought back by the sync tool with the other device's file.
     ASSERT_TRUE(QDir(syncFolder() + u"/Tessary"_s).removeRecursively());
     ASSERT_TRUE(QTest::qWaitFor(
         [&] { return m_cloud->status().startsWith(tessaryFormat(text(unavailable), QString())); }, 10000))
@@ -416,7 +384,7 @@ TEST_F(TessaryCloudSettingsTest, MissingUnwritableAndDeletedFoldersAreReportedAn
     EXPECT_EQ(m_preferences->aiModel(), u"restored"_s);
 }
 
-TEST_F(TessaryCloudSettingsTest, AnotherFolderWhileOnMovesSyncAndLinksAreFollowedAndKept)
+TEST_F(TessaryCloudSettingsTest, AnotherFolderWhileOnMovesSyncAndALinkIsFollowed)
 {
     enable();
     // ~/Nextcloud is a link to where the sync tool really keeps the folder, and already holds a configuration.
@@ -437,18 +405,6 @@ TEST_F(TessaryCloudSettingsTest, AnotherFolderWhileOnMovesSyncAndLinksAreFollowe
     // The new folder is watched now, through the link.
     deliver(real + u"/Tessary/config.json"_s, configuration({{u"aiModel"_s, u"via-real-path"_s}}));
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_preferences->aiModel() == u"via-real-path"_s; }, 10000));
-
-    // config.json itself a link to a file elsewhere: written through, and still a link.
-    m_cloud->setEnabled(false);
-    const QString target = m_dir.filePath(u"Elsewhere/tessary.json"_s);
-    writeFile(target, fileContents(real + u"/Tessary/config.json"_s));
-    ASSERT_TRUE(QFile::remove(real + u"/Tessary/config.json"_s));
-    ASSERT_TRUE(QFile::link(target, real + u"/Tessary/config.json"_s));
-    enable();
-    changeModelAndWaitForTheWrite(u"through-the-link"_s);
-    EXPECT_EQ(m_cloud->status(), syncedUp);
-    EXPECT_TRUE(QFileInfo(real + u"/Tessary/config.json"_s).isSymLink());
-    EXPECT_TRUE(fileContents(target).contains("through-the-link"));
 }
 
 TEST_F(TessaryCloudSettingsTest, SettingsPaneSwitchesSyncThroughTheRealAlertAndShowsTheStatus)
@@ -488,13 +444,9 @@ TEST_F(TessaryCloudSettingsTest, SettingsPaneSwitchesSyncThroughTheRealAlertAndS
     EXPECT_TRUE(box->isChecked());
     EXPECT_EQ(m_preferences->aiModel(), u"their-model"_s);
 
-    // The status follows the interface language, and failures show in the pane too.
+    // The status follows the interface language.
     m_preferences->setLanguage(u"en"_s);
     EXPECT_EQ(status->text(), tessaryLocalized(u"已启用 iCloud 同步"_s, u"en"_s));
-    writeFile(file(u"config.sync-conflict-20261123-101500-ABCDEFG.json"_s), "{}");
-    const QString conflict = tessaryLocalized(u"iCloud 配置存在冲突版本，请在访达中处理后重新加载。"_s, u"en"_s);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return status->text().endsWith(conflict); }, 10000))
-        << status->text().toStdString();
     box->click();
     EXPECT_FALSE(box->isChecked());
     EXPECT_EQ(status->text(), tessaryLocalized(localOnly, u"en"_s));

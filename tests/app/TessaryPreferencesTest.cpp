@@ -282,4 +282,20 @@ TEST_F(TessaryPreferencesTest, KeyringFailuresAreReportedInTheUsersLanguageAndCh
     EXPECT_FALSE(Tessary::Test::fileContents(path()).contains("sk-test")) << "a key not stored is kept nowhere else";
 }
 
+// The settings window saves through the preferences, which refuse a key the keyring could not use, as the command
+// line does, and keep the one saved before.
+TEST(TessaryPreferencesKeyCheckTest, AKeyThatCannotWorkIsRefusedAndTheSavedOneKept)
+{
+    ASSERT_TRUE(AIKeychain::write(u"sk-kept"_s));
+    QTemporaryDir config;
+    UserDefaults defaults(config.filePath(u"defaults.ini"_s));
+    defaults.setString(u"language"_s, u"en"_s);
+    TessaryPreferences preferences(defaults);
+
+    preferences.saveKey(u" sk-a\u00a0b "_s);
+
+    EXPECT_EQ(preferences.keyError(), u"The API key may contain only printable ASCII characters."_s);
+    EXPECT_EQ(AIKeychain::read().valueOr(QString()), u"sk-kept"_s);
+}
+
 } // namespace

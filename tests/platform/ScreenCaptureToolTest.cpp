@@ -1,20 +1,20 @@
-// The region capture tool as the application runs it: a real child process on a real X server, driven by real mouse
-// drags and key presses (xdotool). In a Wayland session only the desktop portal may read the screen; the portal here
-// is a stand-in implementing the documented Screenshot interface on a private session bus (the real one on a real
-// compositor is in WaylandScreenshotTest), and our selector shows on the X server as it would on XWayland.
+// The region capture tool as the application runs it: a child process on a real X server, real drags and keys
+// (xdotool). On Wayland the portal is a stand-in for the documented Screenshot interface on a private bus (the real
+// one is in CaptureWaylandTest); our selector shows on the X server as it would on XWayland.
 
 #include <gtest/gtest.h>
 
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
+#include <QLabel>
+#include <QPainter>
 #include <QProcess>
 #include <QScreen>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
 
-#include "tests/support/ColouredQuarters.h"
 #include "tests/support/PortalStandIn.h"
 #include "tests/support/TestEnvironment.h"
 
@@ -25,16 +25,26 @@ namespace {
 
 const QByteArray noScreenAccess = "could not create image from rect";
 
+/** Red and green side by side over blue and yellow, so that captured pixels tell where they came from. */
+QImage colouredQuarters(const QSize &size)
+{
+    QImage image(size, QImage::Format_RGB32);
+    QPainter painter(&image);
+    const int w = size.width() / 2, h = size.height() / 2;
+    painter.fillRect(0, 0, w, h, Qt::red);
+    painter.fillRect(w, 0, size.width() - w, h, Qt::green);
+    painter.fillRect(0, h, w, size.height() - h, Qt::blue);
+    painter.fillRect(w, h, size.width() - w, size.height() - h, Qt::yellow);
+    return image;
+}
+
 class ScreenCaptureToolTest : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
-        ASSERT_FALSE(qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
-            << "runs under with-xvfb with-session-bus";
         ASSERT_TRUE(m_portal.start(PortalStandIn::Screenshot));
         m_portalFile = m_portal.directory() + u"/Screenshot from the portal.png"_s;
-        m_target = m_dir.filePath(u"capture.png"_s);
     }
 
     /** The session as the tool sees it from its environment: X11, or Wayland of the named desktop. */
@@ -61,11 +71,9 @@ protected:
     /** Waits for the tool's end; its exit code, and its standard error in error. */
     int finishTool(QByteArray *error)
     {
-        if (!QTest::qWaitFor([&] { return m_tool.state() == QProcess::NotRunning; }, 30000)) {
-            return -1;
-        }
+        const bool ended = QTest::qWaitFor([&] { return m_tool.state() == QProcess::NotRunning; }, 30000);
         *error = m_tool.readAllStandardError();
-        return m_tool.exitCode();
+        return ended ? m_tool.exitCode() : -1;
     }
 
     /** The portal answers with a picture it saved, as desktops do. */
@@ -76,10 +84,9 @@ protected:
                                                            {u"uri"_s, QUrl::fromLocalFile(m_portalFile).toString()}}}});
     }
 
-    QJsonArray lastScreenshotCall() const
+    QJsonArray firstScreenshotCall() const
     {
-        const QList<QJsonObject> calls = m_portal.calls(u"Screenshot"_s);
-        return calls.isEmpty() ? QJsonArray() : calls.constLast().value(u"args"_s).toArray();
+        return m_portal.calls(u"Screenshot"_s).value(0).value(u"args"_s).toArray();
     }
 
     QStringList files() const { return QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden); }
@@ -87,7 +94,7 @@ protected:
     PortalStandIn m_portal;
     QTemporaryDir m_dir;
     QString m_portalFile;
-    QString m_target;
+    QString m_target = m_dir.filePath(u"capture.png"_s);
     QProcess m_tool;
 };
 
@@ -95,7 +102,8 @@ TEST_F(ScreenCaptureToolTest, DragWritesTheRegionInPhysicalPixels)
 {
     // On X11 the screen shows the quarters; on wlroots the portal hands over the whole desktop (twice the X server's
     // 1280x800 at scale 2) and our selector cuts the region from it.
-    ColouredQuarters screen;
+    QLabel screen;
+    screen.setPixmap(QPixmap::fromImage(colouredQuarters({1280, 800})));
     screen.setWindowFlags(Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint);
     screen.setGeometry(0, 0, 1280, 800);
     screen.show();
@@ -122,7 +130,7 @@ TEST_F(ScreenCaptureToolTest, DragWritesTheRegionInPhysicalPixels)
         EXPECT_EQ(files(), QStringList{u"capture.png"_s});
         EXPECT_FALSE(QFile::exists(m_portalFile));
         if (!desktop.isEmpty()) {
-            EXPECT_EQ(lastScreenshotCall().at(1).toObject().value(u"interactive"_s), QJsonValue(false));
+            EXPECT_EQ(firstScreenshotCall().at(1).toObject().value(u"interactive"_s), QJsonValue(false));
         }
         QFile::remove(m_target);
     }
@@ -141,11 +149,8 @@ TEST_F(ScreenCaptureToolTest, DesktopThatSelectsHandsOverItsRegion)
     // The portal's copy (GNOME's lands in the Pictures folder) is not left behind.
     EXPECT_FALSE(QFile::exists(m_portalFile));
     ASSERT_EQ(m_portal.calls(u"Screenshot"_s).size(), 1);
-    EXPECT_EQ(lastScreenshotCall().at(0).toString(), QString()) << "no parent window";
-    const QJsonObject options = lastScreenshotCall().at(1).toObject();
+    const QJsonObject options = firstScreenshotCall().at(1).toObject();
     EXPECT_EQ(options.value(u"interactive"_s), QJsonValue(true));
-    EXPECT_EQ(options.value(u"modal"_s), QJsonValue(true));
-    EXPECT_FALSE(options.value(u"handle_token"_s).toString().isEmpty());
 }
 
 struct Outcome
@@ -165,9 +170,7 @@ TEST_F(ScreenCaptureToolTest, CancelsAndFailuresWriteNothingAndKeepTheToolsContr
         {"click is a drag of no size", {}, 0, {u"mousemove"_s, u"300"_s, u"300"_s, u"click"_s, u"1"_s}, {}},
         {"escape over our selector on wlroots", u"sway"_s, 0, {u"key"_s, u"Escape"_s}, {}},
         {"cancelled in the desktop's dialog", u"GNOME"_s, 1, {}, {}},
-        {"cancelled on wlroots", u"sway"_s, 1, {}, {}},
         {"refused", u"GNOME"_s, 2, {}, noScreenAccess},
-        {"refused on wlroots", u"sway"_s, 2, {}, noScreenAccess},
         {"picture not there", u"GNOME"_s, -1, {}, "?"},
         {"no portal", u"GNOME"_s, -2, {}, noScreenAccess},
     };
@@ -196,23 +199,10 @@ TEST_F(ScreenCaptureToolTest, CancelsAndFailuresWriteNothingAndKeepTheToolsContr
         }
         QByteArray error;
         EXPECT_EQ(finishTool(&error), 1);
-        if (outcome.error == "?") {
-            EXPECT_NE(error, noScreenAccess);
-            EXPECT_FALSE(error.isEmpty());
-            EXPECT_FALSE(error.trimmed().contains('\n')) << error.constData();
-        } else {
-            EXPECT_EQ(error, outcome.error);
-        }
+        EXPECT_TRUE(outcome.error == "?" ? !error.isEmpty() && error != noScreenAccess : error == outcome.error);
+        EXPECT_FALSE(error.trimmed().contains('\n')) << error.constData();
         EXPECT_TRUE(files().isEmpty());
     }
-
-    // A folder that does not exist: one line of error, no file.
-    startTool(session({}), m_dir.filePath(u"gone/x.png"_s));
-    QByteArray error;
-    EXPECT_EQ(finishTool(&error), 1);
-    EXPECT_FALSE(error.isEmpty());
-    EXPECT_FALSE(error.trimmed().contains('\n'));
-    EXPECT_FALSE(QFile::exists(m_dir.filePath(u"gone"_s)));
 }
 
 } // namespace

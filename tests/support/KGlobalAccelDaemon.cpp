@@ -14,16 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace Tessary::Test {
 
-namespace {
-
-const QString daemonName = u"org.kde.kglobalaccel"_s;
-
-bool registered()
-{
-    return QDBusConnection::sessionBus().interface()->isServiceRegistered(daemonName).value();
-}
-
-} // namespace
+static const QString daemonName = u"org.kde.kglobalaccel"_s;
 
 KGlobalAccelDaemon::~KGlobalAccelDaemon()
 {
@@ -39,22 +30,20 @@ bool KGlobalAccelDaemon::start()
     m_process.setProcessEnvironment(environment);
     m_process.setProcessChannelMode(QProcess::ForwardedChannels);
     m_process.start(u"kglobalaccel5"_s, {});
-    if (!m_process.waitForStarted(10000)) {
-        return false;
-    }
-    return QTest::qWaitFor(registered, 30000);
+    return m_process.waitForStarted(10000) &&
+           QTest::qWaitFor(
+               [] { return QDBusConnection::sessionBus().interface()->isServiceRegistered(daemonName).value(); },
+               30000);
 }
 
 QList<int> KGlobalAccelDaemon::storedKeys(const QString &component, const QString &action)
 {
-    QDBusMessage message =
-        QDBusMessage::createMethodCall(daemonName, u"/kglobalaccel"_s, u"org.kde.KGlobalAccel"_s, u"shortcut"_s);
-    message << QStringList{component, action, QString(), QString()};
-    const QDBusMessage reply = QDBusConnection::sessionBus().call(message);
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
-        return {};
-    }
-    return qdbus_cast<QList<int>>(reply.arguments().constFirst().value<QDBusArgument>());
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(
+        QDBusMessage::createMethodCall(daemonName, u"/kglobalaccel"_s, u"org.kde.KGlobalAccel"_s, u"shortcut"_s)
+        << QStringList{component, action, QString(), QString()});
+    return reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()
+               ? QList<int>()
+               : qdbus_cast<QList<int>>(reply.arguments().constFirst().value<QDBusArgument>());
 }
 
 bool KGlobalAccelDaemon::holdKeys(const QString &component, const QList<int> &keys)

@@ -6,19 +6,13 @@
 
 namespace Tessary::Test {
 
-/**
- * KDE's global shortcut daemon (kglobalaccel5) as a child process on the test's session bus and X server, and what
- * other programs do with it. Stopped when destroyed.
- */
+/** KDE's global shortcut daemon (kglobalaccel5) on the test's session bus and X server. Stopped when destroyed. */
 class KGlobalAccelDaemon
 {
 public:
     ~KGlobalAccelDaemon();
-
-    /** Starts it and waits until it owns its bus name; false when it did not within a generous time. Once destroyed,
-     * the name is free again. */
+    /** Starts it and waits until it owns its bus name; once destroyed, the name is free again. */
     bool start();
-
     /** The keys the daemon has stored for an action (empty when it does not know the action). */
     static QList<int> storedKeys(const QString &component, const QString &action);
     /** Another program takes keys for an action "grab" of its component, through the bus's command-line client. */

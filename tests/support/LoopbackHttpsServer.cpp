@@ -10,20 +10,12 @@ using namespace Qt::StringLiterals;
 
 namespace Tessary::Test {
 
-LoopbackScript::~LoopbackScript()
-{
-    m_process.kill();
-    m_process.waitForFinished(3000);
-}
-
 bool LoopbackScript::startScript(const QString &script, const QStringList &arguments, QString *error)
 {
     m_process.start(u"python3"_s,
                     QStringList{QStringLiteral(TESSARY_TEST_SUPPORT_DIR "/") + script, m_dir.path()} + arguments);
-    while (m_dir.isValid() && m_process.waitForStarted(10000) && !m_process.canReadLine()) {
-        if (!m_process.waitForReadyRead(30000)) {
-            break;
-        }
+    while (m_dir.isValid() && m_process.waitForStarted(10000) && !m_process.canReadLine() &&
+           m_process.waitForReadyRead(30000)) {
     }
     m_port = quint16(m_process.readLine().trimmed().toUInt());
     if (m_port == 0 && error != nullptr) {
@@ -37,18 +29,6 @@ void LoopbackHttpsServer::trustInThisProcess() const
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
     configuration.addCaCertificates(QSslCertificate::fromPath(caCertificatePath()));
     QSslConfiguration::setDefaultConfiguration(configuration);
-}
-
-void LoopbackHttpsServer::setRoute(const QString &path, const QJsonObject &route)
-{
-    m_routes.insert(path, route);
-    writeRoutes();
-}
-
-void LoopbackHttpsServer::clearRoutes()
-{
-    m_routes = {};
-    writeRoutes();
 }
 
 void LoopbackHttpsServer::writeRoutes()

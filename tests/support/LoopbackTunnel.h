@@ -3,6 +3,7 @@
 #include <QNetworkProxy>
 
 #include "tests/support/LoopbackHttpsServer.h"
+#include "tests/support/TestEnvironment.h"
 
 namespace Tessary::Test {
 
@@ -25,9 +26,8 @@ public:
     /** The "host:port" targets clients asked for, oldest first. */
     QStringList connectTargets() const
     {
-        QFile file(m_dir.filePath(QStringLiteral("targets.log")));
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts)
-                                              : QStringList();
+        const QString targets = QString::fromUtf8(fileContents(m_dir.filePath(QStringLiteral("targets.log"))));
+        return targets.split(u'\n', Qt::SkipEmptyParts);
     }
 };
 

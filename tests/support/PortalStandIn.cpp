@@ -12,31 +12,12 @@ using namespace Qt::StringLiterals;
 
 namespace Tessary::Test {
 
-namespace {
+static const QString portalName = u"org.freedesktop.portal.Desktop"_s;
 
-const QString portalName = u"org.freedesktop.portal.Desktop"_s;
-
-QDBusMessage control(const QString &method)
+static QDBusMessage control(const QString &method)
 {
     return QDBusMessage::createMethodCall(portalName, u"/org/freedesktop/portal/desktop"_s,
                                           u"md.velmor.test.PortalStandIn"_s, method);
-}
-
-} // namespace
-
-PortalStandIn::PortalStandIn()
-{
-    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-}
-
-PortalStandIn::~PortalStandIn()
-{
-    stop();
-}
-
-QString PortalStandIn::directory() const
-{
-    return m_dir.path();
 }
 
 bool PortalStandIn::start(int interfaces)
@@ -49,14 +30,9 @@ bool PortalStandIn::start(int interfaces)
     if (interfaces & GlobalShortcuts) {
         arguments.append(u"--global-shortcuts"_s);
     }
+    m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_process.start(u"/usr/bin/python3"_s, arguments);
-    if (!m_process.waitForStarted(10000)) {
-        return false;
-    }
-    while (!m_process.canReadLine()) {
-        if (!m_process.waitForReadyRead(30000)) {
-            return false;
-        }
+    while (m_process.waitForStarted(10000) && !m_process.canReadLine() && m_process.waitForReadyRead(30000)) {
     }
     return m_process.readLine().trimmed() == "ready";
 }
@@ -79,7 +55,7 @@ QList<QJsonObject> PortalStandIn::calls(const QString &method) const
     QList<QJsonObject> calls;
     for (const QByteArray &line : fileContents(m_dir.filePath(u"calls.jsonl"_s)).split('\n')) {
         const QJsonObject call = QJsonDocument::fromJson(line).object();
-        if (!call.isEmpty() && call.value(u"method"_s).toString() == method) {
+        if (call.value(u"method"_s).toString() == method) {
             calls.append(call);
         }
     }
@@ -89,14 +65,13 @@ QList<QJsonObject> PortalStandIn::calls(const QString &method) const
 QStringList PortalStandIn::sessions() const
 {
     const QDBusMessage reply = QDBusConnection::sessionBus().call(control(u"Sessions"_s));
-    return reply.arguments().isEmpty() ? QStringList() : reply.arguments().constFirst().toStringList();
+    return reply.arguments().value(0).toStringList();
 }
 
 void PortalStandIn::activate(const QString &session, const QString &shortcutId) const
 {
-    QDBusMessage message = control(u"Activate"_s);
-    message << QVariant::fromValue(QDBusObjectPath(session)) << shortcutId;
-    QDBusConnection::sessionBus().call(message);
+    QDBusConnection::sessionBus().call(control(u"Activate"_s)
+                                       << QVariant::fromValue(QDBusObjectPath(session)) << shortcutId);
 }
 
 } // namespace Tessary::Test

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QJsonArray>
 #include <QJsonObject>
 #include <QList>
 #include <QProcess>
@@ -18,13 +17,10 @@ class PortalStandIn
 public:
     enum Interface { Screenshot = 1, GlobalShortcuts = 2 };
 
-    PortalStandIn();
-    ~PortalStandIn();
-
+    ~PortalStandIn() { stop(); }
     /** Starts it offering the given interfaces; false when it did not come up within a generous time. */
     bool start(int interfaces);
     void stop();
-
     /** What the methods answer from now on ({"Screenshot": {"response": 2}}). */
     void setAnswers(const QJsonObject &answers);
     /** The calls of one method so far, oldest first: {"method", "sender", "args"}. */
@@ -33,8 +29,7 @@ public:
     QStringList sessions() const;
     /** Sends Activated for a shortcut of a session, as the desktop does when its trigger is pressed. */
     void activate(const QString &session, const QString &shortcutId) const;
-
-    QString directory() const;
+    QString directory() const { return m_dir.path(); }
 
 private:
     QTemporaryDir m_dir;

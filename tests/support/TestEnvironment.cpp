@@ -4,25 +4,12 @@
 #include <QDBusConnectionInterface>
 #include <QDir>
 #include <QFile>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
 
 namespace Tessary::Test {
-
-namespace {
-
-const QString hostScript = QStringLiteral(TESSARY_TEST_SOURCE_DIR "/tests/support/sni_host.py");
-
-QJsonValue askHost(const QStringList &arguments)
-{
-    const QByteArray json = runProcess(u"/usr/bin/python3"_s, QStringList{hostScript} + arguments).standardOutput;
-    return QJsonDocument::fromJson("[" + json + "]").array().at(0);
-}
-
-} // namespace
 
 QString buildPath(const QString &relative)
 {
@@ -49,26 +36,19 @@ QString translated(const QString &language, const QString &key)
 ProcessResult runProcess(const QString &program, const QStringList &arguments, const QProcessEnvironment &environment,
                          const QByteArray &standardInput, int timeoutMs)
 {
-    ProcessResult result;
     QProcess process;
     process.setProcessEnvironment(environment);
     process.start(program, arguments);
-    result.started = process.waitForStarted(10000);
-    if (!result.started) {
-        return result;
+    if (!process.waitForStarted(10000)) {
+        return {};
     }
     process.write(standardInput);
     process.closeWriteChannel();
-    result.finished = process.waitForFinished(timeoutMs);
-    if (!result.finished) {
+    if (!process.waitForFinished(timeoutMs)) {
         process.kill();
         process.waitForFinished(5000);
     }
-    result.exitCode = process.exitCode();
-    result.exitStatus = process.exitStatus();
-    result.standardOutput = process.readAllStandardOutput();
-    result.standardError = process.readAllStandardError();
-    return result;
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
 }
 
 void stopService(QProcess &process, const QString &busName)
@@ -96,11 +76,8 @@ QString xdotool(const QStringList &arguments)
 
 bool waitForWindow(const QString &titlePattern, bool shown, int timeoutMs)
 {
-    return QTest::qWaitFor(
-        [&] {
-            return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, titlePattern}).isEmpty() != shown;
-        },
-        timeoutMs);
+    const QStringList search{u"search"_s, u"--onlyvisible"_s, u"--name"_s, titlePattern};
+    return QTest::qWaitFor([&] { return xdotool(search).isEmpty() != shown; }, timeoutMs);
 }
 
 void drag(int fromX, int fromY, int toX, int toY)
@@ -117,11 +94,6 @@ PrivateHome::PrivateHome()
         QDir().mkpath(path(folder));
     }
     QFile::setPermissions(path(u"runtime"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-}
-
-QString PrivateHome::defaultsPath() const
-{
-    return path(u"config/md.velmor.tessary/defaults.ini"_s);
 }
 
 void PrivateHome::writeDefaults(const QByteArray &lines) const
@@ -143,41 +115,20 @@ QProcessEnvironment PrivateHome::environment() const
     return environment;
 }
 
-TrayHost::~TrayHost()
-{
-    m_process.kill();
-    m_process.waitForFinished();
-}
-
 bool TrayHost::start()
 {
-    m_process.start(u"/usr/bin/python3"_s, {hostScript, u"serve"_s});
-    while (m_process.waitForReadyRead(30000)) {
-        if (m_process.canReadLine()) {
-            return m_process.readLine().trimmed() == "ready";
-        }
+    m_process.start(u"/usr/bin/python3"_s, {sourcePath(u"tests/support/sni_host.py"_s), u"serve"_s});
+    while (!m_process.canReadLine() && m_process.waitForReadyRead(30000)) {
     }
-    return false;
+    return m_process.readLine().trimmed() == "ready";
 }
 
-QJsonObject TrayHost::item() const
+QJsonValue TrayHost::ask(const QStringList &arguments)
 {
-    return askHost({u"item"_s}).toObject();
-}
-
-int TrayHost::itemCount() const
-{
-    return int(askHost({u"items"_s}).toArray().size());
-}
-
-QString TrayHost::statusLine() const
-{
-    return item().value(u"rows"_s).toArray().at(2).toObject().value(u"label"_s).toString();
-}
-
-void TrayHost::click(const QString &label) const
-{
-    askHost({u"click"_s, label});
+    const QStringList script{sourcePath(u"tests/support/sni_host.py"_s)};
+    return QJsonDocument::fromJson("[" + runProcess(u"/usr/bin/python3"_s, script + arguments).standardOutput + "]")
+        .array()
+        .at(0);
 }
 
 } // namespace Tessary::Test

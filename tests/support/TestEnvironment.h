@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonArray>
 #include <QJsonObject>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -12,22 +13,16 @@ namespace Tessary::Test {
 
 /** Absolute path of a file in the build tree ("bin/tessary", "libexec/tessary-helper"). */
 QString buildPath(const QString &relative);
-
 /** Absolute path of a file in the source tree ("samples/…"). */
 QString sourcePath(const QString &relative);
-
 /** A file's bytes; empty when it cannot be read. */
 QByteArray fileContents(const QString &path);
-
 /** What a user reads for a string key in an interface language: its entry in that string table, else the key. */
 QString translated(const QString &language, const QString &key);
 
 struct ProcessResult
 {
-    bool started = false;
-    bool finished = false;
     int exitCode = -1;
-    QProcess::ExitStatus exitStatus = QProcess::CrashExit;
     QByteArray standardOutput;
     QByteArray standardError;
 };
@@ -54,7 +49,7 @@ public:
     PrivateHome();
     QString path(const QString &relative) const { return m_dir.filePath(relative); }
     /** The application's settings file in this home. */
-    QString defaultsPath() const;
+    QString defaultsPath() const { return path(QStringLiteral("config/md.velmor.tessary/defaults.ini")); }
     /** Writes the settings file: the lines of its [General] group. */
     void writeDefaults(const QByteArray &lines) const;
     QProcessEnvironment environment() const;
@@ -67,16 +62,17 @@ private:
 class TrayHost
 {
 public:
-    ~TrayHost();
     bool start();
     /** The first item: {"tooltip", "rows": [{"label", "enabled", "type"}]}; empty while there is none. */
-    QJsonObject item() const;
-    int itemCount() const;
+    QJsonObject item() const { return ask({QStringLiteral("item")}).toObject(); }
+    int itemCount() const { return int(ask({QStringLiteral("items")}).toArray().size()); }
     /** The label of the menu's status row; empty while there is no item. */
-    QString statusLine() const;
-    void click(const QString &label) const;
+    QString statusLine() const { return item()[QStringLiteral("rows")][2][QStringLiteral("label")].toString(); }
+    void click(const QString &label) const { ask({QStringLiteral("click"), label}); }
 
 private:
+    /** The host script's answer to a command, as JSON. */
+    static QJsonValue ask(const QStringList &arguments);
     QProcess m_process;
 };
 
