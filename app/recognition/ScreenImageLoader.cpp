@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
 #include <QLoggingCategory>
@@ -18,6 +19,24 @@ namespace Tessary::ScreenImageLoader {
 namespace {
 
 Q_LOGGING_CATEGORY(lcLoader, "tessary.recognition.loader", QtInfoMsg)
+
+/**
+ * Qt reports the size of a GIF's first frame, but decodes every frame onto the logical screen the file's header
+ * declares, which may be far larger: that screen is what the image costs. Invalid for other files.
+ */
+QSize gifLogicalScreen(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    const QByteArray header = file.read(10);
+    if (header.size() < 10 || !(header.startsWith("GIF87a") || header.startsWith("GIF89a"))) {
+        return {};
+    }
+    const auto byte = [&header](int i) { return int(uchar(header[i])); };
+    return QSize(byte(6) | byte(7) << 8, byte(8) | byte(9) << 8);
+}
 
 /**
  * What the decoders write to standard error while one image is decoded, caught instead of shown: libpng reports
@@ -112,7 +131,10 @@ Result<QImage, RecognitionError> load(const QString &path)
     if (!reader.canRead()) {
         return failure(Code::NotAnImage, u"“%1”不是可以识别的图像文件。"_s.arg(shown));
     }
-    const QSize declared = reader.size();
+    QSize declared = reader.size();
+    if (const QSize screen = gifLogicalScreen(path); !screen.isEmpty()) {
+        declared = declared.expandedTo(screen);
+    }
     if (declared.isValid()) {
         if (declared.isEmpty()) {
             return failure(Code::EmptyImage,
