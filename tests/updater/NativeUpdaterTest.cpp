@@ -342,14 +342,15 @@ TEST_F(NativeUpdaterTest, ThePanesButtonLeadsThroughDownloadToARestartThatNeedsA
     preferences.setLanguage(u"zh-Hant"_s);
     EXPECT_EQ(viewOf(pane), (View{version, u"1.5.0 已下載，等待重新啟動"_s, u"重新啟動並更新"_s, true, false}));
 
-    // A staged bundle that lost its program cannot start the helper: the application keeps running, and says why
-    // in the interface's language.
+    // A staged bundle that lost its program cannot start the helper: the application keeps running, and the pane says
+    // why in the interface's language (the dialog speaks the updater's, which the application sets to the same).
     QFile::remove(staged + u"/bin/tessary"_s);
     QSignalSpy quitting(QCoreApplication::instance(), &QCoreApplication::aboutToQuit);
     button->click();
-    const QString failure = u"無法啟動更新：更新套件未通過開發者簽章或公證驗證。"_s;
-    EXPECT_EQ(viewOf(pane), (View{version, failure, u"檢查更新"_s, true, false}));
-    EXPECT_EQ(m_answerer.dialogs().last().text, failure);
+    EXPECT_EQ(viewOf(pane),
+              (View{version, u"無法啟動更新：更新套件未通過開發者簽章或公證驗證。"_s, u"檢查更新"_s, true, false}));
+    EXPECT_EQ(m_answerer.dialogs().last().text,
+              u"Unable to start the update: The update failed developer signature or notarization verification."_s);
     EXPECT_EQ(updater->stagedApplication(), staged);
     QCoreApplication::processEvents();
     EXPECT_EQ(quitting.count(), 0);
