@@ -12,7 +12,7 @@ namespace Tessary {
  */
 namespace DesktopEntries {
 
-/** The entry's text with both of its Exec lines starting executable (quoted as the specification asks). */
+/** The entry's text with both of its Exec lines starting executable, quoted as desktop entries require. */
 QString text(const QString &executable);
 
 /** The program file of the copy that is running (a bundle's bin/tessary, /usr/bin/tessary, the build tree's). */
