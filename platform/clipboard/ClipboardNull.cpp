@@ -12,4 +12,16 @@ bool ClipboardNull::keepAfterExit(const QString &)
     return false;
 }
 
+QStringList ClipboardNull::imageTypes() const
+{
+    return {};
+}
+
+QByteArray ClipboardNull::data(const QString &) const
+{
+    return {};
+}
+
+void ClipboardNull::watchChanges(QObject *, std::function<void()>) {}
+
 } // namespace Tessary

@@ -100,6 +100,39 @@ bool ClipboardX11::keepAfterExit(const QString &text)
     return handToHelper(text);
 }
 
+QStringList ClipboardX11::imageTypes() const
+{
+    QClipboard *clipboard = QGuiApplication::clipboard();
+    const QMimeData *data = clipboard != nullptr ? clipboard->mimeData(QClipboard::Clipboard) : nullptr;
+    if (data == nullptr) {
+        return {};
+    }
+    // Asks the owner for its targets (Qt waits for its answer a few seconds at most).
+    QStringList types = data->formats();
+    types.removeIf([](const QString &type) { return !type.startsWith(u"image/"); });
+    return types;
+}
+
+QByteArray ClipboardX11::data(const QString &mimeType) const
+{
+    QClipboard *clipboard = QGuiApplication::clipboard();
+    const QMimeData *data = clipboard != nullptr ? clipboard->mimeData(QClipboard::Clipboard) : nullptr;
+    return data != nullptr ? data->data(mimeType) : QByteArray();
+}
+
+void ClipboardX11::watchChanges(QObject *receiver, std::function<void()> changed)
+{
+    // Qt hears of other programs taking the selection through XFixes, and of our own changes directly.
+    if (QClipboard *clipboard = QGuiApplication::clipboard()) {
+        QObject::connect(clipboard, &QClipboard::changed, receiver,
+                         [changed = std::move(changed)](QClipboard::Mode mode) {
+                             if (mode == QClipboard::Clipboard) {
+                                 changed();
+                             }
+                         });
+    }
+}
+
 bool ClipboardX11::hasClipboardManager() const
 {
     xcb_connection_t *connection = x11Connection();

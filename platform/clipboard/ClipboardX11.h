@@ -13,6 +13,9 @@ class ClipboardX11 final : public Clipboard
 public:
     bool setText(const QString &text) override;
     bool keepAfterExit(const QString &text) override;
+    QStringList imageTypes() const override;
+    QByteArray data(const QString &mimeType) const override;
+    void watchChanges(QObject *receiver, std::function<void()> changed) override;
 
 private:
     bool hasClipboardManager() const;
