@@ -12,6 +12,7 @@
 #include "core/Result.h"
 
 class QAction;
+class QFileDialog;
 class QMenu;
 class QMenuBar;
 class QNetworkAccessManager;
@@ -65,6 +66,10 @@ public:
     // Menu actions.
     void startCapture();
     void startPolishedCapture();
+    /** Recognises the image on the clipboard as a capture is recognised; its text replaces it there. */
+    void recognizeClipboardImage();
+    /** Asks for an image file (a file dialog), then recognises it (recognizeImageFile). */
+    void chooseImageFile();
     void openSettings();
     void checkUpdates();
     void openCaptureSettings();
@@ -86,6 +91,11 @@ public:
      * reading the previous capture is stopped: the new capture replaces it.
      */
     void beginCapture(bool polish);
+    /**
+     * Recognises an image file the user has, as a capture is recognised (same toast, status and clipboard); the file
+     * stays as it is. Ignored while the user selects a region or the text is polished.
+     */
+    void recognizeImageFile(const QString &path);
 
     TessaryPreferences &preferences() const;
     /** The configuration sync, created on first use. */
@@ -106,7 +116,21 @@ private:
     void createStatusItem();
     void createStatusIcon();
     void setStatusToolTip(const QString &text);
-    void recognizeCapture(const QString &path);
+    /** Where the image being recognised comes from: a capture's or the clipboard's file goes afterwards. */
+    enum class ImageOrigin {
+        Capture,
+        Clipboard,
+        UserFile,
+    };
+    /** Takes the pipeline for a new capture or image: a recognition still running is stopped. */
+    void beginRun(bool polish);
+    void recognizeCapture(const QString &path, ImageOrigin origin = ImageOrigin::Capture);
+    /** The capture and image items: disabled while a region is selected or text polished. */
+    void setCaptureItemsEnabled(bool enabled);
+    /** The clipboard item is enabled with the capture items, while the clipboard holds an image the loader reads. */
+    void updateClipboardImageItem();
+    /** Asks the clipboard's owner once per change whether it offers such an image. */
+    void clipboardChanged();
     void captureFailed(const QString &toolError);
     void finishRecognition(const Result<QString, RecognitionError> &outcome);
     /** Stops the running recognition, whose result nobody will read any more. */
@@ -143,6 +167,10 @@ private:
     QMenu *m_statusMenu = nullptr;
     QAction *m_captureItem = nullptr;
     QAction *m_polishItem = nullptr;
+    QAction *m_clipboardImageItem = nullptr;
+    QAction *m_imageFileItem = nullptr;
+    QPointer<QFileDialog> m_imageDialog;
+    bool m_clipboardHasImage = false;
     QAction *m_messageItem = nullptr;
     QAction *m_shortcutItem = nullptr;
     QMenuBar *m_mainMenu = nullptr;

@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QStringDecoder>
 #include <QThreadPool>
@@ -72,17 +73,8 @@ void TessaryApp::beginCapture(bool polish)
             return;
         }
     }
-    if (replacing) {
-        stopRecognition();
-    }
-    if (m_engineRelease != nullptr) {
-        m_engineRelease->stop();
-    }
-    prepareEngines();
-    m_polishAfterCapture = polish;
-    m_captureInProgress = true;
-    m_captureItem->setEnabled(false);
-    m_polishItem->setEnabled(false);
+    beginRun(polish);
+    setCaptureItemsEnabled(false);
     showStatus(u"框选要识别的区域"_s);
 
     m_capturePath = temporaryCapturePath();
@@ -115,18 +107,36 @@ void TessaryApp::beginCapture(bool polish)
     tool->start(BundleLayout::helperExecutable(), {u"screencapture"_s, u"-i"_s, u"-x"_s, u"-t"_s, u"png"_s, path});
 }
 
-void TessaryApp::recognizeCapture(const QString &path)
+void TessaryApp::beginRun(bool polish)
+{
+    stopRecognition();
+    if (m_engineRelease != nullptr) {
+        m_engineRelease->stop();
+    }
+    prepareEngines();
+    m_polishAfterCapture = polish;
+    m_captureInProgress = true;
+}
+
+void TessaryApp::recognizeCapture(const QString &path, ImageOrigin origin)
 {
     QPointer<TessaryApp> self(this);
     auto stop = std::make_shared<RecognitionStop>();
     m_recognition = stop;
     showStatus(u"正在识别文字…"_s);
     // While the text is read, a new capture may start: it stops this recognition.
-    m_captureItem->setEnabled(true);
-    m_polishItem->setEnabled(true);
-    QThreadPool::globalInstance()->start([self, path, stop] {
+    setCaptureItemsEnabled(true);
+    QThreadPool::globalInstance()->start([self, path, origin, stop] {
         auto outcome = TextRecognizer::recognize(path, stop.get());
-        QFile::remove(path);
+        if (origin != ImageOrigin::UserFile) {
+            QFile::remove(path);
+        }
+        if (!outcome && origin == ImageOrigin::Clipboard) {
+            // The temporary file's name means nothing to the user; the loader's message names the clipboard instead.
+            RecognitionError error = outcome.error();
+            error.description.replace(QFileInfo(path).absoluteFilePath(), u"剪贴板图像"_s);
+            outcome = unexpected(std::move(error));
+        }
         QMetaObject::invokeMethod(
             QCoreApplication::instance(),
             [self, stop, outcome = std::move(outcome)] {
@@ -223,8 +233,7 @@ void TessaryApp::finishRecognition(const Result<QString, RecognitionError> &outc
     }
 
     showStatus(u"正在 AI 润色…"_s);
-    m_captureItem->setEnabled(false);
-    m_polishItem->setEnabled(false);
+    setCaptureItemsEnabled(false);
     m_toast->showProgress(localized(u"正在 AI 润色…"_s));
     const QString baseURL = m_preferences->aiBaseURL();
     const QString model = m_preferences->aiModel();
@@ -277,8 +286,7 @@ void TessaryApp::finishCopied(const QString &text, bool polished)
 void TessaryApp::endCapture()
 {
     m_captureInProgress = false;
-    m_captureItem->setEnabled(true);
-    m_polishItem->setEnabled(true);
+    setCaptureItemsEnabled(true);
     scheduleEngineRelease();
 }
 

@@ -15,6 +15,7 @@
 #include "appearance/NativeAppAppearance.h"
 #include "appearance/NativeEditingMenu.h"
 #include "platform/capture/ScreenCapturePermission.h"
+#include "platform/clipboard/Clipboard.h"
 #include "platform/session/PlatformSession.h"
 #include "platform/tray/TrayHostWatcher.h"
 
@@ -82,6 +83,13 @@ void TessaryApp::createStatusItem()
     m_shortcutItem = m_statusMenu->addAction(shortcutLine());
     m_shortcutItem->setEnabled(false);
     m_statusMenu->addSeparator();
+    m_clipboardImageItem = addAction(m_statusMenu, u"识别剪贴板中的图像"_s, u"recognizeClipboardImage"_s, this,
+                                     &TessaryApp::recognizeClipboardImage);
+    m_imageFileItem =
+        addAction(m_statusMenu, u"识别图像文件…"_s, u"chooseImageFile"_s, this, &TessaryApp::chooseImageFile);
+    m_clipboard->watchChanges(this, [this] { clipboardChanged(); });
+    clipboardChanged();
+    m_statusMenu->addSeparator();
     addAction(m_statusMenu, settingsTitle, u"openSettings"_s, this, &TessaryApp::openSettings,
               QKeySequence::Preferences);
     addAction(m_statusMenu, checkUpdatesTitle, u"checkUpdates"_s, this, &TessaryApp::checkUpdates);
@@ -130,6 +138,8 @@ void TessaryApp::localizeMenus()
     showStatus(m_currentStatus);
     m_captureItem->setText(localized(u"选区识字并复制"_s));
     m_polishItem->setText(localized(u"选区识字并 AI 润色"_s));
+    m_clipboardImageItem->setText(localized(u"识别剪贴板中的图像"_s));
+    m_imageFileItem->setText(localized(u"识别图像文件…"_s));
     showShortcut();
     const QList<std::pair<QString, QString>> titled{
         {u"openSettings"_s, settingsTitle},

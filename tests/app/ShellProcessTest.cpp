@@ -84,17 +84,19 @@ TEST_F(ShellProcessTest, TrayMenuSpeaksTheChosenLanguageAndQuitEndsTheApplicatio
         ASSERT_TRUE(QTest::qWaitFor([&] { return !tray.item().isEmpty(); }, 30000)) << "no tray item registered";
         const QJsonObject item = tray.item();
         const QJsonArray rows = item.value(u"rows"_s).toArray();
-        ASSERT_EQ(rows.size(), 9);
+        ASSERT_EQ(rows.size(), 12);
         const QStringList keys{
-            u"选区识字并复制"_s, u"选区识字并 AI 润色"_s,    u"就绪"_s,        u"快捷键：%@"_s, QString(), u"设置…"_s,
-            u"检查更新…"_s,      u"打开屏幕录制权限设置…"_s, u"退出 Tessary"_s};
+            u"选区识字并复制"_s,        u"选区识字并 AI 润色"_s, u"就绪"_s, u"快捷键：%@"_s, QString(),
+            u"识别剪贴板中的图像"_s,    u"识别图像文件…"_s,      QString(), u"设置…"_s,      u"检查更新…"_s,
+            u"打开屏幕录制权限设置…"_s, u"退出 Tessary"_s};
         for (int i = 0; i < rows.size(); ++i) {
             const QString label = translated(language, keys[i]).replace(u"%@"_s, u"Ctrl+Shift+Super+2"_s);
             EXPECT_EQ(rows[i].toObject().value(u"label"_s).toString(), label) << i;
-            // Rows 2 and 3 are information; row 7, the capture permission, is hidden on X11.
-            EXPECT_EQ(rows[i].toObject().value(u"enabled"_s).toBool(), i != 2 && i != 3 && i != 7) << i;
+            // Rows 2 and 3 are information; row 5 waits for an image on the clipboard; row 10, the capture
+            // permission, is hidden on X11.
+            EXPECT_EQ(rows[i].toObject().value(u"enabled"_s).toBool(), i != 2 && i != 3 && i != 5 && i != 10) << i;
         }
-        EXPECT_FALSE(rows[7].toObject().value(u"visible"_s).toBool()) << "X11 has no capture permission to reset";
+        EXPECT_FALSE(rows[10].toObject().value(u"visible"_s).toBool()) << "X11 has no capture permission to reset";
         EXPECT_EQ(item.value(u"tooltip"_s).toArray().at(2).toString(), translated(language, u"就绪"_s));
 
         if (language == u"en") {

@@ -89,11 +89,11 @@ TEST_F(TessaryAppTest, MenusStatusLineAndWindowSpeakTheChosenLanguage)
         SCOPED_TRACE(language.toStdString());
         app->preferences().setLanguage(language);
         const auto text = [&](const QString &key) { return translated(language, key); };
-        EXPECT_EQ(
-            titles(app->statusMenu()),
-            (QStringList{text(u"选区识字并复制"_s), text(u"选区识字并 AI 润色"_s), text(u"未识别到文字"_s),
-                         text(u"快捷键：%@"_s).replace(u"%@"_s, u"Ctrl+Shift+Super+2"_s), u"-"_s, text(u"设置…"_s),
-                         text(u"检查更新…"_s), text(u"打开屏幕录制权限设置…"_s), text(u"退出 Tessary"_s)}));
+        EXPECT_EQ(titles(app->statusMenu()),
+                  (QStringList{text(u"选区识字并复制"_s), text(u"选区识字并 AI 润色"_s), text(u"未识别到文字"_s),
+                               text(u"快捷键：%@"_s).replace(u"%@"_s, u"Ctrl+Shift+Super+2"_s), u"-"_s,
+                               text(u"识别剪贴板中的图像"_s), text(u"识别图像文件…"_s), u"-"_s, text(u"设置…"_s),
+                               text(u"检查更新…"_s), text(u"打开屏幕录制权限设置…"_s), text(u"退出 Tessary"_s)}));
         const QList<QAction *> rows = app->statusMenu()->actions();
         EXPECT_TRUE(rows[0]->isEnabled() && rows[1]->isEnabled());
         EXPECT_FALSE(rows[2]->isEnabled() || rows[3]->isEnabled()) << "information rows";
@@ -234,7 +234,7 @@ TEST_F(TessaryAppTest, BuildTreeCopyExplainsThatItDoesNotUpdate)
     EXPECT_FALSE(window->findChild<QLabel *>(u"version"_s)->text().endsWith(u" (—)"_s)) << "names its build";
 
     // The tray's check item and the pane's button both explain, and the state does not move.
-    QAction *check = app->statusMenu()->actions().at(6);
+    QAction *check = app->statusMenu()->actions().at(9);
     ASSERT_EQ(check->text(), u"Check for Updates…"_s);
     check->trigger();
     window->findChild<QPushButton *>(u"updateAction"_s)->click();
