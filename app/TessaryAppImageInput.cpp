@@ -121,8 +121,10 @@ void TessaryApp::chooseImageFile()
         m_imageDialog->activateWindow();
         return;
     }
+    // XDG names a pictures folder even where none was made; the dialog would offer its name as the file's.
+    const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
     auto *dialog = new QFileDialog(nullptr, localized(u"选择要识别的图像"_s),
-                                   QStandardPaths::writableLocation(QStandardPaths::PicturesLocation),
+                                   QDir(pictures).exists() ? pictures : QDir::homePath(),
                                    localized(u"图像文件"_s) + u" ("_s + readableImagePatterns() + u')');
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::ExistingFile);
