@@ -10,6 +10,7 @@
 
 #include "app/TessaryIcon.h"
 #include "app/TessaryPreferences.h"
+#include "app/localization/QtStandardTexts.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/settings/TessarySettingsWindow.h"
 #include "appearance/NativeAppAppearance.h"
@@ -132,6 +133,8 @@ void TessaryApp::installApplicationMenu()
 
 void TessaryApp::localizeMenus()
 {
+    // Qt's own dialogs (the image file chooser, the sync folder chooser) speak the same language as ours.
+    applyQtStandardTexts(m_preferences->language());
     if (m_statusMenu == nullptr) {
         return;
     }

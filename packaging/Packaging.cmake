@@ -41,6 +41,6 @@ set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://velmor.md/tessary/")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "tesseract-ocr-eng, tesseract-ocr-chi-sim, tesseract-ocr-chi-tra")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
-    "qt6-wayland, fonts-noto-cjk, gnome-keyring | kwalletmanager | keepassxc, xdg-desktop-portal")
+    "qt6-wayland, qt6-translations-l10n, fonts-noto-cjk, gnome-keyring | kwalletmanager | keepassxc, xdg-desktop-portal")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 include(CPack)

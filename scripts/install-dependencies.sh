@@ -13,7 +13,7 @@ packages=(
     # the neural text-line model: OpenCV's DNN module runs it, python3-onnx rewrites it at build time
     libopencv-dnn-dev python3-onnx python3-numpy
     # run
-    tesseract-ocr-eng tesseract-ocr-chi-sim tesseract-ocr-chi-tra fonts-noto-cjk
+    tesseract-ocr-eng tesseract-ocr-chi-sim tesseract-ocr-chi-tra fonts-noto-cjk qt6-translations-l10n
     # virtual display, clipboard and desktop services for the sample run and the tests
     xvfb xauth xdotool xclip x11-utils trayer desktop-file-utils dbus dbus-x11 gnome-keyring libsecret-tools
     openssl python3 python3-dbus zip unzip
