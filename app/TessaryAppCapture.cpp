@@ -131,10 +131,11 @@ void TessaryApp::recognizeCapture(const QString &path, ImageOrigin origin)
         if (origin != ImageOrigin::UserFile) {
             QFile::remove(path);
         }
-        if (!outcome && origin == ImageOrigin::Clipboard) {
-            // The temporary file's name means nothing to the user; the loader's message names the clipboard instead.
+        if (!outcome && origin != ImageOrigin::UserFile) {
+            // A temporary file's name means nothing to the user; the loader's message names where the image came from.
             RecognitionError error = outcome.error();
-            error.description.replace(QFileInfo(path).absoluteFilePath(), u"剪贴板图像"_s);
+            error.description.replace(QFileInfo(path).absoluteFilePath(),
+                                      origin == ImageOrigin::Clipboard ? u"剪贴板图像"_s : u"所选区域"_s);
             outcome = unexpected(std::move(error));
         }
         QMetaObject::invokeMethod(
