@@ -484,30 +484,20 @@ protected:
     QPushButton *m_button = new QPushButton(u"Button"_s);
 };
 
-TEST_F(NativeEditingMenuTest, TranslatedItemsWithTheDesktopsShortcutsAppendedToTheBar)
+TEST_F(NativeEditingMenuTest, ItemsCarryTheDesktopsShortcutsAndTitlesThroughTheTranslation)
 {
-    ASSERT_EQ(m_window.menuBar()->actions().size(), 1);
-    EXPECT_EQ(m_edit->title(), u"编辑"_s);
-    QStringList titles;
     const QList<QKeySequence::StandardKey> keys{QKeySequence::Undo, QKeySequence::Redo,  QKeySequence::Cut,
                                                 QKeySequence::Copy, QKeySequence::Paste, QKeySequence::SelectAll};
-    for (int i = 0; i < m_edit->actions().size(); ++i) {
-        titles.append(m_edit->actions()[i]->text());
-        EXPECT_EQ(m_edit->actions()[i]->shortcuts(), QKeySequence::keyBindings(keys.value(i))) << i;
+    ASSERT_EQ(m_edit->actions().size(), keys.size());
+    for (int i = 0; i < keys.size(); ++i) {
+        EXPECT_EQ(m_edit->actions()[i]->shortcuts(), QKeySequence::keyBindings(keys[i])) << i;
     }
-    EXPECT_EQ(titles, (QStringList{u"撤销"_s, u"重做"_s, u"剪切"_s, u"复制"_s, u"粘贴"_s, u"全选"_s}));
-    // Every title passes through the translation (the menu's twice: the bar's item and the menu), now and later.
-    QStringList asked;
-    QMenu *translated = NativeEditingMenu::install(m_window.menuBar(), [&](const QString &title) -> QString {
-        asked.append(title);
-        return u"["_s + title + u"]"_s;
-    });
-    EXPECT_EQ(m_window.menuBar()->actions().last(), translated->menuAction()) << "appended after what was there";
-    EXPECT_EQ(asked.count(u"编辑"_s), 2);
-    EXPECT_EQ(asked.size(), 8);
-    EXPECT_EQ(translated->actions().at(5)->text(), u"[全选]"_s);
-    NativeEditingMenu::retitle(translated, {});
-    EXPECT_EQ(translated->menuAction()->text(), u"编辑"_s);
+    QMenu *translated = NativeEditingMenu::install(
+        m_window.menuBar(), [](const QString &title) -> QString { return u"["_s + title + u"]"_s; });
+    EXPECT_EQ(translated->menuAction()->text(), u"[编辑]"_s);
+    for (const QAction *action : translated->actions()) {
+        EXPECT_TRUE(action->text().startsWith(u'[')) << action->text().toStdString();
+    }
 }
 
 TEST_F(NativeEditingMenuTest, ItemsFollowTheFocusedFieldAndActOnIt)
