@@ -1,27 +1,42 @@
-// The accent palettes off screen: their values and names, the controller that stores the choice, installs the icon
-// and tints windows, the style that paints checked controls in the accent, and the icon's recolouring.
+// The appearance module: the accent palettes, the controller that stores the choice, installs the icon and tints
+// windows, the style that paints checked controls in the accent and the icon's recolouring; then the picker and the
+// Edit menu in real windows on the X server, driven with real clicks and key presses (xdotool), with another
+// program (xclip) on the other side of the clipboard.
 
 #include <gtest/gtest.h>
 
+#include <QAction>
 #include <QApplication>
+#include <QBuffer>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QComboBox>
 #include <QFile>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QMainWindow>
 #include <QMenu>
+#include <QMenuBar>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalSpy>
+#include <QSpinBox>
 #include <QStyleFactory>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QVBoxLayout>
 
 #include "appearance/NativeAccentStyle.h"
 #include "appearance/NativeAppAppearance.h"
 #include "appearance/NativeAppearanceLanguage.h"
+#include "appearance/NativeAppearancePicker.h"
+#include "appearance/NativeAppearanceTile.h"
+#include "appearance/NativeEditingMenu.h"
 #include "appearance/NativeIconRecoloring.h"
 #include "platform/defaults/UserDefaults.h"
+#include "tests/appearance/AppearanceTestSupport.h"
 
 using namespace Qt::StringLiterals;
 using namespace Tessary;
@@ -53,7 +68,6 @@ TEST(NativeAccentPaletteTest, RawValuesNamesLanguagesAndTheStoredChoice)
 {
     for (const P palette : P::allCases()) {
         EXPECT_EQ(P::fromRawValue(palette.rawValue()), palette);
-        EXPECT_EQ(P::allCases()[std::size_t(palette.index())], palette);
     }
     for (const QString &foreign : {u"Ocean"_s, u" ocean"_s, u""_s, u"blue"_s, u"4"_s}) {
         EXPECT_FALSE(P::fromRawValue(foreign).has_value()) << foreign.toStdString();
@@ -105,7 +119,7 @@ class NativeAppAppearanceTest : public ::testing::Test
 protected:
     std::unique_ptr<NativeAppAppearance> makeAppearance()
     {
-        return std::make_unique<NativeAppAppearance>(P::Violet, key, *m_defaults, [this](P palette) {
+        return std::make_unique<NativeAppAppearance>(P::Violet, key, m_defaults, [this](P palette) {
             ++m_builds[std::size_t(palette.index())];
             QPixmap pixmap(16, 16);
             pixmap.fill(palette.color());
@@ -116,8 +130,7 @@ protected:
     static QRgb windowIconColor() { return QApplication::windowIcon().pixmap(16, 16).toImage().pixel(8, 8); }
 
     QTemporaryDir m_dir;
-    QString m_path = m_dir.filePath(u"defaults.ini"_s);
-    std::unique_ptr<UserDefaults> m_defaults = std::make_unique<UserDefaults>(m_path);
+    UserDefaults m_defaults{m_dir.filePath(u"defaults.ini"_s)};
     std::array<int, 6> m_builds{};
 };
 
@@ -127,7 +140,7 @@ TEST_F(NativeAppAppearanceTest, APickIsStoredAnnouncedAndShownAsTheIcon)
     black.fill(Qt::black);
     const QIcon sentinel(black);
     QApplication::setWindowIcon(sentinel);
-    m_defaults->setString(key, u"Ocean"_s);
+    m_defaults.setString(key, u"Ocean"_s);
     auto appearance = makeAppearance();
     QSignalSpy selectionChanged(appearance.get(), &NativeAppAppearance::selectionChanged);
     EXPECT_EQ(appearance->selection(), P::Violet) << "an unknown stored value is the default";
@@ -138,11 +151,11 @@ TEST_F(NativeAppAppearanceTest, APickIsStoredAnnouncedAndShownAsTheIcon)
     // Picking the palette shown is no pick: the unknown value stays until the user picks.
     appearance->select(P::Violet);
     EXPECT_EQ(selectionChanged.count(), 0);
-    EXPECT_EQ(m_defaults->string(key), u"Ocean"_s);
+    EXPECT_EQ(m_defaults.string(key), u"Ocean"_s);
 
     QSignalSpy iconChanged(appearance.get(), &NativeAppAppearance::applicationIconChanged);
     appearance->select(P::Ocean);
-    EXPECT_EQ(m_defaults->string(key), u"ocean"_s);
+    EXPECT_EQ(m_defaults.string(key), u"ocean"_s);
     ASSERT_EQ(selectionChanged.count(), 1);
     EXPECT_EQ(selectionChanged[0][0].value<P>(), P::Ocean);
     const qint64 ocean = appearance->icon(P::Ocean).cacheKey();
@@ -160,9 +173,6 @@ TEST_F(NativeAppAppearanceTest, APickIsStoredAnnouncedAndShownAsTheIcon)
         appearance->icon(palette);
     }
     EXPECT_EQ(m_builds, (std::array<int, 6>{1, 1, 1, 1, 1, 1}));
-    // The next launch starts on the pick.
-    m_defaults = std::make_unique<UserDefaults>(m_path);
-    EXPECT_EQ(makeAppearance()->selection(), P::Ocean);
 }
 
 TEST_F(NativeAppAppearanceTest, TintsWindowsAndWhatTheyOpenFollowingSelectionAndColourMode)
@@ -340,6 +350,224 @@ TEST(NativeIconRecoloringTest, RecoloursOnlyWhatBelongsToTheDominantHueKeepingSh
             << size;
     }
     EXPECT_TRUE(NativeIconRecoloring::replacingDominantHue(QImage(), 0.0, Qt::blue, 16).isNull());
+}
+
+void press(const QString &chord)
+{
+    ASSERT_TRUE(Tessary::Test::pressKeys(chord)) << chord.toStdString();
+}
+
+/** Another program owns the clipboard with the data, until someone else takes it. */
+void offerElsewhere(const QByteArray &data, const QString &type = u"UTF8_STRING"_s)
+{
+    QSignalSpy changed(QGuiApplication::clipboard(), &QClipboard::dataChanged);
+    ASSERT_TRUE(Tessary::Test::offerClipboardElsewhere(data, type));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return changed.count() > 0; }, 30000));
+}
+
+void show(QWidget &window)
+{
+    ASSERT_FALSE(qEnvironmentVariableIsEmpty("DISPLAY")) << "runs under with-xvfb";
+    window.show();
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+}
+
+QIcon paletteIcon(P palette)
+{
+    QPixmap pixmap(64, 64);
+    pixmap.fill(palette.color());
+    return QIcon(pixmap);
+}
+
+TEST(NativeAppearancePickerTest, ClicksAndArrowKeysPickAndTheTilesShowIt)
+{
+    QTemporaryDir dir;
+    UserDefaults defaults(dir.filePath(u"defaults.ini"_s));
+    auto appearance = std::make_unique<NativeAppAppearance>(P::Violet, u"key"_s, defaults, &paletteIcon);
+    QWidget window;
+    auto *picker = new NativeAppearancePicker(*appearance, u"zh-Hant"_s, &window);
+    (new QVBoxLayout(&window))->addWidget(picker);
+    window.resize(560, 240);
+    show(window);
+    const auto tile = [&](P palette) { return picker->tiles().at(palette.index()); };
+    EXPECT_EQ(picker->findChild<QLabel *>(u"title"_s)->text(), u"圖示與強調色"_s);
+    EXPECT_EQ(tile(P::Ocean)->accessibleName(), u"海藍圖示顏色"_s);
+    EXPECT_EQ(tile(P::Violet)->accessibleDescription(), u"已選取"_s);
+    picker->setLanguage(u"zh-Hans"_s);
+    EXPECT_EQ(tile(P::Ocean)->accessibleDescription(), u"未选择"_s);
+    picker->setLanguage(u"ja"_s);
+    EXPECT_EQ(picker->findChild<QLabel *>(u"title"_s)->text(), u"Icon & Accent Color"_s);
+
+    // A real click selects, stores and changes the icon at once; clicking the selected tile again changes nothing.
+    QSignalSpy selectionChanged(appearance.get(), &NativeAppAppearance::selectionChanged);
+    for (int click = 0; click < 2; ++click) {
+        ASSERT_TRUE(Tessary::Test::clickOn(tile(P::Forest)));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return tile(P::Forest)->hasFocus(); }, 30000));
+    }
+    EXPECT_EQ(selectionChanged.count(), 1);
+    EXPECT_EQ(QApplication::windowIcon().cacheKey(), appearance->icon(P::Forest).cacheKey());
+    EXPECT_EQ(defaults.string(u"key"_s), u"forest"_s);
+    // Two rows of three in palette order, only the selection marked: its check mark's disc in its colour and a
+    // stronger fill.
+    const QColor background = window.palette().color(QPalette::Window);
+    for (NativeAppearanceTile *each : picker->tiles()) {
+        SCOPED_TRACE(each->objectName().toStdString());
+        const int i = each->accentPalette().index();
+        EXPECT_EQ(each->height(), 56);
+        EXPECT_EQ(each->x(), tile(P::allCases()[std::size_t(i % 3)])->x());
+        EXPECT_EQ(each->y(), tile(P::allCases()[std::size_t(i / 3 * 3)])->y());
+        EXPECT_EQ(each->accessibleName(), each->text() + u" icon color"_s);
+        const bool selected = each->accentPalette() == P::Forest;
+        EXPECT_EQ(each->accessibleDescription(), selected ? u"Selected"_s : u"Not selected"_s);
+        const QImage drawn = each->grab().toImage();
+        const qreal ratio = drawn.devicePixelRatio();
+        const QColor check = drawn.pixelColor(QPointF((each->width() - 20) * ratio, 24 * ratio).toPoint());
+        const QColor fill = drawn.pixelColor(QPointF(60 * ratio, 6 * ratio).toPoint());
+        EXPECT_EQ(distance(check, each->accentPalette().color()) < 20, selected);
+        EXPECT_EQ(distance(fill, background) > 25, selected);
+    }
+    EXPECT_EQ(tile(P::Amber)->x() - tile(P::Coral)->geometry().right() - 1, 10);
+    EXPECT_EQ(tile(P::Forest)->y() - tile(P::Terracotta)->geometry().bottom() - 1, 10);
+    // The arrow keys move the selection as in a group of radio buttons.
+    press(u"Right"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return appearance->selection() == P::Ocean; }, 30000));
+}
+
+// A settings-like window with the Edit menu and several kinds of fields.
+class NativeEditingMenuTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_edit = NativeEditingMenu::install(m_window.menuBar());
+        auto *central = new QWidget(&m_window);
+        auto *layout = new QVBoxLayout(central);
+        m_readOnly->setReadOnly(true);
+        for (QWidget *widget :
+             std::initializer_list<QWidget *>{m_name, m_other, m_readOnly, m_notes, m_number, m_button}) {
+            layout->addWidget(widget);
+        }
+        m_window.setCentralWidget(central);
+        show(m_window);
+        // Start from text on the clipboard, owned by another program.
+        offerElsewhere("from elsewhere");
+    }
+
+    QAction *item(const QString &name) const { return m_edit->findChild<QAction *>(name); }
+
+    /** The enabled items, by name, in menu order. */
+    QStringList enabledItems() const
+    {
+        QStringList enabled;
+        for (const QAction *action : m_edit->actions()) {
+            if (action->isEnabled()) {
+                enabled.append(action->objectName());
+            }
+        }
+        return enabled;
+    }
+
+    void focus(QWidget *widget)
+    {
+        widget->setFocus(Qt::TabFocusReason);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return QApplication::focusWidget() == widget; }, 30000));
+    }
+
+    QMainWindow m_window;
+    QMenu *m_edit = nullptr;
+    QLineEdit *m_name = new QLineEdit(u"hello world"_s);
+    QLineEdit *m_other = new QLineEdit;
+    QLineEdit *m_readOnly = new QLineEdit(u"fixed text"_s);
+    QPlainTextEdit *m_notes = new QPlainTextEdit;
+    QSpinBox *m_number = new QSpinBox;
+    QPushButton *m_button = new QPushButton(u"Button"_s);
+};
+
+TEST_F(NativeEditingMenuTest, ItemsCarryTheDesktopsShortcutsAndTitlesThroughTheTranslation)
+{
+    const QList<QKeySequence::StandardKey> keys{QKeySequence::Undo, QKeySequence::Redo,  QKeySequence::Cut,
+                                                QKeySequence::Copy, QKeySequence::Paste, QKeySequence::SelectAll};
+    ASSERT_EQ(m_edit->actions().size(), keys.size());
+    for (int i = 0; i < keys.size(); ++i) {
+        EXPECT_EQ(m_edit->actions()[i]->shortcuts(), QKeySequence::keyBindings(keys[i])) << i;
+    }
+    QMenu *translated = NativeEditingMenu::install(
+        m_window.menuBar(), [](const QString &title) -> QString { return u"["_s + title + u"]"_s; });
+    EXPECT_EQ(translated->menuAction()->text(), u"[编辑]"_s);
+    for (const QAction *action : translated->actions()) {
+        EXPECT_TRUE(action->text().startsWith(u'[')) << action->text().toStdString();
+    }
+}
+
+TEST_F(NativeEditingMenuTest, ItemsFollowTheFocusedFieldAndActOnIt)
+{
+    focus(m_name);
+    m_name->deselect();
+    EXPECT_EQ(enabledItems(), (QStringList{u"paste"_s, u"selectAll"_s})) << "no selection, nothing typed yet";
+    press(u"ctrl+a"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_name->selectedText() == u"hello world"_s; }, 30000));
+    EXPECT_EQ(enabledItems(), (QStringList{u"cut"_s, u"copy"_s, u"paste"_s, u"selectAll"_s}));
+    press(u"ctrl+c"_s);
+    ASSERT_TRUE(QTest::qWaitFor([] { return QGuiApplication::clipboard()->text() == u"hello world"_s; }, 30000));
+    EXPECT_EQ(Tessary::Test::clipboardTextElsewhere(), u"hello world"_s) << "another program reads the copy";
+
+    // Another field: the selection of the first does not count there. Paste, cut, undo and redo with the keys.
+    focus(m_other);
+    EXPECT_EQ(enabledItems(), (QStringList{u"paste"_s}));
+    press(u"ctrl+v"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_other->text() == u"hello world"_s; }, 30000));
+    EXPECT_EQ(enabledItems(), (QStringList{u"undo"_s, u"paste"_s, u"selectAll"_s}));
+    m_other->setSelection(0, 6);
+    press(u"ctrl+x"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_other->text() == u"world"_s; }, 30000));
+    EXPECT_EQ(Tessary::Test::clipboardTextElsewhere(), u"hello "_s);
+    press(u"ctrl+z"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_other->text() == u"hello world"_s; }, 30000));
+    EXPECT_TRUE(item(u"redo"_s)->isEnabled());
+    press(u"ctrl+shift+z"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_other->text() == u"world"_s; }, 30000));
+
+    // The menu's items act on the focused field too.
+    focus(m_notes);
+    item(u"paste"_s)->trigger();
+    EXPECT_EQ(m_notes->toPlainText(), u"hello "_s);
+    item(u"undo"_s)->trigger();
+    EXPECT_TRUE(m_notes->toPlainText().isEmpty());
+    EXPECT_EQ(enabledItems(), (QStringList{u"redo"_s, u"paste"_s}));
+    // Read-only text can be copied, not cut or pasted into; a spin box edits through its line edit.
+    focus(m_readOnly);
+    m_readOnly->selectAll();
+    EXPECT_EQ(enabledItems(), (QStringList{u"copy"_s, u"selectAll"_s}));
+    focus(m_number);
+    EXPECT_TRUE(item(u"selectAll"_s)->isEnabled() && item(u"paste"_s)->isEnabled());
+}
+
+TEST_F(NativeEditingMenuTest, PasteFollowsWhatTheClipboardHolds)
+{
+    // An image, no text: nothing to paste into a text field; also when it came while no field had the focus.
+    QImage image(8, 8, QImage::Format_RGB32);
+    image.fill(Qt::red);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    focus(m_other);
+    ASSERT_TRUE(item(u"paste"_s)->isEnabled());
+    offerElsewhere(png, u"image/png"_s);
+    EXPECT_FALSE(item(u"paste"_s)->isEnabled());
+    offerElsewhere("text again");
+    EXPECT_TRUE(item(u"paste"_s)->isEnabled());
+    press(u"ctrl+v"_s);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_other->text() == u"text again"_s; }, 30000));
+    focus(m_button);
+    offerElsewhere(png, u"image/png"_s);
+    focus(m_other);
+    EXPECT_FALSE(item(u"paste"_s)->isEnabled());
+    focus(m_button);
+    offerElsewhere("and text");
+    focus(m_other);
+    EXPECT_TRUE(item(u"paste"_s)->isEnabled());
 }
 
 } // namespace

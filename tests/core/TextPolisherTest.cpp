@@ -1,14 +1,19 @@
+// The polishing client against real servers: the loopback HTTPS server, reached through a CONNECT tunnel so that
+// the providers' hosts lead to it too, and plain HTTP servers on this machine. Then the field each provider is sent.
+
 #include <gtest/gtest.h>
 
 #include <memory>
 
-#include <QElapsedTimer>
 #include <QFile>
+#include <QHash>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 
+#include "core/PolishingReasoningPolicy.h"
 #include "core/TextPolisher.h"
 #include "tests/support/LoopbackHttpsServer.h"
 #include "tests/support/LoopbackTunnel.h"
@@ -16,6 +21,8 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using namespace Tessary;
+using Tessary::PolishingReasoningPolicy::Control;
+using Tessary::PolishingReasoningPolicy::control;
 using Tessary::Test::LoopbackHttpsServer;
 using Tessary::Test::LoopbackTunnel;
 
@@ -64,11 +71,12 @@ protected:
 
     /** Runs one polish to its end, checking that the outcome comes once and never from inside polish(). */
     PolishResult polish(const QString &baseURL, const QString &model = u"m"_s, const QString &apiKey = key,
-                        std::chrono::milliseconds timeout = TextPolisher::defaultTimeout)
+                        std::chrono::milliseconds timeout = TextPolisher::defaultTimeout,
+                        std::chrono::milliseconds deadline = TextPolisher::defaultDeadline)
     {
         int outcomes = 0;
         std::unique_ptr<PolishReply> reply(
-            TextPolisher::polish(text, baseURL, model, prompt, apiKey, m_session, timeout));
+            TextPolisher::polish(text, baseURL, model, prompt, apiKey, m_session, timeout, deadline));
         QObject::connect(reply.get(), &PolishReply::finished, [&outcomes] { ++outcomes; });
         EXPECT_EQ(outcomes, 0);
         EXPECT_TRUE(QTest::qWaitFor([&] { return outcomes > 0; }, 30000));
@@ -207,9 +215,21 @@ TEST_F(TextPolisherTest, AnswersAndStatusesThatAreNoPolishedTextFail)
     failsWith(jsonRoute(200, "<html>Bad gateway</html>"), u"QJsonParseError"_s, notJson.errorString());
     failsWith(jsonRoute(200, R"({"choices":[)"), u"QJsonParseError"_s);
     failsWith(jsonRoute(204, ""), u"QJsonParseError"_s);
-    // An error status fails whatever the body says.
+    // An error status fails whatever the body says; the service's own explanation follows, shortened when long.
     for (const int status : {401, 429, 503}) {
         failsWith(jsonRoute(status, answerWith(u"ok"_s)), ai, httpFailure(status));
+    }
+    const QString longExplanation = QString(u"x"_s).repeated(300);
+    for (const auto &[status, body, explanation] :
+         {std::tuple{
+              401,
+              QByteArray(R"({"error":{"message":"Incorrect API key: sk-local.\n See your dashboard.","type":"x"}})"),
+              u"Incorrect API key: sk-local. See your dashboard."_s},
+          {429, R"({"error":"Rate limit reached"})", u"Rate limit reached"_s},
+          {404, R"({"message":"model not found"})", u"model not found"_s},
+          {400, R"({"error":{"message":")" + longExplanation.toUtf8() + R"("}})",
+           longExplanation.first(199) + u"…"_s}}) {
+        failsWith(jsonRoute(status, body), ai, httpFailure(status).chopped(1) + u"："_s + explanation);
     }
     // "localhost" is another host than 127.0.0.1, though the same server: the key must not follow a redirect there.
     for (const int status : {302, 308}) {
@@ -245,11 +265,16 @@ TEST_F(TextPolisherTest, TransportFailuresTimeOutsStrangersAndCancelling)
     expectFailure(polish(u"https://127.0.0.1:%1/v1"_s.arg(freePort)), u"QNetworkReply"_s,
                   int(QNetworkReply::ConnectionRefusedError));
 
-    m_server.setRoute(endpoint, QJsonObject{{u"hang"_s, true}});
-    QElapsedTimer timer;
-    timer.start();
-    expectFailure(polish(base(), u"m"_s, key, 300ms), u"QNetworkReply"_s, int(QNetworkReply::TimeoutError));
-    EXPECT_GE(timer.elapsed(), 300);
+    // A service that keeps sending, a byte at a time, never lets the idle time-out fire; the deadline ends it anyway.
+    // One that sends nothing ends at the idle time-out. Either way the message says which limit it was.
+    const QJsonObject dripping{{u"body"_s, QString(u'x').repeated(10000)}, {u"drip"_s, 0.25}};
+    for (const auto &[route, idle, deadline, message] :
+         {std::tuple{dripping, 5s, 8s, u"The request timed out: no complete answer within 8 seconds."_s},
+          {QJsonObject{{u"hang"_s, true}}, 2s, 60s, u"The request timed out: no response for 2 seconds."_s}}) {
+        m_server.setRoute(endpoint, route);
+        expectFailure(polish(base(), u"m"_s, key, idle, deadline), u"QNetworkReply"_s, int(QNetworkReply::TimeoutError),
+                      message);
+    }
 
     // Its certificate authority was made for it alone and is trusted nowhere.
     LoopbackHttpsServer stranger;
@@ -269,6 +294,122 @@ TEST_F(TextPolisherTest, TransportFailuresTimeOutsStrangersAndCancelling)
     delete reply;
     QTest::qWait(50);
     EXPECT_EQ(outcomes, 0);
+}
+
+/** A plain HTTP server on a loopback address that answers every request with the polished text "识别结果". */
+class PlainHttpServer
+{
+public:
+    explicit PlainHttpServer(const QHostAddress &address)
+    {
+        EXPECT_TRUE(m_server.listen(address)) << m_server.errorString().toStdString();
+        QObject::connect(&m_server, &QTcpServer::newConnection, [this] {
+            while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+                QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
+                    m_received += socket->readAll();
+                    // The body follows the headers; the test's requests are small enough to come at once.
+                    if (!m_received.contains("\r\n\r\n")) {
+                        return;
+                    }
+                    ++m_requests;
+                    m_received.clear();
+                    const QByteArray body = answerWith(u"识别结果"_s);
+                    socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nConnection: close\r\n"
+                                  "Content-Length: " +
+                                  QByteArray::number(body.size()) + "\r\n\r\n" + body);
+                    socket->disconnectFromHost();
+                });
+                QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+            }
+        });
+    }
+
+    quint16 port() const { return m_server.serverPort(); }
+    int requests() const { return m_requests; }
+
+private:
+    QTcpServer m_server;
+    QByteArray m_received;
+    int m_requests = 0;
+};
+
+TEST_F(TextPolisherTest, PlainHttpIsAcceptedOnThisMachineOnly)
+{
+    PlainHttpServer ipv4(QHostAddress::LocalHost);
+    PlainHttpServer ipv6(QHostAddress::LocalHostIPv6);
+    for (const QString &baseURL :
+         {u"http://127.0.0.1:%1/v1"_s.arg(ipv4.port()), u" http://localhost:%1 "_s.arg(ipv4.port()),
+          u"http://[::1]:%1/v1/"_s.arg(ipv6.port())}) {
+        SCOPED_TRACE(baseURL.toStdString());
+        const PolishResult result = polish(baseURL);
+        ASSERT_TRUE(result) << result.error().description.toStdString();
+        EXPECT_EQ(*result, u"识别结果"_s);
+    }
+    EXPECT_EQ(ipv4.requests() + ipv6.requests(), 3);
+
+    // Anything that would cross the network stays HTTPS-only, with the same message as before.
+    for (const QString &baseURL : {u"http://192.168.1.20:8080/v1"_s, u"http://127.0.0.2/v1"_s,
+                                   u"http://localhost.example.com/v1"_s, u"http://user@127.0.0.1/v1"_s}) {
+        expectFailure(polish(baseURL), u"Tessary.AI"_s, 1, u"AI 地址必须是 HTTPS API 根地址。"_s);
+    }
+}
+
+// Per host, "model:field" pairs: T "thinking", E "enable_thinking", R "reasoning_effort", O "reasoning" (off),
+// U nothing.
+const std::pair<const char *, const char *> table[] = {
+    {"api.deepseek.com", "deepseek-flash:T deepseek-chat:T deepseek-v4-flash-2026:T deepseek-v4-pro:T DeepSeek-Chat:T "
+                         "deepseek-vl2-vision:U deepseek-v4-flash-vision:U deepseek-reasoner:U deepseek-chat-v2:U :U"},
+    {"API.DEEPSEEK.COM", "deepseek-chat:T"},
+    {"eu.api.deepseek.com", "deepseek-chat:U"},
+    {"api.deepseek.com:443", "deepseek-chat:U"},
+    {"api.openai.com", "gpt-5.1:R gpt-5.4-mini:R gpt-5.6:R gpt-5.01:R GPT-5.2:R gpt-6-sol:R gpt-6-luna-mini:R gpt-5:U "
+                       "gpt-5.:U gpt-5.0:U gpt-5.7:U gpt-5.10:U gpt-5.99999999999999999999:U gpt-5.1x:U gpt-5.1.2:U "
+                       "gpt-5.１:U gpt-5.1-codex:U gpt-5.2-pro:U gpt-5.1-chat-latest:U gpt-6-sol-pro:U gpt-4o:U"},
+    {"generativelanguage.googleapis.com",
+     "gemini-2.5-flash:R gemini-2.5-flash-lite:R gemini-2.5-flash-image:U gemini-2.5-pro:U"},
+    {"dashscope.aliyuncs.com", "qwen3-max:E qwen3-coder-plus:U qwen3-235b-a22b-thinking-2507:U qwen2.5-max:U "
+                               "deepseek-v4-flash:E kimi-k2.5:E kimi-k2.5-thinking:U glm-4.6:E minimax-m3:T "
+                               "minimax-m3-turbo:U"},
+    {"dashscope-intl.aliyuncs.com", "qwen3-max:E"},
+    {"ws-1.ap-southeast-1.maas.aliyuncs.com", "qwen3-max:E"},
+    {"WS-1.CN-HONGKONG.MAAS.ALIYUNCS.COM", "glm-5:E"},
+    {"maas.aliyuncs.com", "qwen3-max:U"},
+    {"oss.aliyuncs.com", "qwen3-max:U"},
+    {"api.moonshot.ai", "kimi-k2.5:T kimi-k2.5-thinking:U"},
+    {"api.moonshot.cn", "Kimi-K2.5-Preview:T kimi-k2:U"},
+    {"api.anthropic.com", "claude-sonnet-5:T claude-sonnet-5-latest:U"},
+    {"api.minimax.io", "MiniMax-M3:T minimax-m2:U"},
+    {"api.minimaxi.com", "minimax-m3:T"},
+    {"api.z.ai", "glm-4.5-air:T glm-4.4:U glm-5-:T qwen3-max:U"},
+    {"open.bigmodel.cn", "glm-5.2:T glm-4.50:U"},
+    {"openrouter.ai", "openai/gpt-5.2:O gpt-5.2:U openai/gpt-5.2/extra:U /openai/gpt-5.2:O ///openai/gpt-5.2:O "
+                      "openai/:U //:U openai//gpt-5.2:U deepseek/deepseek-chat:O deepseek/deepseek-v4-flash-vision:U "
+                      "google/gemini-2.5-flash:O google/gemini-2.5-flash-image:U qwen/qwen3-max:O alibaba/qwen3-max:O "
+                      "qwen/qwen3-coder:U qwen/glm-4.6:U moonshotai/kimi-k2.5:O moonshot/kimi-k2.5:O "
+                      "moonshotai/kimi-k2.5-thinking:U anthropic/claude-sonnet-5:O anthropic/claude-opus-5:U "
+                      "minimax/minimax-m3:O z-ai/glm-4.5-air:O z-ai/glm-4.50:U mistralai/mistral-large:U"},
+    {"api.openrouter.ai", "openai/gpt-5.2:O"},
+    {"OpenRouter.AI", "OpenAI/GPT-5.2:O"},
+    {"llm.example.internal", "deepseek-chat:U"},
+    {"127.0.0.1", "gpt-5.2:U"},
+    {"localhost", "openai/gpt-5.2:U"},
+    {"", "deepseek-chat:U"},
+};
+
+TEST(PolishingReasoningPolicyTest, ChoosesTheProvidersField)
+{
+    const QHash<QChar, Control> fields{{u'T', Control::thinkingDisabled},
+                                       {u'E', Control::enableThinkingFalse},
+                                       {u'R', Control::reasoningEffortNone},
+                                       {u'O', Control::reasoningDisabled},
+                                       {u'U', Control::unchanged}};
+    for (const auto &[host, models] : table) {
+        for (const QString &pair : QString::fromUtf8(models).split(u' ')) {
+            SCOPED_TRACE(std::string(host) + " " + pair.toStdString());
+            const QString model = pair.left(pair.lastIndexOf(u':'));
+            EXPECT_EQ(control(QString::fromUtf8(host), model), fields.value(pair.back()));
+        }
+    }
 }
 
 } // namespace

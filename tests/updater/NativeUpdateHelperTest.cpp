@@ -89,7 +89,7 @@ TEST(NativeUpdateHelperTest, SwapsInTheNewVersionOrLeavesTheOldOneRunning)
         ASSERT_TRUE(helper.waitForStarted());
         if (scenario != oldKeepsRunning) {
             // The helper must not touch the bundle while its user is still running.
-            EXPECT_TRUE(readFile(current + u"/Info.json"_s).contains("\"1.0.0\""));
+            EXPECT_TRUE(fileContents(current + u"/Info.json"_s).contains("\"1.0.0\""));
             old.closeWriteChannel();
             ASSERT_TRUE(old.waitForFinished());
         }
@@ -105,7 +105,7 @@ TEST(NativeUpdateHelperTest, SwapsInTheNewVersionOrLeavesTheOldOneRunning)
         ASSERT_TRUE(QTest::qWaitFor(
             [&] {
                 for (const QString &name : entries(records.path())) {
-                    const QByteArray launch = readFile(records.filePath(name));
+                    const QByteArray launch = fileContents(records.filePath(name));
                     started = launch.contains("new_instance=1\n") ? launch : started;
                 }
                 return !started.isEmpty();
@@ -115,7 +115,7 @@ TEST(NativeUpdateHelperTest, SwapsInTheNewVersionOrLeavesTheOldOneRunning)
         EXPECT_TRUE(started.contains(replaced ? "version=2\n" : "version=1\n")) << started.toStdString();
         EXPECT_TRUE(started.contains(QByteArray("bundle=" + QFile::encodeName(QDir(current).canonicalPath()) + '\n')));
         EXPECT_TRUE(started.contains(QByteArray("cwd=" + QFile::encodeName(QDir(home.path()).canonicalPath()) + '\n')));
-        EXPECT_TRUE(readFile(current + u"/Info.json"_s).contains(replaced ? "\"2.0.0\"" : "\"1.0.0\""));
+        EXPECT_TRUE(fileContents(current + u"/Info.json"_s).contains(replaced ? "\"2.0.0\"" : "\"1.0.0\""));
         EXPECT_TRUE(QFileInfo(current + u"/bin/tessary"_s).isExecutable());
         if (scenario != newVersionCannotStart) {
             EXPECT_EQ(QFileInfo::exists(staged), !replaced);
@@ -152,7 +152,7 @@ TEST(NativeUpdateHelperTest, MovesNeverReplaceWhatIsThere)
     ASSERT_TRUE(writeBundle(dir.filePath(u"Tessary.app"_s), {}));
     writeFile(dir.filePath(u"Taken.app/keep"_s), "mine");
     EXPECT_FALSE(moveItem(dir.filePath(u"Tessary.app"_s), dir.filePath(u"Taken.app"_s)).hasValue());
-    EXPECT_EQ(readFile(dir.filePath(u"Taken.app/keep"_s)), "mine");
+    EXPECT_EQ(fileContents(dir.filePath(u"Taken.app/keep"_s)), "mine");
     EXPECT_TRUE(QFileInfo::exists(dir.filePath(u"Tessary.app/Info.json"_s)));
 }
 

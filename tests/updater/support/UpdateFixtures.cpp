@@ -68,12 +68,6 @@ bool makeUntrustedKey(const QString &path)
     return succeeds(u"openssl"_s, {u"genpkey"_s, u"-algorithm"_s, u"ed25519"_s, u"-out"_s, path});
 }
 
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 bool writeFile(const QString &path, const QByteArray &content)
 {
     QDir().mkpath(QFileInfo(path).path());
@@ -96,9 +90,9 @@ bool writeBundle(const QString &path, const BundleContents &contents)
     QMap<QString, QByteArray> files = contents.files;
     files.insert(u"Info.json"_s, QJsonDocument(info).toJson());
     files.insert(u"bin/tessary"_s,
-                 contents.executable.isEmpty() ? "#!/bin/sh\nexit 0\n" : readFile(contents.executable));
+                 contents.executable.isEmpty() ? "#!/bin/sh\nexit 0\n" : fileContents(contents.executable));
     if (contents.withHelper) {
-        files.insert(u"libexec/tessary-helper"_s, readFile(testTreePath(u"libexec/tessary-helper"_s)));
+        files.insert(u"libexec/tessary-helper"_s, fileContents(testTreePath(u"libexec/tessary-helper"_s)));
     }
     bool ok = true;
     for (auto it = files.cbegin(); it != files.cend(); ++it) {

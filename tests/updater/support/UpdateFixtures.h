@@ -4,6 +4,7 @@
 #include <QMap>
 #include <QStringList>
 
+#include "tests/support/TestEnvironment.h"
 #include "updater/NativeUpdateConfiguration.h"
 
 namespace Tessary::Test {
@@ -47,7 +48,6 @@ bool zipFolderContents(const QString &folder, const QString &zipPath);
 /** A zip written entry by entry (make_zip.py): [{"name", "data", "mode"}], for archives no good tool would make. */
 bool writeCraftedZip(const QString &zipPath, const QJsonArray &entries);
 
-QByteArray readFile(const QString &path);
 bool writeFile(const QString &path, const QByteArray &content);
 QString sha256Hex(const QByteArray &data);
 
