@@ -168,6 +168,7 @@ const QMap<QString, QString> deadX11{{u"DISPLAY"_s, u":4242"_s},
                                      {u"XDG_SESSION_TYPE"_s, u"x11"_s},
                                      {u"QT_QPA_PLATFORM"_s, unset}};
 
+const QMap<QString, QString> systemZhTw{{u"LANGUAGE"_s, u"zh_TW:en"_s}, {u"LC_ALL"_s, u"zh_TW.UTF-8"_s}};
 const QStringList ocrMissing{u"--ocr-file"_s, u"HOME/missing.png"_s};
 const QStringList ocrBlank{u"--ocr-file"_s, u"HOME/blank.png"_s};
 const QMap<QString, QString> noDisplay{{u"DISPLAY"_s, unset}};
@@ -185,7 +186,9 @@ INSTANTIATE_TEST_SUITE_P(
         Failure{"keyOnTheSecondLine", setKey, "\nsk-second-line\n", 1, missingKey},
         Failure{"keyWithNul", setKey, QByteArray("sk-\0x\n", 6), 1, notAscii},
         Failure{"keyBeyondAscii", setKey, "sk-\xc3\xa9t\xff\n", 1, notAscii},
-        Failure{"keyWithDelete", setKey, "sk-a\x7f\n", 1, "API Key 只能包含可列印的 ASCII 字元。\n", {}, "zh-Hant"},
+        // The system's language: the environment prefers Traditional Chinese.
+        Failure{"keyWithDelete", setKey, "sk-a\x7f\n", 1, "API Key 只能包含可列印的 ASCII 字元。\n", systemZhTw,
+                "system"},
         Failure{"keyWithInnerBlank", setKey, "  sk-a b  \n", 1, "API Key 中间不能有空格。\n", {}, "zh-Hans"},
         Failure{"keyOfSixteenMegabytes", setKey, QByteArray(16 << 20, 'k') + '\n', 1, tooLong},
         Failure{"keyWithoutSecretService", setKey, "sk-x\n", 1, noService, {}, "en", Failure::NoSecretService},
