@@ -30,17 +30,6 @@ protected:
     PortalStandIn m_portal;
 };
 
-TEST_F(HotKeyPortalTest, DetectedOnlyWhereThePortalOffersGlobalShortcuts)
-{
-    EXPECT_EQ(detectHotKeyBackend(SessionType::Wayland), HotKeyBackendKind::None);
-
-    ASSERT_TRUE(m_portal.start(PortalStandIn::Screenshot));
-    EXPECT_EQ(detectHotKeyBackend(SessionType::Wayland), HotKeyBackendKind::None);
-    m_portal.stop();
-    ASSERT_TRUE(m_portal.start(PortalStandIn::Screenshot | PortalStandIn::GlobalShortcuts));
-    EXPECT_EQ(detectHotKeyBackend(SessionType::Wayland), HotKeyBackendKind::Portal);
-}
-
 TEST_F(HotKeyPortalTest, BindsTheShortcutReportsItsActivationsAndReplacesTheSessionOnAChange)
 {
     ASSERT_TRUE(m_portal.start(PortalStandIn::GlobalShortcuts));

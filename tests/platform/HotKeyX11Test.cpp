@@ -1,6 +1,7 @@
 // The capture shortcut on an X11 desktop, against a real X server with real key presses through XTEST (xdotool):
 // X11 grabs, and KDE's global shortcut daemon (the real kglobalaccel5 on a private session bus) with a second program
-// holding the key first. A key another client grabs is tested through the application (RefusedShortcutTest).
+// holding the key first. The daemon's key forms, and a key another client grabs, are tested through the application
+// (DesktopShortcutTest, TessaryAppTest).
 
 #include <gtest/gtest.h>
 
@@ -76,27 +77,6 @@ protected:
 
     KGlobalAccelDaemon m_daemon;
 };
-
-TEST_F(HotKeyKGlobalAccelTest, BothKeyFormsAreStoredAndANewShortcutReplacesThem)
-{
-    EXPECT_EQ(detectHotKeyBackend(SessionType::Wayland), HotKeyBackendKind::KGlobalAccel);
-    EXPECT_EQ(detectHotKeyBackend(SessionType::X11), HotKeyBackendKind::KGlobalAccel);
-    HotKeyKGlobalAccel hotKey;
-    QSignalSpy pressed(&hotKey, &HotKeyBackend::pressed);
-    ASSERT_TRUE(hotKey.registerShortcut(defaultCombination));
-    // The chord itself and the shifted-symbol form the daemon reports it in on X11; nothing else (not Ctrl+Super+2).
-    EXPECT_EQ(storedKeys(u"md.velmor.tessary"_s, u"capture"_s), (QList<int>{ctrlShiftMeta2, ctrlMetaAt}));
-
-    ASSERT_TRUE(hotKey.registerShortcut({28, (1 << 2) | (1 << 3), Qt::Key_T, false, u"t"_s}));
-    EXPECT_EQ(storedKeys(u"md.velmor.tessary"_s, u"capture"_s),
-              (QList<int>{(Qt::CTRL | Qt::ALT | Qt::Key_T).toCombined()}));
-    xdotool({u"key"_s, u"ctrl+alt+t"_s});
-    ASSERT_TRUE(QTest::qWaitFor([&] { return pressed.count() == 1; }, 10000));
-
-    // Let go: the daemon forgets the action, so no press reaches us any more.
-    hotKey.unregisterShortcut();
-    EXPECT_TRUE(storedKeys(u"md.velmor.tessary"_s, u"capture"_s).isEmpty());
-}
 
 TEST_F(HotKeyKGlobalAccelTest, KeyHeldByAnotherProgramIsTaken)
 {
