@@ -11,13 +11,11 @@
 #include <QNetworkReply>
 #include <QRegularExpression>
 #include <QSet>
-#include <QTemporaryDir>
 
 #include "app/localization/FailureMessages.h"
 #include "app/localization/TessaryLocalized.h"
 #include "app/recognition/AIKeychain.h"
 #include "core/PolishError.h"
-#include "platform/defaults/UserDefaults.h"
 #include "tests/support/TestEnvironment.h"
 
 using namespace Qt::StringLiterals;
@@ -178,17 +176,6 @@ TEST(LocalizationTest, FormatsAreFilledAfterTheLookup)
     QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
     EXPECT_EQ(tessaryFormat(u"%d 个字"_s, 12345), u"12.345 个字"_s);
     QLocale::setDefault(previous);
-}
-
-TEST(LocalizationTest, StoredLanguageIsSystemWhenAbsentOrNotAString)
-{
-    QTemporaryDir dir;
-    UserDefaults defaults(dir.filePath(u"defaults.ini"_s));
-    EXPECT_EQ(tessaryStoredLanguage(defaults), u"system"_s);
-    defaults.setString(u"language"_s, u"zh-Hant"_s);
-    EXPECT_EQ(tessaryStoredLanguage(defaults), u"zh-Hant"_s);
-    defaults.setData(u"language"_s, "en");
-    EXPECT_EQ(tessaryStoredLanguage(defaults), u"system"_s);
 }
 
 TEST(LocalizationTest, PicksTheTableFromTheChoiceOrTheSystemsPreferences)

@@ -12,6 +12,7 @@
 
 #include "app/ColorModePalettes.h"
 #include "app/TessaryPreferences.h"
+#include "app/localization/TessaryLocalized.h"
 #include "app/recognition/AIKeychain.h"
 #include "app/recognition/TessaryDefaultPrompt.h"
 #include "platform/defaults/UserDefaults.h"
@@ -73,9 +74,11 @@ protected:
     QStringList m_calls;
 };
 
-TEST_F(TessaryPreferencesTest, FreshInstallationWritesNothingAndAShortcutComplaintIsOnlyAnnounced)
+TEST_F(TessaryPreferencesTest, FreshInstallationUsesTheDefaultModelAndWritesNothing)
 {
     TessaryPreferences preferences(*m_defaults);
+    EXPECT_EQ(preferences.aiModel(), u"deepseek-v4-flash"_s);
+    EXPECT_EQ(tessaryStoredLanguage(*m_defaults), u"system"_s);
     EXPECT_FALSE(preferences.keySaved());
     listen(preferences);
     preferences.setShortcutError(u"快捷键已被占用，请重新录制。"_s);
@@ -123,6 +126,7 @@ TEST_F(TessaryPreferencesTest, WrongTypesAndGarbageFallBackWithoutLosingTheStore
               "\x01\x02\xff\xfe\n");
     TessaryPreferences preferences(*m_defaults);
     EXPECT_EQ(preferences.language(), u"system"_s);
+    EXPECT_EQ(tessaryStoredLanguage(*m_defaults), u"system"_s) << "as messages below the settings read it";
     EXPECT_FALSE(preferences.hideMenuBarIcon());
     // The shortcut is data; the same JSON as text is the wrong type.
     EXPECT_EQ(preferences.shortcut(), CapturedShortcut::defaultShortcut());
