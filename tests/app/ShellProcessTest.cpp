@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QJsonArray>
 #include <QMainWindow>
 #include <QProcess>
@@ -224,14 +223,7 @@ TEST(LaunchOptionsTest, ALaterLaunchHandsItsOptionsToTheRunningInstance)
     }
     settings->window()->hide();
     EXPECT_EQ(launch({u"--preview-toast"_s}).exitCode, 0);
-    EXPECT_TRUE(QTest::qWaitFor(
-        [] {
-            const QWidgetList windows = QApplication::topLevelWidgets();
-            return std::ranges::any_of(windows, [](const QWidget *window) {
-                return window->isVisible() && window->windowTitle() == u"Tessary Toast"_s;
-            });
-        },
-        30000));
+    EXPECT_TRUE(waitForWindow(u"^Tessary Toast$"_s));
     EXPECT_FALSE(settings->isVisible()) << "the toast alone";
     EXPECT_EQ(requests.count(), 5);
 
