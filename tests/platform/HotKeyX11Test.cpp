@@ -1,6 +1,5 @@
 // The capture shortcut on an X11 desktop, against a real X server with real key presses through XTEST (xdotool):
-// X11 grabs, and KDE's global shortcut daemon (the real kglobalaccel5 on a private session bus) with a second program
-// holding the key first. The daemon's key forms, and a key another client grabs, are tested through the application
+// X11 grabs. KDE's global shortcut daemon, and a key another client holds, are tested through the application
 // (DesktopShortcutTest, TessaryAppTest).
 
 #include <gtest/gtest.h>
@@ -11,14 +10,11 @@
 #include <QTest>
 
 #include "platform/hotkey/HotKeyBackend.h"
-#include "platform/hotkey/HotKeyKGlobalAccel.h"
 #include "platform/hotkey/HotKeyX11.h"
-#include "tests/support/KGlobalAccelDaemon.h"
 #include "tests/support/TestEnvironment.h"
 
 using namespace Qt::StringLiterals;
 using namespace Tessary;
-using Tessary::Test::KGlobalAccelDaemon;
 using Tessary::Test::xdotool;
 
 namespace {
@@ -57,41 +53,6 @@ TEST(HotKeyX11Test, PressReachesUsOncePerPressWhateverTheLockKeys)
     hotKey.unregisterShortcut();
     xdotool({u"key"_s, u"ctrl+shift+super+2"_s});
     expectPressesAfterTheMarker(3);
-}
-
-// Ctrl+Shift+Super+2 as the application translates its default shortcut, and the two key forms sent for it.
-const HotKeyCombination defaultCombination{11, (1 << 2) | (1 << 0) | (1 << 6), Qt::Key_2, false, u"2"_s};
-constexpr int ctrlShiftMeta2 = 0x16000032;
-constexpr int ctrlMetaAt = 0x14000040;
-
-const auto storedKeys = &KGlobalAccelDaemon::storedKeys;
-
-class HotKeyKGlobalAccelTest : public ::testing::Test
-{
-protected:
-    void SetUp() override
-    {
-        ASSERT_EQ(detectHotKeyBackend(SessionType::X11), HotKeyBackendKind::X11) << "no daemon yet: X11 grabs";
-        ASSERT_TRUE(m_daemon.start());
-    }
-
-    KGlobalAccelDaemon m_daemon;
-};
-
-TEST_F(HotKeyKGlobalAccelTest, KeyHeldByAnotherProgramIsTaken)
-{
-    ASSERT_TRUE(KGlobalAccelDaemon::holdKeys(u"other.program"_s, {ctrlShiftMeta2}));
-    HotKeyKGlobalAccel hotKey;
-    QSignalSpy pressed(&hotKey, &HotKeyBackend::pressed);
-    EXPECT_FALSE(hotKey.registerShortcut(defaultCombination));
-    // Nothing of ours is left holding keys, and the other program keeps its key.
-    EXPECT_TRUE(storedKeys(u"md.velmor.tessary"_s, u"capture"_s).isEmpty());
-    EXPECT_EQ(storedKeys(u"other.program"_s, u"grab"_s), QList<int>{ctrlShiftMeta2});
-
-    // Half of the shortcut is not enough either: the held form may be the one the desktop reports.
-    ASSERT_TRUE(KGlobalAccelDaemon::holdKeys(u"third.program"_s, {ctrlMetaAt}));
-    ASSERT_TRUE(KGlobalAccelDaemon::holdKeys(u"other.program"_s, {}));
-    EXPECT_FALSE(hotKey.registerShortcut(defaultCombination));
 }
 
 } // namespace
