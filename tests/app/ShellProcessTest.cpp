@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QJsonArray>
 #include <QMainWindow>
 #include <QProcess>
@@ -85,15 +84,10 @@ TEST_F(ShellProcessTest, TrayMenuSpeaksTheChosenLanguageAndQuitEndsTheApplicatio
         const QJsonObject item = tray.item();
         const QJsonArray rows = item.value(u"rows"_s).toArray();
         ASSERT_EQ(rows.size(), 12);
-        const QStringList keys{
-            u"选区识字并复制"_s,        u"选区识字并 AI 润色"_s, u"就绪"_s, u"快捷键：%@"_s, QString(),
-            u"识别剪贴板中的图像"_s,    u"识别图像文件…"_s,      QString(), u"设置…"_s,      u"检查更新…"_s,
-            u"打开屏幕录制权限设置…"_s, u"退出 Tessary"_s};
+        // Every row's title in each language is TessaryAppTest's; here the menu as the tray host shows it, which Quit
+        // is clicked by. Rows 2 and 3 are information; row 5 waits for an image on the clipboard; row 10, the
+        // capture permission, is hidden on X11.
         for (int i = 0; i < rows.size(); ++i) {
-            const QString label = translated(language, keys[i]).replace(u"%@"_s, u"Ctrl+Shift+Super+2"_s);
-            EXPECT_EQ(rows[i].toObject().value(u"label"_s).toString(), label) << i;
-            // Rows 2 and 3 are information; row 5 waits for an image on the clipboard; row 10, the capture
-            // permission, is hidden on X11.
             EXPECT_EQ(rows[i].toObject().value(u"enabled"_s).toBool(), i != 2 && i != 3 && i != 5 && i != 10) << i;
         }
         EXPECT_FALSE(rows[10].toObject().value(u"visible"_s).toBool()) << "X11 has no capture permission to reset";
@@ -230,14 +224,7 @@ TEST(LaunchOptionsTest, ALaterLaunchHandsItsOptionsToTheRunningInstance)
     }
     settings->window()->hide();
     EXPECT_EQ(launch({u"--preview-toast"_s}).exitCode, 0);
-    EXPECT_TRUE(QTest::qWaitFor(
-        [] {
-            const QWidgetList windows = QApplication::topLevelWidgets();
-            return std::ranges::any_of(windows, [](const QWidget *window) {
-                return window->isVisible() && window->windowTitle() == u"Tessary Toast"_s;
-            });
-        },
-        30000));
+    EXPECT_TRUE(waitForWindow(u"^Tessary Toast$"_s));
     EXPECT_FALSE(settings->isVisible()) << "the toast alone";
     EXPECT_EQ(requests.count(), 5);
 

@@ -298,13 +298,8 @@ namespace {
 
 TEST(KeyTablesTest, StoredShortcutsInTheBackendsTermsAndTheXServersOwnKeymap)
 {
-    // The default: the same physical keys for X11 grabs, KDE's daemon and the portal.
-    const std::optional<HotKeyCombination> standard = KeyTables::hotKeyCombination(19, 0x1300);
-    ASSERT_TRUE(standard.has_value());
-    EXPECT_EQ(standard->x11Keycode, 11u);
-    EXPECT_EQ(standard->x11Modifiers, 0x04 | 0x01 | 0x40);
-    EXPECT_EQ(standard->qtCombination(), (Qt::META | Qt::CTRL | Qt::SHIFT | Qt::Key_2).toCombined());
-    EXPECT_EQ(standard->portalTrigger(), u"CTRL+SHIFT+LOGO+2"_s);
+    // The portal's names (X11 grabs and KDE's daemon are driven through the application in CaptureTest).
+    EXPECT_EQ(KeyTables::hotKeyCombination(19, 0x1300)->portalTrigger(), u"CTRL+SHIFT+LOGO+2"_s);
     EXPECT_EQ(KeyTables::hotKeyCombination(83, 0x1000)->portalTrigger(), u"CTRL+KP_1"_s) << "keypad, not digit row";
     EXPECT_EQ(KeyTables::hotKeyCombination(122, 0x800)->portalTrigger(), u"ALT+F1"_s);
     EXPECT_FALSE(KeyTables::hotKeyCombination(0xffff, 0x100).has_value());

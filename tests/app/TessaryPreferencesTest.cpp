@@ -12,6 +12,7 @@
 
 #include "app/ColorModePalettes.h"
 #include "app/TessaryPreferences.h"
+#include "app/localization/TessaryLocalized.h"
 #include "app/recognition/AIKeychain.h"
 #include "app/recognition/TessaryDefaultPrompt.h"
 #include "platform/defaults/UserDefaults.h"
@@ -73,15 +74,12 @@ protected:
     QStringList m_calls;
 };
 
-TEST_F(TessaryPreferencesTest, FreshInstallationUsesTheDefaultsAndWritesNothing)
+TEST_F(TessaryPreferencesTest, FreshInstallationUsesTheDefaultModelAndWritesNothing)
 {
     TessaryPreferences preferences(*m_defaults);
-    EXPECT_EQ(preferences.language(), u"system"_s);
-    EXPECT_EQ(preferences.aiBaseURL(), u"https://api.deepseek.com/v1"_s);
     EXPECT_EQ(preferences.aiModel(), u"deepseek-v4-flash"_s);
-    EXPECT_EQ(preferences.shortcutTitle(), u"Ctrl+Shift+Super+2"_s);
+    EXPECT_EQ(tessaryStoredLanguage(*m_defaults), u"system"_s);
     EXPECT_FALSE(preferences.keySaved());
-    // A complaint about the shortcut is announced, not stored.
     listen(preferences);
     preferences.setShortcutError(u"快捷键已被占用，请重新录制。"_s);
     EXPECT_TRUE(m_calls.isEmpty());
@@ -128,6 +126,7 @@ TEST_F(TessaryPreferencesTest, WrongTypesAndGarbageFallBackWithoutLosingTheStore
               "\x01\x02\xff\xfe\n");
     TessaryPreferences preferences(*m_defaults);
     EXPECT_EQ(preferences.language(), u"system"_s);
+    EXPECT_EQ(tessaryStoredLanguage(*m_defaults), u"system"_s) << "as messages below the settings read it";
     EXPECT_FALSE(preferences.hideMenuBarIcon());
     // The shortcut is data; the same JSON as text is the wrong type.
     EXPECT_EQ(preferences.shortcut(), CapturedShortcut::defaultShortcut());
@@ -221,6 +220,7 @@ TEST_F(TessaryPreferencesTest, ColorModeAppliesBeforeTheConfigurationCallback)
 
 TEST_F(TessaryPreferencesTest, SaveKeyStoresTheTrimmedKeyAndAnEmptyOneDeletesIt)
 {
+    m_defaults->setString(u"language"_s, u"en"_s);
     TessaryPreferences preferences(*m_defaults);
     listen(preferences);
     QSignalSpy saved(&preferences, &TessaryPreferences::keySavedChanged);
@@ -228,16 +228,15 @@ TEST_F(TessaryPreferencesTest, SaveKeyStoresTheTrimmedKeyAndAnEmptyOneDeletesIt)
     preferences.saveKey(u"  \n sk-test-123\t\n"_s);
     EXPECT_TRUE(preferences.keySaved());
     EXPECT_TRUE(preferences.keyError().isEmpty());
+    // The item as other keyring clients see it is AIKeychainTest's.
     EXPECT_EQ(AIKeychain::read().valueOr(QString()), u"sk-test-123"_s);
-    // Where a user would look: the same item through secret-tool.
-    const Tessary::Test::ProcessResult lookup =
-        Tessary::Test::runProcess(u"secret-tool"_s, {u"lookup"_s, u"service"_s, u"md.velmor.tessary.ai"_s, u"account"_s,
-                                                     u"openai-compatible-key"_s});
-    EXPECT_EQ(lookup.standardOutput, "sk-test-123");
-    EXPECT_FALSE(QFile::exists(path())) << "the key never goes to the settings file";
+    EXPECT_FALSE(Tessary::Test::fileContents(path()).contains("sk-")) << "the key never goes to the settings file";
 
-    // A new start finds the key.
+    // A new start finds the key. A key that cannot work is refused, as on the command line, and the saved one kept.
     EXPECT_TRUE(TessaryPreferences(*m_defaults).keySaved());
+    preferences.saveKey(u" sk-a\u00a0b "_s);
+    EXPECT_EQ(preferences.keyError(), u"The API key may contain only printable ASCII characters."_s);
+    EXPECT_EQ(AIKeychain::read().valueOr(QString()), u"sk-test-123"_s);
 
     preferences.saveKey(u"  \n"_s);
     EXPECT_FALSE(AIKeychain::read().hasValue());
@@ -280,22 +279,6 @@ TEST_F(TessaryPreferencesTest, KeyringFailuresAreReportedInTheUsersLanguageAndCh
               u"保存密钥失败："_s + KeychainError::fromStatus(KeychainError::NotAvailable).description);
     EXPECT_TRUE(m_calls.isEmpty());
     EXPECT_FALSE(Tessary::Test::fileContents(path()).contains("sk-test")) << "a key not stored is kept nowhere else";
-}
-
-// The settings window saves through the preferences, which refuse a key the keyring could not use, as the command
-// line does, and keep the one saved before.
-TEST(TessaryPreferencesKeyCheckTest, AKeyThatCannotWorkIsRefusedAndTheSavedOneKept)
-{
-    ASSERT_TRUE(AIKeychain::write(u"sk-kept"_s));
-    QTemporaryDir config;
-    UserDefaults defaults(config.filePath(u"defaults.ini"_s));
-    defaults.setString(u"language"_s, u"en"_s);
-    TessaryPreferences preferences(defaults);
-
-    preferences.saveKey(u" sk-a\u00a0b "_s);
-
-    EXPECT_EQ(preferences.keyError(), u"The API key may contain only printable ASCII characters."_s);
-    EXPECT_EQ(AIKeychain::read().valueOr(QString()), u"sk-kept"_s);
 }
 
 } // namespace

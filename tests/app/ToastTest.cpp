@@ -116,27 +116,19 @@ TEST_F(TessaryToastTest, AppearsNearTheTopCentreWithoutTakingTheFocusAndLetsClic
     EXPECT_EQ(below.clicks.first(), QPoint(640, 69));
 
     // Without a compositor the card is opaque and shaped: read back from the screen, the card's own colour (not
-    // black), a warning symbol in orange, and the root window through the rounded corner (once the window below
-    // has gone).
+    // black) and the root window through the rounded corner (once the window below has gone). The warning symbol's
+    // colour on screen is CaptureTest's.
     below.hide();
     m_toast.showFailure(u"复制到剪贴板失败"_s);
     EXPECT_FALSE(m_toast.panel()->testAttribute(Qt::WA_TranslucentBackground)) << "Xvfb runs no compositor";
     const QColor window = m_toast.panel()->palette().color(QPalette::Window);
-    QImage screen;
-    ASSERT_TRUE(QTest::qWaitFor(
+    EXPECT_TRUE(QTest::qWaitFor(
         [&] {
-            screen = QGuiApplication::primaryScreen()->grabWindow(0).toImage();
+            const QImage screen = QGuiApplication::primaryScreen()->grabWindow(0).toImage();
             return screen.pixelColor(760, 69) == window && screen.pixelColor(640, 33) == window &&
                    screen.pixelColor(460, 28) != window;
         },
         10000));
-    bool orangeFound = false;
-    for (int x = 478; x < 506; ++x) {
-        for (int y = 55; y < 83; ++y) {
-            orangeFound = orangeFound || screen.pixelColor(x, y) == TessaryToast::systemOrange();
-        }
-    }
-    EXPECT_TRUE(orangeFound);
 }
 
 TEST_F(TessaryToastTest, SuccessAndFailureSayWhatHappenedInTheInterfaceLanguage)
