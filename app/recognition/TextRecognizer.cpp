@@ -13,6 +13,7 @@
 #include <QStringList>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
@@ -266,6 +267,7 @@ Result<QString, RecognitionError> recognizeWithin(const QImage &source, Recognit
     if (!choice) {
         return unexpected(choice.error());
     }
+    ChineseRecovery::recover(screen, *choice);
     const qint64 passesDone = clock.elapsed();
     QStringList lines = LineRouting::refinedLines(screen, choice->pass, choice->scripts);
     // The line model reads nothing once the recognition is stopped: what it left out is not the text.
