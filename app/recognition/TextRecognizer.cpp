@@ -17,6 +17,7 @@
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
+#include "app/recognition/MissedLines.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/RecognitionPass.h"
 #include "app/recognition/RecognitionStop.h"
@@ -268,6 +269,7 @@ Result<QString, RecognitionError> recognizeWithin(const QImage &source, Recognit
         return unexpected(choice.error());
     }
     ChineseRecovery::recover(screen, *choice);
+    MissedLines::add(screen, *choice);
     const qint64 passesDone = clock.elapsed();
     QStringList lines = LineRouting::refinedLines(screen, choice->pass, choice->scripts);
     // The line model reads nothing once the recognition is stopped: what it left out is not the text.
