@@ -102,15 +102,30 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
         if (band.height() < 2 || band.height() > lineHeight / 2) {
             continue;
         }
-        const auto ticks = ticksOf(image, band, background);
-        const auto wide = [cell](const std::pair<int, int> &tick) { return tick.second - tick.first + 1 > cell / 3; };
-        const auto cells = qsizetype(std::lround(band.width() / cell));
-        if (cells < 1 || std::any_of(ticks.cbegin(), ticks.cend(), wide) ||
-            (ticks.size() != cells && ticks.size() != 2 * cells)) {
+        // Ticks closer than a third of a cell belong to one mark (anti-aliasing joins the two of a double mark now
+        // and then, or leaves a gap in one): a mark spanning more than a third of a cell is a double one.
+        QList<std::pair<int, int>> marks;
+        for (const auto &tick : ticksOf(image, band, background)) {
+            if (!marks.isEmpty() && tick.first - marks.last().second - 1 < cell / 3) {
+                marks.last().second = tick.second;
+            } else {
+                marks.append(tick);
+            }
+        }
+        // A lone mark is as likely a speck of something else.
+        if (marks.size() < 2) {
+            continue;
+        }
+        const auto span = [](const std::pair<int, int> &mark) { return mark.second - mark.first + 1; };
+        const bool doubled = span(marks.first()) > cell / 3;
+        const bool marksOnly = std::all_of(marks.cbegin(), marks.cend(), [&](const std::pair<int, int> &mark) {
+            return span(mark) <= 0.7 * cell && (span(mark) > cell / 3) == doubled;
+        });
+        if (!marksOnly || marks.size() != std::lround(band.width() / cell)) {
             continue;
         }
         PassLine line;
-        line.text = QString(cells, ticks.size() == cells ? u'\'' : u'"');
+        line.text = QString(marks.size(), doubled ? u'"' : u'\'');
         line.box = band;
         line.confidence = 100;
         qsizetype at = 0;
