@@ -49,7 +49,9 @@ void recover(const QImage &image, ScriptChoice::Choice &choice)
     }
     for (qsizetype i = choice.pass.lines.size() - 1; i >= 0; --i) {
         PassLine &line = choice.pass.lines[i];
-        if (choice.scripts[i] != Script::Latin || line.confidence >= unsureBelow) {
+        // Labels, not lines of code or prose: reading every unsure line of a screen of code costs seconds.
+        const bool label = line.box.width() <= longestLabel * std::max(1, line.box.height());
+        if (choice.scripts[i] != Script::Latin || line.confidence >= unsureBelow || !label) {
             continue;
         }
         const QRect area = LineRouting::inkBox(image, line.box, background);
