@@ -97,9 +97,11 @@ double cellOf(const RecognitionPass &pass)
         return 0;
     }
     // Letters of a proportional font can stand as evenly as a grid within words, but a space there is narrower
-    // than a letter. Text without any space between words (one word a line) says nothing against the grid.
-    const auto whole =
-        std::count_if(spaced.cbegin(), spaced.cend(), [&](double distance) { return near(distance, 2); });
+    // than a letter; in monospaced text the gap takes whole cells, one or several (aligned code: "#  if").
+    // Text without any space between words (one word a line) says nothing against the grid.
+    const auto whole = std::count_if(spaced.cbegin(), spaced.cend(), [&](double distance) {
+        return near(distance, std::max(2.0, std::round(distance / cell)));
+    });
     return spaced.empty() || double(whole) >= 0.6 * double(spaced.size()) ? cell : 0;
 }
 

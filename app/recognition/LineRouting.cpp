@@ -26,6 +26,22 @@ bool hasHan(const QString &text)
     return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); });
 }
 
+/**
+ * A line of Chinese characters only that holds fewer of them than its width has room for: Tesseract drops a
+ * character of a small label now and then and keeps its ink in the line's box. Each character is about an em wide,
+ * and its ink about nine tenths of an em high.
+ */
+bool lostCharacters(const PassLine &line)
+{
+    const QString text = QString(line.text).remove(u' ');
+    if (text.isEmpty() || line.box.height() <= 0 ||
+        !std::all_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); })) {
+        return false;
+    }
+    const double room = line.box.width() / (line.box.height() / 0.92);
+    return double(text.size()) < room - 0.75;
+}
+
 /** The line model's reading of one line, with punctuation widths and word spaces settled; empty when it read nothing.
  */
 QString readAgain(const QImage &image, const PassLine &line, int background)
@@ -188,7 +204,7 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
         lines.append(script == Script::Latin ? halfWidthPunctuation(finishedLine(image, line, background))
                                              : finishedLine(image, line, background));
         if (script != Script::Latin &&
-            (line.confidence < unsureBelow ||
+            (line.confidence < unsureBelow || lostCharacters(line) ||
              (script == Script::Simplified && hasHan(line.text) && line.confidence < simplifiedSure))) {
             again.append(i);
         }
@@ -206,8 +222,13 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
     for (qsizetype k = 0; k < again.size(); ++k) {
         // Tesseract reads Latin text better than the line model; a Latin line it is unsure of is only replaced when
         // the line model sees Chinese there (Tesseract turns Chinese it cannot read into Latin letters).
-        const bool latin = !hasHan(pass.lines[again[k]].text);
-        if (!readings[k].isEmpty() && (!latin || hasHan(readings[k]))) {
+        const PassLine &line = pass.lines[again[k]];
+        const bool latin = !hasHan(line.text);
+        // Nor does a reading stand that drops characters Tesseract kept.
+        PassLine reading = line;
+        reading.text = readings[k];
+        const bool dropped = lostCharacters(reading) && !lostCharacters(line);
+        if (!readings[k].isEmpty() && (!latin || hasHan(readings[k])) && !dropped) {
             lines[again[k]] = readings[k];
         }
     }

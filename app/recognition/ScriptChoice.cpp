@@ -29,6 +29,9 @@ constexpr double believedChinese = 60;
  */
 constexpr double clearlySurer = 1;
 
+/** A confidence gap (in points) between the Chinese passes that outweighs a single glyph's faint likeness. */
+constexpr double farSurer = 25;
+
 /** How much more like one script's forms (per glyph) a line's glyphs must be to set it apart from its block. */
 constexpr double clearLikeness = 0.15;
 
@@ -330,19 +333,32 @@ Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified,
             all.likeness += evidence.last().likeness;
             all.glyphs += evidence.last().glyphs;
         }
-        if (all.glyphs > 0) {
+        // The glyphs outweigh the confidences, unless a single glyph that is only a little more like one form (at
+        // 12 px its strokes are a few pixels either way) stands against one model far surer than the other.
+        const bool weak = all.glyphs < 2 && std::abs(all.likeness) < clearLikeness;
+        const double surer = PassMerging::chineseConfidence(*traditional, *simplified) -
+                             PassMerging::chineseConfidence(*simplified, *traditional);
+        if (all.glyphs > 0 && (!weak || std::abs(surer) < farSurer)) {
             traditionalFirst = all.likeness > 0;
         }
         const Script block = traditionalFirst ? Script::Traditional : Script::Simplified;
+        QList<qsizetype> taken;
         for (qsizetype i = 0; i < simplified->lines.size(); ++i) {
             // A line goes against the lines around it only on clear evidence of its own: several glyphs, each
             // clearly more like the other script's forms.
             const Evidence &own = evidence[i];
             const bool clear = own.glyphs >= 2 && std::abs(own.likeness) >= clearLikeness * own.glyphs;
-            const Script script =
-                clear || all.glyphs == own.glyphs ? (own.glyphs > 0 ? scriptOf(own.likeness) : block) : block;
+            const Script script = clear ? scriptOf(own.likeness) : block;
             const qsizetype other = counterparts[i];
             const bool takeTraditional = script == Script::Traditional && other >= 0;
+            // The Simplified pass cuts a short label in two lines now and then where the Traditional one finds one:
+            // that line stands once.
+            if (takeTraditional && std::find(taken.cbegin(), taken.cend(), other) != taken.cend()) {
+                continue;
+            }
+            if (takeTraditional) {
+                taken.append(other);
+            }
             choice.pass.lines.append(takeTraditional ? traditional->lines[other] : simplified->lines[i]);
             choice.scripts.append(other >= 0 || script == Script::Simplified ? script : Script::Simplified);
             choice.traditionalText.append(other >= 0 ? traditional->lines[other].text : QString());
@@ -354,6 +370,20 @@ Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified,
         PassMerging::takeLatinWords(choice.pass, *english);
     }
     return choice;
+}
+
+Script scriptOfReading(const QImage &image, const PassLine &line)
+{
+    // The model writes a Traditional form now and then itself: both forms of the line are compared.
+    PassLine simplified = line;
+    simplified.text = ScriptVariants::toSimplified(line.text);
+    PassLine traditional = line;
+    traditional.text = ScriptVariants::toTraditional(simplified.text, line.text);
+    if (traditional.text == simplified.text) {
+        return Script::Simplified;
+    }
+    const Evidence evidence = evidenceOf(image, LineRouting::backgroundGrey(image), simplified, traditional);
+    return evidence.glyphs > 0 ? scriptOf(evidence.likeness) : Script::Simplified;
 }
 
 QStringList inTheirScripts(const QStringList &lines, const QList<Script> &scripts, const QStringList &hints)

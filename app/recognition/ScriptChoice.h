@@ -51,6 +51,12 @@ double traditionalLikeness(const QImage &image, QPoint centre, int em, int backg
                            char16_t traditionalForm);
 
 /**
+ * The script of a Chinese line read by a model that writes Simplified characters whatever the screen shows: its
+ * glyphs compared with the Traditional forms of its Simplified-only characters. Simplified when it has none.
+ */
+Script scriptOfReading(const QImage &image, const PassLine &line);
+
+/**
  * Lines in their own script only: a Simplified line's Traditional-only characters in their Simplified form and the
  * reverse (the line model writes Simplified characters for Traditional glyphs now and then). hints are the
  * Traditional pass's readings, which choose among several Traditional forms.

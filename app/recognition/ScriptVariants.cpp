@@ -60,8 +60,9 @@ QString toTraditional(const QString &text, const QString &hint)
 {
     QString converted = text;
     for (qsizetype i = 0; i < converted.size(); ++i) {
+        // A character the Traditional reading holds as it is stands in Traditional text too (群 beside 羣).
         const auto found = simplified().constFind(converted.at(i).unicode());
-        if (found == simplified().cend()) {
+        if (found == simplified().cend() || hint.contains(converted.at(i))) {
             continue;
         }
         const auto hinted =

@@ -2,6 +2,7 @@
 
 #include <QPainter>
 
+#include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/ScriptChoice.h"
@@ -55,6 +56,38 @@ TEST(ScriptChoice, EachLineKeepsItsOwnScript)
 {
     const QStringList lines{u"请把这个文件发给我"_s, u"請把這個檔案發給我"_s};
     EXPECT_EQ(read(Tessary::Test::renderText(lines, u"Noto Sans CJK SC"_s, 20)), lines.join(u'\n'));
+}
+
+TEST(ChineseRecovery, LabelsTesseractMissedAreReadByTheLineModelInTheirScript)
+{
+    const QString sc = u"Noto Sans CJK SC"_s, tc = u"Noto Sans CJK TC"_s;
+    const struct
+    {
+        QString text, font, asRead;
+        float confidence;
+        QString expected;
+    } cases[] = {{u"應用程式設定"_s, tc, {}, 0, u"應用程式設定"_s}, // no pass found a line
+                 {u"网络设置"_s, sc, {}, 0, u"网络设置"_s},
+                 {u"網路連線"_s, tc, u"Shame"_s, 30, u"網路連線"_s}, // read as Latin letters, unsure
+                 {u"网络设置"_s, sc, u"FRX"_s, 90, u"FRX"_s},        // a confident Latin reading stands
+                 {u"   "_s, sc, {}, 0, {}}};
+    for (const auto &c : cases) {
+        const QImage image = Tessary::Test::renderText({c.text}, c.font, 14).convertToFormat(QImage::Format_RGB888);
+        ScriptChoice::Choice choice;
+        if (!c.asRead.isEmpty()) {
+            choice.pass.lines = {
+                PassLine{c.asRead, {}, LineRouting::inkBox(image, image.rect(), 255), {}, -1, c.confidence}};
+            choice.scripts = {Script::Latin};
+            choice.traditionalText = {QString()};
+        }
+        ChineseRecovery::recover(image, choice);
+        QStringList lines;
+        for (const PassLine &line : choice.pass.lines) {
+            lines.append(line.text);
+        }
+        EXPECT_EQ(ScriptChoice::inTheirScripts(lines, choice.scripts, {}).join(u'\n'), c.expected)
+            << c.text.toStdString();
+    }
 }
 
 TEST(ImagePreparation, ShortLabelsAtDesktopSizes)

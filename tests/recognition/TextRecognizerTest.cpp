@@ -130,9 +130,11 @@ TEST_F(TextRecognizerTest, ReadsSimplifiedParagraphsWithTheirPunctuation)
     EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"Noto Sans CJK SC"_s, 20)), lines.join(u'\n'));
 }
 
-TEST_F(TextRecognizerTest, CodeKeepsItsUnderscores)
+TEST_F(TextRecognizerTest, CodeKeepsItsUnderscoresAndQuotes)
 {
-    const QStringList lines{u"def __init__(self, other_value):"_s, u"    self._tzinfo = make_tz(other_value)"_s};
+    // A docstring's opening quotes stand alone on their line.
+    const QStringList lines{u"def __init__(self, other_value):"_s, u"    \"\"\""_s,
+                            u"    self._tzinfo = make_tz(other_value)"_s};
     const QString expected = lines.join(u'\n');
     for (const int size : {15, 16}) {
         EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"DejaVu Sans Mono"_s, size)).toStdString(),

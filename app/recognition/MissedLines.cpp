@@ -1,0 +1,141 @@
+#include "app/recognition/MissedLines.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "app/recognition/LineRouting.h"
+
+namespace Tessary::MissedLines {
+
+namespace {
+
+/** Grey levels between ink and background; anti-aliased edges below this count as background. */
+constexpr int inkContrast = 48;
+
+bool inkAt(const QImage &image, int x, int y, int background)
+{
+    const uchar *pixel = image.constScanLine(y) + 3 * x;
+    return std::abs((299 * pixel[0] + 587 * pixel[1] + 114 * pixel[2]) / 1000 - background) > inkContrast;
+}
+
+template <typename T> T median(std::vector<T> values)
+{
+    std::nth_element(values.begin(), values.begin() + long(values.size() / 2), values.end());
+    return values[values.size() / 2];
+}
+
+/** Bands of rows with ink that no line covers, each as wide as its ink. */
+QList<QRect> uncoveredBands(const QImage &image, const QList<PassLine> &lines, int background)
+{
+    std::vector<bool> covered(size_t(image.height()), false);
+    for (const PassLine &line : lines) {
+        for (int y = std::max(0, line.box.top()); y <= std::min(image.height() - 1, line.box.bottom()); ++y) {
+            covered[size_t(y)] = true;
+        }
+    }
+    QList<QRect> bands;
+    int top = -1, left = image.width(), right = -1;
+    for (int y = 0; y <= image.height(); ++y) {
+        int first = -1, last = -1;
+        for (int x = 0; y < image.height() && !covered[size_t(y)] && x < image.width(); ++x) {
+            if (inkAt(image, x, y, background)) {
+                first = first < 0 ? x : first;
+                last = x;
+            }
+        }
+        if (first >= 0) {
+            top = top < 0 ? y : top;
+            left = std::min(left, first);
+            right = std::max(right, last);
+        } else if (top >= 0) {
+            bands.append(QRect(QPoint(left, top), QPoint(right, y - 1)));
+            top = -1, left = image.width(), right = -1;
+        }
+    }
+    return bands;
+}
+
+/** The runs of columns of the band that hold ink: its ticks, as [first, last] pairs. */
+QList<std::pair<int, int>> ticksOf(const QImage &image, const QRect &band, int background)
+{
+    QList<std::pair<int, int>> ticks;
+    for (int x = band.left(); x <= band.right(); ++x) {
+        bool ink = false;
+        for (int y = band.top(); y <= band.bottom() && !ink; ++y) {
+            ink = inkAt(image, x, y, background);
+        }
+        if (ink && (ticks.isEmpty() || ticks.last().second < x - 1)) {
+            ticks.append({x, x});
+        } else if (ink) {
+            ticks.last().second = x;
+        }
+    }
+    return ticks;
+}
+
+} // namespace
+
+void add(const QImage &image, ScriptChoice::Choice &choice)
+{
+    // The cell of monospaced text: the usual step between neighbouring characters of the lines read as Latin text.
+    std::vector<int> heights;
+    std::vector<double> cells;
+    for (qsizetype i = 0; i < choice.pass.lines.size(); ++i) {
+        const PassLine &line = choice.pass.lines[i];
+        heights.push_back(line.box.height());
+        for (qsizetype k = 0; choice.scripts[i] == Script::Latin && k + 1 < line.centres.size(); ++k) {
+            if (k + 1 < line.text.size() && !line.text.at(k).isSpace() && !line.text.at(k + 1).isSpace() &&
+                line.centres[k + 1] > line.centres[k]) {
+                cells.push_back(line.centres[k + 1] - line.centres[k]);
+            }
+        }
+    }
+    if (image.isNull() || cells.empty()) {
+        return;
+    }
+    const int lineHeight = median(heights);
+    const double cell = median(cells);
+    const int background = LineRouting::backgroundGrey(image);
+    for (const QRect &band : uncoveredBands(image, choice.pass.lines, background)) {
+        // Quote marks stand in the upper half of a line and are narrow.
+        if (band.height() < 2 || band.height() > lineHeight / 2) {
+            continue;
+        }
+        // Ticks closer than a third of a cell belong to one mark (anti-aliasing joins the two of a double mark now
+        // and then, or leaves a gap in one): a mark spanning more than a third of a cell is a double one.
+        QList<std::pair<int, int>> marks;
+        for (const auto &tick : ticksOf(image, band, background)) {
+            if (!marks.isEmpty() && tick.first - marks.last().second - 1 < cell / 3) {
+                marks.last().second = tick.second;
+            } else {
+                marks.append(tick);
+            }
+        }
+        // A lone mark is as likely a speck of something else.
+        if (marks.size() < 2) {
+            continue;
+        }
+        const auto span = [](const std::pair<int, int> &mark) { return mark.second - mark.first + 1; };
+        const bool doubled = span(marks.first()) > cell / 3;
+        const bool marksOnly = std::all_of(marks.cbegin(), marks.cend(), [&](const std::pair<int, int> &mark) {
+            return span(mark) <= 0.7 * cell && (span(mark) > cell / 3) == doubled;
+        });
+        if (!marksOnly || marks.size() != std::lround(band.width() / cell)) {
+            continue;
+        }
+        PassLine line;
+        line.text = QString(marks.size(), doubled ? u'"' : u'\'');
+        line.box = band;
+        line.confidence = 100;
+        qsizetype at = 0;
+        while (at < choice.pass.lines.size() && choice.pass.lines[at].box.top() < band.top()) {
+            ++at;
+        }
+        choice.pass.lines.insert(at, line);
+        choice.scripts.insert(at, Script::Latin);
+        choice.traditionalText.insert(at, QString());
+    }
+}
+
+} // namespace Tessary::MissedLines

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QImage>
+
+#include "app/recognition/ScriptChoice.h"
+
+namespace Tessary {
+
+/**
+ * Lines no pass found. Tesseract takes a line of quote marks alone (the """ or ''' that opens a Python docstring)
+ * for noise beside the lines of text around it, and the line model reads nothing there either. A band of ink
+ * between, above or below the lines found that holds only short ticks at the top of a line's height is such a row
+ * of two marks or more, each a character cell apart: double ones where a mark spans two ticks.
+ */
+namespace MissedLines {
+
+/** Adds the lines the passes missed to choice, in reading order. image is the screen (RGB888). */
+void add(const QImage &image, ScriptChoice::Choice &choice);
+
+} // namespace MissedLines
+
+} // namespace Tessary
