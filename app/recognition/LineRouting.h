@@ -5,7 +5,6 @@
 
 #include "app/recognition/RecognitionPass.h"
 #include "app/recognition/ScriptChoice.h"
-#include "app/recognition/ScriptChoice.h"
 
 namespace Tessary {
 
@@ -40,9 +39,6 @@ bool hasChinese(const RecognitionPass &pass);
  * A Latin line is only replaced when the line model sees Chinese in it.
  */
 QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Script script);
-
-/** The same with a script for every line of the pass. */
-QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const QList<Script> &scripts);
 
 /** The same with a script for every line of the pass. */
 QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const QList<Script> &scripts);
