@@ -25,6 +25,7 @@
 #include "app/settings/TessarySettingsWindow.h"
 #include "core/TextPolisher.h"
 #include "platform/bundle/BundleLayout.h"
+#include "platform/capture/CaptureSelectionEnd.h"
 #include "platform/clipboard/Clipboard.h"
 #include "platform/session/PlatformSession.h"
 
@@ -86,6 +87,7 @@ void TessaryApp::beginCapture(bool polish)
         tool->deleteLater();
         m_captureTool = nullptr;
         if (exitStatus == QProcess::NormalExit && exitCode == 0 && QFile::exists(path)) {
+            m_toast->setPlacementPoint(captureSelectionEnd(path));
             recognizeCapture(path);
             return;
         }

@@ -119,7 +119,8 @@ void TessaryToast::present(const QString &title, const std::optional<QString> &d
 
     qsizetype primaryIndex = -1;
     const QList<ToastScreen> screens = currentScreens(&primaryIndex);
-    if (const std::optional<QRect> geometry = toastGeometry(screens, primaryIndex, QCursor::pos())) {
+    if (const std::optional<QRect> geometry =
+            toastGeometry(screens, primaryIndex, m_placementPoint.value_or(QCursor::pos()))) {
         m_panel->setGeometry(*geometry);
     }
     m_panel->show();
@@ -168,9 +169,15 @@ bool TessaryToast::isShowing() const
     return m_panel && m_panel->isVisible();
 }
 
+void TessaryToast::setPlacementPoint(const std::optional<QPoint> &point)
+{
+    m_placementPoint = point;
+}
+
 void TessaryToast::dismiss()
 {
     m_showingProgress = false;
+    m_placementPoint.reset();
     if (m_panel) {
         m_panel->hide();
     }

@@ -6,6 +6,7 @@
 
 #include <QColor>
 #include <QObject>
+#include <QPoint>
 #include <QString>
 #include <QTimer>
 
@@ -57,6 +58,13 @@ public:
     /** Takes a progress toast off the screen; any other toast is left alone. */
     void hideProgress();
 
+    /**
+     * Places the toasts shown from now until one is taken off the screen as if the pointer were at point (the
+     * desktop's logical coordinates) rather than where the pointer is; nothing restores the pointer. A capture
+     * gives where its selection ended: the toast belongs on that output.
+     */
+    void setPlacementPoint(const std::optional<QPoint> &point);
+
     /** The tints of the success and failure symbols. */
     static QColor systemGreen();
     static QColor systemOrange();
@@ -89,6 +97,7 @@ private:
     std::unique_ptr<ToastNotification> m_notification;
     QTimer m_dismissTimer;
     std::optional<std::chrono::milliseconds> m_testDelay;
+    std::optional<QPoint> m_placementPoint;
     bool m_showingProgress = false;
 };
 

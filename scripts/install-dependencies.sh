@@ -23,6 +23,8 @@ packages=(
     # global shortcuts and screenshots on Wayland and KDE: a headless compositor with the screenshot portal's
     # wlroots back end, KDE's shortcut daemon, and the stand-in portals' D-Bus bindings
     sway grim pipewire xdg-desktop-portal-wlr qt6-wayland libkf5globalaccel-bin python3-dbus python3-gi
+    # several outputs: sway's own XWayland, which lets us in through xhost
+    xwayland x11-xserver-utils
     # the parsers' fuzz targets (tests/fuzz): clang with libFuzzer and the sanitizers
     clang clang-14 libfuzzer-14-dev
 )

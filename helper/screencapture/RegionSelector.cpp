@@ -9,6 +9,8 @@
 #include <QPainter>
 #include <QWidget>
 
+#include "platform/capture/CaptureSelectionEnd.h"
+
 using namespace Qt::StringLiterals;
 
 namespace Tessary {
@@ -68,16 +70,16 @@ protected:
         if (event->button() == Qt::RightButton) {
             m_selector.cancel();
         } else if (event->button() == Qt::LeftButton) {
-            m_selector.press(event->globalPosition().toPoint());
+            m_selector.press(desktopPosition(event));
         }
     }
 
-    void mouseMoveEvent(QMouseEvent *event) override { m_selector.move(event->globalPosition().toPoint()); }
+    void mouseMoveEvent(QMouseEvent *event) override { m_selector.move(desktopPosition(event)); }
 
     void mouseReleaseEvent(QMouseEvent *event) override
     {
         if (event->button() == Qt::LeftButton) {
-            m_selector.release(event->globalPosition().toPoint());
+            m_selector.release(desktopPosition(event));
         }
     }
 
@@ -89,6 +91,15 @@ protected:
     }
 
 private:
+    /**
+     * The event's point on the desktop. The window covers its screen exactly; a Wayland client is never told where
+     * its window is, so Qt's global position there is a guess.
+     */
+    QPoint desktopPosition(const QMouseEvent *event) const
+    {
+        return m_screen.geometry.topLeft() + event->position().toPoint();
+    }
+
     RegionSelector &m_selector;
     RegionSelector::Screen m_screen;
 };
@@ -169,7 +180,9 @@ void RegionSelector::release(const QPoint &globalPosition)
         Q_EMIT cancelled();
         return;
     }
-    Q_EMIT selected(compose(covered));
+    QImage image = compose(covered);
+    setCaptureSelectionEnd(image, m_current);
+    Q_EMIT selected(image);
 }
 
 void RegionSelector::cancel()

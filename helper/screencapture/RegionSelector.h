@@ -14,7 +14,8 @@ namespace Tessary {
  * The interactive region selection over frozen screen images: one window per screen shows that screen's picture
  * dimmed; the user drags a rectangle (across screens if they like), releases to accept, presses Escape or the right
  * button to cancel. The result is in physical pixels of the screens, at the highest pixel density among those it
- * covers. GUI thread; exactly one of selected() or cancelled() follows start().
+ * covers, and carries the point where the user let go (setCaptureSelectionEnd). GUI thread; exactly one of selected()
+ * or cancelled() follows start().
  */
 class RegionSelector final : public QObject
 {

@@ -115,18 +115,22 @@ int runOnWayland(int &argc, char **argv, const QString &path)
         }
         return writePng(shot.image, path) ? 0 : fail("the capture could not be written");
     }
-    // Our selector shows through XWayland where there is one, like the application's own windows.
-    selectQtPlatformPlugin(SessionType::Wayland);
+    // Our selector is a native Wayland client here, unlike the application's windows: XWayland cannot take the
+    // pointer to an output left of or above the origin (its root window starts there), and it draws on a scaled
+    // output at scale 1. The compositor puts a full-screen window on each output, wherever that output is.
+    qputenv("QT_QPA_PLATFORM", "wayland;xcb");
     QApplication application(argc, argv);
     const PortalScreenshot shot = PortalScreenshot::take(false);
     if (shot.outcome != PortalScreenshot::Outcome::Taken) {
         return portalFailure(shot);
     }
-    QList<QRect> geometries;
+    // Through XWayland (no Wayland socket to reach) every screen claims scale 1, whatever its output's is.
+    const bool nativeScale = QGuiApplication::platformName() == u"wayland";
+    QList<std::pair<QRect, qreal>> outputs;
     for (const QScreen *screen : QGuiApplication::screens()) {
-        geometries.append(screen->geometry());
+        outputs.append({screen->geometry(), nativeScale ? screen->devicePixelRatio() : 0});
     }
-    const QList<RegionSelector::Screen> screens = splitDesktopImage(shot.image, geometries);
+    const QList<RegionSelector::Screen> screens = splitDesktopImage(shot.image, outputs);
     if (screens.isEmpty()) {
         return fail(noScreenAccess);
     }

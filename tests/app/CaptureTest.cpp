@@ -1,7 +1,8 @@
 // A capture as a user makes one: the running application, its shortcut (X11 grabs or KDE's kglobalaccel5) or
 // "tessary --capture", a region dragged over known text (xdotool), the clipboard read by xclip; also a long recognition
 // interrupted and a refused polish. Built twice: with a tray host on an X server, and in headless sway with the portal
-// (CaptureWaylandTest), the application on the X server that stands in for XWayland (sway has no pointer to drive).
+// (CaptureWaylandTest), the application on the X server that stands in for XWayland, the selector a Wayland client
+// driven by a virtual pointer; and on two outputs of different scale with sway's own XWayland (CaptureOutputsTest).
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,7 @@
 #include <QPainter>
 #include <QProcess>
 #include <QScreen>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include "tests/appearance/AppearanceTestSupport.h"
@@ -24,6 +26,7 @@ using namespace Tessary::Test;
 namespace {
 
 const bool wayland = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+const bool twoOutputs = qEnvironmentVariableIntValue("TESSARY_SWAY_OUTPUTS") == 2;
 
 class CaptureTest : public ::testing::Test
 {
@@ -31,16 +34,26 @@ protected:
     void SetUp() override
     {
         const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-        if (name.starts_with("Wayland") != wayland) {
-            GTEST_SKIP() << (wayland ? "an X11 desktop's case" : "runs under with-xvfb with-sway");
+        if (name.starts_with("Wayland") != wayland || name.starts_with("WaylandTwoOutputs") != twoOutputs) {
+            GTEST_SKIP() << "a case of another desktop (X11, sway with one output or with two)";
         }
-        ASSERT_TRUE(wayland || m_tray.start()) << "runs under with-xvfb with-keyring";
-        showSample();
+        // A desktop without a panel would get the settings window at the start, over what is read.
+        ASSERT_TRUE((wayland && !twoOutputs) || m_tray.start()) << "runs under with-xvfb with-keyring";
+        if (wayland) {
+            // The compositor's socket is not in the private home's runtime folder.
+            m_environment.insert(u"WAYLAND_DISPLAY"_s, qEnvironmentVariable("XDG_RUNTIME_DIR") + u'/' +
+                                                           qEnvironmentVariable("WAYLAND_DISPLAY"));
+        }
         m_home.writeDefaults("language=zh-Hans\n");
+        if (!twoOutputs) {
+            showSample();
+        }
     }
 
     void TearDown() override
     {
+        m_pointer.closeWriteChannel();
+        m_pointer.waitForFinished(10000);
         m_app.terminate();
         m_app.waitForFinished(20000);
     }
@@ -60,6 +73,18 @@ protected:
 
     void start(const QStringList &arguments = {})
     {
+        if (wayland) {
+            // The pointer exists before the selector starts (a client binds a pointer as it connects), in a corner
+            // of the screen read first: the compositor draws it into the screenshot.
+            const QRect layout = QGuiApplication::primaryScreen()->virtualGeometry();
+            m_pointer.start(u"python3"_s, {sourcePath(u"tests/support/virtual_pointer.py"_s),
+                                           QString::number(layout.x()), QString::number(layout.y()),
+                                           QString::number(layout.width()), QString::number(layout.height())});
+            ASSERT_TRUE(pointerAnswered());
+            const QPoint corner = twoOutputs ? QPoint(-1, 199) : layout.bottomRight();
+            m_pointer.write(u"move %1 %2\n"_s.arg(corner.x()).arg(corner.y()).toUtf8());
+            ASSERT_TRUE(pointerAnswered());
+        }
         m_app.setProcessEnvironment(m_environment);
         m_app.start(buildPath(u"bin/tessary"_s), arguments);
         ASSERT_TRUE(m_app.waitForStarted());
@@ -68,14 +93,50 @@ protected:
         }
     }
 
+    /** Drags over a region (desktop coordinates) once the selector is up on every screen. */
+    void select(const QRect &region)
+    {
+        if (!wayland) {
+            ASSERT_TRUE(waitForWindow(u"^Tessary Capture$"_s, true, 60000));
+            drag(region.left(), region.top(), region.right() + 1, region.bottom() + 1);
+            return;
+        }
+        // Up and drawn on every output (a window's first picture may be smaller than its output, and a press
+        // beside it is lost): the selector dims the white backgrounds.
+        const QList<QScreen *> screens = QGuiApplication::screens();
+        const auto dimmed = [](const QScreen *screen) {
+            const QImage shown =
+                QImage::fromData(runProcess(u"grim"_s, {u"-o"_s, screen->name(), u"-"_s}).standardOutput);
+            return !shown.isNull() && shown.pixelColor(10, shown.height() - 10).red() < 200;
+        };
+        ASSERT_TRUE(QTest::qWaitFor([&] { return std::ranges::all_of(screens, dimmed); }, 60000));
+        m_pointer.write(u"drag %1 %2 %3 %4\n"_s.arg(region.left())
+                            .arg(region.top())
+                            .arg(region.right() + 1)
+                            .arg(region.bottom() + 1)
+                            .toUtf8());
+        ASSERT_TRUE(pointerAnswered());
+    }
+
+    /** The virtual pointer's answer to its last command: whether it was carried out. */
+    bool pointerAnswered()
+    {
+        (void)QTest::qWaitFor([&] { return m_pointer.canReadLine() || m_pointer.state() == QProcess::NotRunning; },
+                              20000);
+        return m_pointer.readLine().trimmed() == "ok";
+    }
+
     /** Drags over the sample once the selector is up; the sample's text is on the clipboard afterwards if copied. */
     void selectTheSample(bool copied = true)
     {
-        ASSERT_TRUE(waitForWindow(u"^Tessary Capture$"_s, true, 60000));
-        drag(0, 0, m_sample.pixmap().width(), m_sample.pixmap().height());
-        if (!copied) {
-            return;
+        select(QRect(QPoint(0, 0), m_sample.pixmap().size()));
+        if (copied) {
+            expectTheSampleCopied();
         }
+    }
+
+    void expectTheSampleCopied()
+    {
         const QString expected = QString::fromUtf8(fileContents(sourcePath(u"samples/tessary-sample.txt"_s))).trimmed();
         EXPECT_TRUE(QTest::qWaitFor([&] { return clipboardTextElsewhere() == expected; }, 30000))
             << clipboardTextElsewhere().value_or(QString()).toStdString();
@@ -91,6 +152,7 @@ protected:
     TrayHost m_tray;
     QLabel m_sample;
     QProcess m_app;
+    QProcess m_pointer;
 };
 
 TEST_F(CaptureTest, EscapeCancelsThenShortcutAndDragCopyTheTextAndAnnounceIt)
@@ -220,6 +282,70 @@ TEST_F(CaptureTest, WaylandCaptureOptionReadsTheCompositorsScreenThroughThePorta
     start({u"--capture"_s});
     selectTheSample();
     EXPECT_FALSE(QFile::exists(u"/tmp/out.png"_s)) << "the portal's file";
+}
+
+TEST_F(CaptureTest, WaylandTwoOutputsOfMixedScaleGiveTheTextOfEachAndTheToastFollowsTheSelection)
+{
+    // sway's layout: HEADLESS-2 at scale 2 is left of and above the origin.
+    const QScreen *left = QGuiApplication::screenAt({-320, 0});
+    ASSERT_TRUE(left != nullptr && left->geometry() == QRect(-640, -200, 640, 400) && left->devicePixelRatio() == 2);
+    // The sample as each output's background (windows come and go with full-screen selectors): at the top left of
+    // the output at scale 2 in its own pixels, lower and further right on the other, so that a region read from the
+    // wrong output does not give the same text.
+    const QImage sample(sourcePath(u"samples/tessary-sample.png"_s));
+    QTemporaryDir shared(u"/tmp/tessary-outputs-XXXXXX"_s);
+    QFile::setPermissions(shared.path(),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther);
+    const QPoint inset(400, 300);
+    for (const auto &[output, at] : {std::pair(u"HEADLESS-1"_s, inset), std::pair(u"HEADLESS-2"_s, QPoint(40, 40))}) {
+        QImage background(1280, 800, QImage::Format_RGB32);
+        background.fill(Qt::white);
+        QPainter(&background).drawImage(at, sample);
+        ASSERT_TRUE(background.save(shared.filePath(output + u".png"_s)));
+        runProcess(u"swaymsg"_s, {u"output"_s, output, u"bg"_s, shared.filePath(output + u".png"_s), u"stretch"_s});
+    }
+    const auto shows = [&](const QString &output, const QPoint &at) {
+        runProcess(u"grim"_s, {u"-o"_s, output, m_home.path(u"screen.png"_s)});
+        const QImage screen(m_home.path(u"screen.png"_s));
+        return !screen.isNull() && screen.copy(QRect(at, sample.size())) == sample.convertToFormat(screen.format());
+    };
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] {
+            return shows(u"HEADLESS-1"_s, inset) && shows(u"HEADLESS-2"_s, {40, 40});
+        },
+        20000));
+
+    m_environment.remove(u"QT_QPA_PLATFORM"_s);
+    start({u"--capture"_s});
+    select(QRect(-620, -180, 270, 89));
+    // The toast is on the output where the selection ended (sway's XWayland places it as the layout does).
+    ASSERT_TRUE(waitForWindow(u"^Tessary Toast$"_s, true, 60000)) << m_tray.statusLine().toStdString();
+    const QString toast = xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s});
+    const QString shape = xdotool({u"getwindowgeometry"_s, u"--shell"_s, toast.section(u'\n', 0, 0)});
+    const auto value = [&](const QString &name) { return shape.section(name + u'=', 1).section(u'\n', 0, 0).toInt(); };
+    EXPECT_TRUE(left->geometry().contains(QRect(value(u"X"_s), value(u"Y"_s), value(u"WIDTH"_s), value(u"HEIGHT"_s))))
+        << shape.toStdString();
+    expectTheSampleCopied();
+
+    // A second capture, on the output at scale 1.
+    ASSERT_TRUE(offerClipboardElsewhere("before"));
+    EXPECT_EQ(runProcess(buildPath(u"bin/tessary"_s), {u"--capture"_s}, m_environment).exitCode, 0);
+    select(QRect(inset, sample.size()));
+    expectTheSampleCopied();
+
+    // Across the border: both samples, each at its output's scale, read as one picture. Headless sway redraws the
+    // output at scale 2 for new windows only while the pointer is on it.
+    m_pointer.write("move -1 199\n");
+    ASSERT_TRUE(pointerAnswered());
+    ASSERT_TRUE(waitForWindow(u"^Tessary Toast$"_s, false));
+    ASSERT_TRUE(offerClipboardElsewhere("before"));
+    EXPECT_EQ(runProcess(buildPath(u"bin/tessary"_s), {u"--capture"_s}, m_environment).exitCode, 0);
+    select(QRect(QPoint(-620, -180), inset + QPoint(sample.width() - 1, sample.height() - 1)));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return clipboardTextElsewhere() != u"before"_s; }, 60000));
+    // The part at scale 2 first, exactly; the other, enlarged to match, is read less well (its heading is lost).
+    const QString expected = QString::fromUtf8(fileContents(sourcePath(u"samples/tessary-sample.txt"_s))).trimmed();
+    const QString both = clipboardTextElsewhere().value_or(QString());
+    EXPECT_TRUE(both.startsWith(expected) && both.count(u"框选区域"_s) == 2) << both.toStdString();
 }
 
 } // namespace
