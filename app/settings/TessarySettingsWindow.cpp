@@ -77,6 +77,10 @@ TessarySettingsWindow::TessarySettingsWindow(int selectedTab, TessaryPreferences
 
 TessarySettingsWindow::~TessarySettingsWindow()
 {
+    // While the window is torn down it is no longer a QMainWindow: it must not reach the filter any more.
+    if (m_window != nullptr) {
+        m_window->removeEventFilter(this);
+    }
     delete m_window;
 }
 

@@ -208,7 +208,7 @@ TEST_F(NativeUpdaterTest, EveryFailureShowsItsReasonStagesNothingAndEndsTheReque
         text.replace(u"elsewhere"_s, u"https://localhost:%1/elsewhere"_s.arg(s_server->port()));
         return QJsonDocument::fromJson(text.toUtf8()).object();
     };
-    const auto reason = [](const QString &row) {
+    const auto reason = [](const QString &row) -> QString {
         const bool check = row.startsWith(u"check:"_s);
         return (check ? u"Update check failed: "_s : u"Update download failed: "_s) + row.mid(row.indexOf(u':') + 1);
     };
