@@ -8,6 +8,7 @@
 #include <QStringList>
 
 #include "app/CapturedShortcut.h"
+#include "app/recognition/Recognition.h"
 #include "app/recognition/RecognitionError.h"
 #include "core/Result.h"
 
@@ -108,7 +109,7 @@ private:
     void setStatusToolTip(const QString &text);
     void recognizeCapture(const QString &path);
     void captureFailed(const QString &toolError);
-    void finishRecognition(const Result<QString, RecognitionError> &outcome);
+    void finishRecognition(const Result<Recognition, RecognitionError> &outcome);
     /** Stops the running recognition, whose result nobody will read any more. */
     void stopRecognition();
     /** The engines are released after an idle spell (TESSARY_ENGINE_IDLE_SECONDS, default three minutes). */
@@ -116,7 +117,8 @@ private:
     void releaseEngines();
     /** Loads released engines again in the background, while the user is still selecting. */
     void prepareEngines();
-    void finishCopied(const QString &text, bool polished);
+    /** Copies the text and announces it; codeKinds when it is the content of codes (see Recognition). */
+    void finishCopied(const QString &text, bool polished, const QStringList &codeKinds = {});
     void polishFailed(const QString &reason);
     /**
      * The failure toast: titleKey is a message key, reason a message (see tessaryLocalizedMessage) or empty; both
