@@ -11,8 +11,8 @@ namespace Tessary {
  * holds a code is copied as the code's content, whatever text surrounds it, so when this stage finds one the text
  * engines do not run. Codes on a screen stand upright, so the search does not turn the image: it costs about a
  * millisecond on a line of screen text and some tens of milliseconds on a full screen. It cannot be stopped, but it
- * grows only with the pixels, which the image loader bounds, and above a 4K screen's pixels it looks at fewer rows
- * (a second at most where the thorough search of a noisy 8K image would take several).
+ * grows only with the pixels, which the image loader bounds (about a second for a noisy 8K image), and an image
+ * with more QR finder patterns than the codes looked for could have is searched for the other kinds only.
  *
  * Only text is taken from a code, as its content goes to clipboards and terminals: a code that holds data (bytes
  * that are no text in any character set, or control characters other than line breaks and tabs, an escape
@@ -23,9 +23,6 @@ namespace CodeReading {
 
 /** Most codes one region is searched for. */
 constexpr int maximumCodes = 32;
-
-/** Largest image searched thoroughly; in larger ones linear codes are looked for only near the middle rows. */
-constexpr qint64 thoroughPixels = 3840 * 2160;
 
 /**
  * The codes in image (RGB888, as the engines take it): their contents one per line, top to bottom, and left to
