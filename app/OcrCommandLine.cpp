@@ -52,7 +52,7 @@ int benchmarkFile(int &argc, char **argv, const QString &path)
     }
     const qint64 elapsed = timer.nsecsElapsed();
     write(stdout, u"ocr_seconds="_s + seconds(elapsed) + u" output_characters="_s +
-                      QString::number(graphemeCount(*text)) + u'\n');
+                      QString::number(graphemeCount(text->text)) + u'\n');
     return 0;
 }
 
@@ -87,16 +87,16 @@ int recognizeAndCopy(int &argc, char **argv, const QString &path)
                           u'\n');
         return 1;
     }
-    if (text->isEmpty()) {
+    if (text->text.isEmpty()) {
         write(stderr, tessaryLocalized(u"未识别到文字"_s, language) + u'\n');
         return 2;
     }
     const std::unique_ptr<Clipboard> clipboard = createClipboard(session);
-    if (!clipboard->setText(*text) || !clipboard->keepAfterExit(*text)) {
+    if (!clipboard->setText(text->text) || !clipboard->keepAfterExit(text->text)) {
         write(stderr, tessaryLocalized(u"复制到剪贴板失败"_s, language) + u'\n');
         return 1;
     }
-    write(stdout, *text + u'\n');
+    write(stdout, text->text + u'\n');
     return 0;
 }
 

@@ -8,6 +8,7 @@
 #include <QStringList>
 
 #include "app/CapturedShortcut.h"
+#include "app/recognition/Recognition.h"
 #include "app/recognition/RecognitionError.h"
 #include "core/Result.h"
 
@@ -132,7 +133,7 @@ private:
     /** Asks the clipboard's owner once per change whether it offers such an image. */
     void clipboardChanged();
     void captureFailed(const QString &toolError);
-    void finishRecognition(const Result<QString, RecognitionError> &outcome);
+    void finishRecognition(const Result<Recognition, RecognitionError> &outcome);
     /** Stops the running recognition, whose result nobody will read any more. */
     void stopRecognition();
     /** The engines are released after an idle spell (TESSARY_ENGINE_IDLE_SECONDS, default three minutes). */
@@ -140,7 +141,8 @@ private:
     void releaseEngines();
     /** Loads released engines again in the background, while the user is still selecting. */
     void prepareEngines();
-    void finishCopied(const QString &text, bool polished);
+    /** Copies the text and announces it; codeKinds when it is the content of codes (see Recognition). */
+    void finishCopied(const QString &text, bool polished, const QStringList &codeKinds = {});
     void polishFailed(const QString &reason);
     /**
      * The failure toast: titleKey is a message key, reason a message (see tessaryLocalizedMessage) or empty; both

@@ -214,7 +214,7 @@ void TessaryApp::captureFailed(const QString &toolError)
     showFailure(u"截图失败"_s, reason);
 }
 
-void TessaryApp::finishRecognition(const Result<QString, RecognitionError> &outcome)
+void TessaryApp::finishRecognition(const Result<Recognition, RecognitionError> &outcome)
 {
     m_capturePath.clear();
     if (!outcome) {
@@ -223,15 +223,16 @@ void TessaryApp::finishRecognition(const Result<QString, RecognitionError> &outc
         showFailure(u"识别失败"_s, outcome.error().description);
         return;
     }
-    const QString text = *outcome;
+    const QString text = outcome->text;
     if (text.isEmpty()) {
         endCapture();
         showStatus(u"未识别到文字"_s);
         showFailure(u"未识别到文字"_s, u"剪贴板未更改。"_s);
         return;
     }
-    if (!m_polishAfterCapture) {
-        finishCopied(text, false);
+    // A code's content (a link, a number) is copied as it is: there is no writing to polish.
+    if (!m_polishAfterCapture || outcome->isCode()) {
+        finishCopied(text, false, outcome->codeKinds);
         return;
     }
 
@@ -273,13 +274,15 @@ void TessaryApp::showFailure(const QString &titleKey, const QString &reason)
                          reason.isEmpty() ? std::nullopt : std::optional(tessaryLocalizedMessage(reason, language)));
 }
 
-void TessaryApp::finishCopied(const QString &text, bool polished)
+void TessaryApp::finishCopied(const QString &text, bool polished, const QStringList &codeKinds)
 {
     const bool copied = m_clipboard->setText(text);
     endCapture();
     if (copied) {
-        showStatus(polished ? u"已复制润色文字"_s : u"已复制识别文字"_s);
-        m_toast->showCopied(graphemeCount(text), polished);
+        showStatus(!codeKinds.isEmpty() ? u"已复制二维码/条形码内容"_s
+                   : polished           ? u"已复制润色文字"_s
+                                        : u"已复制识别文字"_s);
+        m_toast->showCopied(graphemeCount(text), polished, codeKinds);
         return;
     }
     showStatus(u"复制到剪贴板失败"_s);

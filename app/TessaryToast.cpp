@@ -63,12 +63,18 @@ QColor TessaryToast::progressColor()
     return QColor(0x0A, 0x84, 0xFF);
 }
 
-void TessaryToast::showCopied(qsizetype characterCount, bool polished)
+void TessaryToast::showCopied(qsizetype characterCount, bool polished, const QStringList &codeKinds)
 {
     const QString language = tessaryStoredLanguage(m_defaults);
     const QString title = polished ? tessaryLocalized(u"润色完成，已复制到剪贴板"_s, language)
                                    : tessaryLocalized(u"识别成功，已复制到剪贴板"_s, language);
-    const QString detail = tessaryFormat(tessaryLocalized(u"%d 个字 · 按 ⌘V 粘贴"_s, language), characterCount);
+    QStringList kinds;
+    for (const QString &kind : codeKinds) {
+        kinds.append(tessaryLocalized(kind, language));
+    }
+    const QString detail = kinds.isEmpty()
+                               ? tessaryFormat(tessaryLocalized(u"%d 个字 · 按 ⌘V 粘贴"_s, language), characterCount)
+                               : tessaryFormat(tessaryLocalized(u"%@ · 按 ⌘V 粘贴"_s, language), kinds.join(u", "_s));
     show(title, detail, u"checkmark.circle.fill"_s, systemGreen());
 }
 

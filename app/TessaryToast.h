@@ -8,6 +8,7 @@
 #include <QObject>
 #include <QPoint>
 #include <QString>
+#include <QStringList>
 #include <QTimer>
 
 class QWidget;
@@ -38,8 +39,11 @@ public:
     explicit TessaryToast(const UserDefaults &defaults, QObject *parent = nullptr);
     ~TessaryToast() override;
 
-    /** The success toast: "recognised" or "polished" and copied, with the character count and how to paste. */
-    void showCopied(qsizetype characterCount, bool polished);
+    /**
+     * The success toast: "recognised" or "polished" and copied, with the character count and how to paste. When the
+     * text is the content of codes, codeKinds (see Recognition) name them instead of the count.
+     */
+    void showCopied(qsizetype characterCount, bool polished, const QStringList &codeKinds = {});
 
     /**
      * The general toast. title and detail are already localised; detail absent gives a one-line toast. symbol names a

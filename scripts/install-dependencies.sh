@@ -7,7 +7,7 @@ packages=(
     build-essential cmake ninja-build pkg-config clang-format
     qt6-base-dev qt6-base-dev-tools qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools qt6-svg-dev libgl-dev
     libxcb1-dev libxcb-keysyms1-dev libx11-dev libxfixes-dev
-    libtesseract-dev libleptonica-dev
+    libtesseract-dev libleptonica-dev libzxing-dev
     libsecret-1-dev libarchive-dev libssl-dev
     libgtest-dev libgmock-dev
     # the neural text-line model: OpenCV's DNN module runs it, python3-onnx rewrites it at build time

@@ -5,6 +5,7 @@
 #include <QImage>
 #include <QString>
 
+#include "app/recognition/Recognition.h"
 #include "app/recognition/RecognitionError.h"
 #include "core/Result.h"
 
@@ -14,13 +15,13 @@ class RecognitionStop;
 
 /**
  * On-device recognition of screen text. Every operation is synchronous and may run on any thread; calls may overlap.
- * Tesseract finds the lines and reads them with a Simplified Chinese, a Traditional Chinese and an English model,
- * one pass each; the Chinese reading it is more confident of takes its Latin words from the English one, and text
- * without Chinese is the English reading (PassMerging). In Chinese text a neural line model reads again the lines
- * Tesseract is unsure of (LineRouting), and every line is finished from the pixels (underscores, punctuation and
- * digit widths).
- * The result has one line per text line in reading order, joined with "\n", trimmed at both ends; an image without
- * text gives an empty string, which is not an error.
+ * The image is first searched for QR codes and barcodes (CodeReading): when it holds one, the result is the content
+ * of its codes and no text is read. Otherwise Tesseract finds the lines and reads them with a Simplified Chinese, a
+ * Traditional Chinese and an English model, one pass each; the Chinese reading it is more confident of takes its Latin
+ * words from the English one, and text without Chinese is the English reading (PassMerging). In Chinese text a neural
+ * line model reads again the lines Tesseract is unsure of (LineRouting), and every line is finished from the pixels
+ * (underscores, punctuation and digit widths). The result has one line per text line in reading order, joined with
+ * "\n", trimmed at both ends; an image without text gives an empty string, which is not an error.
  *
  * A recognition may take timeBudget() for its image; past that, or when the caller cancels it through stop, it ends
  * at its next word or line with RecognitionError::Code::TimedOut or Cancelled.
@@ -28,10 +29,10 @@ class RecognitionStop;
 namespace TextRecognizer {
 
 /** Recognises the image file at path (any format Qt reads; relative paths against the working directory). */
-Result<QString, RecognitionError> recognize(const QString &path, RecognitionStop *stop = nullptr);
+Result<Recognition, RecognitionError> recognize(const QString &path, RecognitionStop *stop = nullptr);
 
 /** Recognises an image that is already in memory. */
-Result<QString, RecognitionError> recognizeImage(const QImage &image, RecognitionStop *stop = nullptr);
+Result<Recognition, RecognitionError> recognizeImage(const QImage &image, RecognitionStop *stop = nullptr);
 
 /** How long the recognition of an image of this size may take before it stops. */
 std::chrono::milliseconds timeBudget(const QSize &size);

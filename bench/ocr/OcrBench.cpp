@@ -90,7 +90,7 @@ int main(int argc, char **argv)
         const auto text = Tessary::TextRecognizer::recognize(corpus.filePath(file));
         seconds.push_back(double(timer.nsecsElapsed()) / 1e9);
         const QJsonObject prediction{{u"file"_s, file},
-                                     {u"text"_s, text ? *text : QString()},
+                                     {u"text"_s, text ? text->text : QString()},
                                      {u"seconds"_s, seconds.back()},
                                      {u"peak_rss_mb"_s, residentMegabytes("VmHWM:")}};
         predictions.write(QJsonDocument(prediction).toJson(QJsonDocument::Compact) + '\n');

@@ -16,6 +16,7 @@
 #include <QTest>
 
 #include "tests/appearance/AppearanceTestSupport.h"
+#include "tests/support/CodeImage.h"
 #include "tests/support/KGlobalAccelDaemon.h"
 #include "tests/support/LoopbackHttpsServer.h"
 #include "tests/support/TestEnvironment.h"
@@ -176,6 +177,33 @@ TEST_F(CaptureTest, EscapeCancelsThenShortcutAndDragCopyTheTextAndAnnounceIt)
     EXPECT_TRUE(QTest::qWaitFor([&] { return m_tray.statusLine() == u"已复制识别文字"_s; }, 10000))
         << m_tray.statusLine().toStdString();
     EXPECT_TRUE(waitForWindow(u"^Tessary Toast$"_s, true, 0));
+}
+
+TEST_F(CaptureTest, AQrCodeUnderTheTextIsWhatIsCopiedAndTheToastNamesIt)
+{
+    const QString link = u"https://example.org/截图?a=1&b=2"_s;
+    m_sample.setPixmap(
+        QPixmap::fromImage(stacked(m_sample.pixmap().toImage(), codeImage(ZXing::BarcodeFormat::QRCode, link, 3))));
+    m_sample.adjustSize();
+    m_home.writeDefaults("language=en\n");
+    // Every success toast of this run stays a minute, so that it can be read.
+    start({u"--preview-toast"_s});
+    xdotool({u"key"_s, u"ctrl+shift+super+2"_s});
+    ASSERT_TRUE(waitForWindow(u"^Tessary Capture$"_s, true, 60000));
+    drag(0, 0, m_sample.width(), m_sample.height());
+    EXPECT_TRUE(QTest::qWaitFor([&] { return clipboardTextElsewhere() == link; }, 30000))
+        << clipboardTextElsewhere().value_or(QString()).toStdString();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_tray.statusLine() == u"Code content copied"_s; }, 10000));
+    // The toast, read as a user reads it: the code's kind where the character count would be.
+    const QString toast = xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s});
+    ASSERT_FALSE(toast.isEmpty());
+    ASSERT_TRUE(QGuiApplication::primaryScreen()
+                    ->grabWindow(toast.section(u'\n', 0, 0).toULongLong())
+                    .save(m_home.path(u"toast.png"_s)));
+    const QByteArray shown =
+        runProcess(buildPath(u"bin/tessary"_s), {u"--ocr-file"_s, m_home.path(u"toast.png"_s)}, m_environment)
+            .standardOutput;
+    EXPECT_TRUE(shown.contains("QR code") && !shown.contains("Characters")) << shown.data();
 }
 
 TEST_F(CaptureTest, ANewCaptureAndQuittingStopALongRecognition)

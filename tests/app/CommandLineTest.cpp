@@ -13,6 +13,7 @@
 
 #include "app/recognition/AIKeychain.h"
 #include "tests/appearance/AppearanceTestSupport.h"
+#include "tests/support/CodeImage.h"
 #include "tests/support/LoopbackHttpsServer.h"
 #include "tests/support/LoopbackTunnel.h"
 #include "tests/support/TestEnvironment.h"
@@ -242,11 +243,17 @@ TEST_F(CommandLineTest, OcrPrintsTheTextAndLeavesItOnTheClipboardWithoutASession
     ASSERT_TRUE(offerClipboardElsewhere("next owner"));
     EXPECT_TRUE(QTest::qWaitFor([] { return clipboardTextElsewhere() == u"next owner"_s; }, 10000));
 
+    // A barcode under the text is what is read: its digits, none of the text.
+    const QString labelled = m_home.path(u"labelled.png"_s);
+    ASSERT_TRUE(stacked(QImage(sample), codeImage(ZXing::BarcodeFormat::EAN13, u"4006381333931"_s, 2)).save(labelled));
+    EXPECT_EQ(tessary({u"--ocr-file"_s, labelled}).standardOutput, "4006381333931\n");
+
     // The benchmarks: grapheme clusters, line feeds included, of the text --ocr-file prints.
     const QRegularExpression line(u"^ocr_seconds=\\d+\\.\\d{3} output_characters=(\\d+)\\n$"_s);
     const auto timed = line.match(QString::fromUtf8(tessary({u"--benchmark-ocr-file"_s, sample}).standardOutput));
     ASSERT_TRUE(timed.hasMatch());
     EXPECT_EQ(timed.captured(1).toInt(), sampleText.size());
+    EXPECT_TRUE(tessary({u"--benchmark-ocr-file"_s, labelled}).standardOutput.endsWith(" output_characters=13\n"));
     const ProcessResult blank = tessary({u"--benchmark-ocr-file"_s, m_home.path(u"blank.png"_s)});
     EXPECT_EQ(blank.exitCode, 0);
     EXPECT_TRUE(blank.standardOutput.endsWith(" output_characters=0\n"));

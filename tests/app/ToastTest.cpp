@@ -143,6 +143,9 @@ TEST_F(TessaryToastTest, SuccessAndFailureSayWhatHappenedInTheInterfaceLanguage)
     m_toast.showCopied(1, false);
     EXPECT_EQ(content().title, u"Text recognized and copied"_s);
     EXPECT_EQ(content().detail, u"Characters: 1 · Paste with Ctrl+V"_s);
+    // The content of codes: their kinds instead of the count.
+    m_toast.showCopied(13, false, {u"二维码"_s, u"EAN-13"_s});
+    EXPECT_EQ(content().detail, u"QR code, EAN-13 · Paste with Ctrl+V"_s);
 
     // A failure: the reason, in the warning colour, same place and size, a little longer on screen.
     const TessaryToast untouched(m_defaults);

@@ -58,9 +58,9 @@ QImage transparentText(const QString &text)
     return image;
 }
 
-QString textOf(const Result<QString, RecognitionError> &result)
+QString textOf(const Result<Recognition, RecognitionError> &result)
 {
-    return result ? *result : u"<error: "_s + result.error().description + u'>';
+    return result ? result->text : u"<error: "_s + result.error().description + u'>';
 }
 
 TEST(RecognitionBoundsTest, RefusesImagesLargerThanAnyScreenFromTheirHeader)
@@ -142,7 +142,7 @@ TEST(RecognitionBoundsTest, AStoppedRecognitionSaysWhy)
     const struct
     {
         const char *name;
-        Result<QString, RecognitionError> result;
+        Result<Recognition, RecognitionError> result;
         Code code;
     } cases[] = {
         {"cancelled before it starts", TextRecognizer::recognizeImage(page, &cancelled), Code::Cancelled},

@@ -3,11 +3,13 @@
 #include <QPainter>
 
 #include "app/recognition/ChineseRecovery.h"
+#include "app/recognition/CodeReading.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/ScriptChoice.h"
 #include "app/recognition/TextRecognizer.h"
 #include "tests/recognition/RenderedLine.h"
+#include "tests/support/CodeImage.h"
 #include "tests/support/TestEnvironment.h"
 
 using namespace Qt::StringLiterals;
@@ -18,12 +20,59 @@ namespace {
 QString read(const QImage &image)
 {
     const auto text = TextRecognizer::recognizeImage(image);
-    return text ? *text : u"(failed)"_s;
+    return text ? text->text : u"(failed)"_s;
 }
 
 /** Pairs of one character in its Simplified and its Traditional form. */
 constexpr char16_t pairs[][2] = {{u'无', u'無'}, {u'给', u'給'}, {u'记', u'記'}, {u'会', u'會'}, {u'库', u'庫'},
                                  {u'兰', u'蘭'}, {u'问', u'問'}, {u'这', u'這'}, {u'处', u'處'}, {u'与', u'與'}};
+
+TEST(CodeReading, CodesAreReadInReadingOrderAndOnlyAsText)
+{
+    using ZXing::BarcodeFormat;
+    const auto qr = [](const QString &content) { return Tessary::Test::codeImage(BarcodeFormat::QRCode, content, 3); };
+    QString bytes;
+    for (int i = 0; i < 40; ++i) {
+        bytes.append(QChar(i * 37 % 256));
+    }
+    const struct
+    {
+        const char *name;
+        QList<std::pair<QImage, QPoint>> codes;
+        QString text;
+        QStringList kinds;
+    } cases[] = {
+        {"a row beside a code a little higher, then one below",
+         {{qr(u"right"_s), {300, 0}}, {qr(u"below"_s), {0, 200}}, {qr(u"left"_s), {0, 20}}},
+         u"left\nright\nbelow"_s,
+         {u"二维码"_s}},
+        {"kinds in order, once each",
+         {{qr(u"a"_s), {0, 0}},
+          {Tessary::Test::codeImage(BarcodeFormat::Code128, u"b"_s, 2), {0, 200}},
+          {qr(u"c"_s), {0, 300}}},
+         u"a\nb\nc"_s,
+         {u"二维码"_s, u"Code 128"_s}},
+        {"controls that would act in a terminal go, line breaks stay",
+         {{qr(u"one\r\ntwo\x7f\u0085"_s), {0, 0}}},
+         u"one\ntwo"_s,
+         {u"二维码"_s}},
+        {"an escape sequence makes it data", {{qr(u"one\x1b[2J"_s), {}}}},
+        {"binary data is no text",
+         {{Tessary::Test::codeImage(BarcodeFormat::QRCode, bytes, 3, ZXing::CharacterSet::BINARY), {}}}},
+    };
+    for (const auto &run : cases) {
+        QImage page(700, 450, QImage::Format_RGB888);
+        page.fill(Qt::white);
+        QPainter painter(&page);
+        for (const auto &[code, at] : run.codes) {
+            painter.drawImage(at, code);
+        }
+        painter.end();
+        const Recognition found = CodeReading::read(page);
+        EXPECT_EQ(found.text, run.text) << run.name;
+        EXPECT_EQ(found.codeKinds, run.kinds) << run.name;
+    }
+}
 
 TEST(ScriptChoice, GlyphsLookLikeTheirOwnForm)
 {

@@ -79,7 +79,7 @@ protected:
     {
         const auto text = TextRecognizer::recognize(save(name, image));
         EXPECT_TRUE(text.hasValue()) << (text ? "" : text.error().description.toStdString());
-        return text ? *text : QString();
+        return text ? text->text : QString();
     }
 
     RecognitionError::Code failureOf(const QString &path)
@@ -206,7 +206,7 @@ TEST_F(TextRecognizerTest, OverlappingCallsEachGetTheirOwnResult)
         const QString path = i % 2 == 0 ? latin : chinese;
         runs.append(QtConcurrent::run([path] {
             const auto text = TextRecognizer::recognize(path);
-            return text ? *text : u"<error>"_s;
+            return text ? text->text : u"<error>"_s;
         }));
     }
     for (int i = 0; i < runs.size(); ++i) {
