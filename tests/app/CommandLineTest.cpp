@@ -207,7 +207,6 @@ INSTANTIATE_TEST_SUITE_P(
         Failure{"benchmarkRefused", benchmark, {}, 1, "AI benchmark failed: AI service error (HTTP 401).\n"},
         Failure{"benchmarkOverPlainHttp", benchmark, {}, 1, notHttps, {}, "en", Failure::PlainHttp},
         Failure{"ocrMissingFile", ocrMissing, {}, 1, failed},
-        Failure{"ocrNotAnImage", {u"--ocr-file"_s, sourcePath(u"samples/tessary-sample.txt"_s)}, {}, 1, failed},
         Failure{"ocrFolder", {u"--ocr-file"_s, sourcePath(u"samples"_s)}, {}, 1, "识别失败：", {}, "zh-Hans"},
         Failure{"ocrNoText", ocrBlank, {}, 2, "No text recognized\n"},
         Failure{"ocrWithoutDisplay", {u"--ocr-file"_s, sample}, {}, 1, "Could not copy to the clipboard\n", noDisplay},

@@ -7,7 +7,6 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
-#include <QSet>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -273,12 +272,10 @@ INSTANTIATE_TEST_SUITE_P(
     Chords, ShortcutRecorderX11Test,
     ::testing::Values(TypedCase{"ctrl+shift+k", "en", CapturedShortcut{40, 0x1200, u"K"_s}},
                       TypedCase{"super+shift+k", "en", CapturedShortcut{40, 0x300, u"K"_s}},
-                      TypedCase{"ctrl+shift+F5", "en", CapturedShortcut{96, 0x1200, u"Key 96"_s}},
                       TypedCase{"ctrl+alt+space", "en", CapturedShortcut{49, 0x1800, u"Space"_s}},
                       TypedCase{"ctrl+c", "en", std::nullopt, editing, u"Ctrl+C"_s},
                       TypedCase{"ctrl+shift+z", "zh-Hant", std::nullopt, editing, u"Ctrl+Shift+Z"_s},
                       TypedCase{"alt+Tab", "en", std::nullopt, desktop, u"Alt+Tab"_s},
-                      TypedCase{"super+l", "zh-Hans", std::nullopt, desktop, u"Super+L"_s},
                       TypedCase{"Print", "en", std::nullopt, u"%@ 由桌面用来截屏，请换一个。"_s, u"Print"_s},
                       TypedCase{"super", "zh-Hant", std::nullopt,
                                 u"单独按 Super 键由桌面用来打开概览或应用程序菜单，请与其他键一起按下。"_s}),
@@ -307,12 +304,8 @@ TEST(KeyTablesTest, StoredShortcutsInTheBackendsTermsAndTheXServersOwnKeymap)
     // Xvfb starts with the evdev rules and a US pc105 layout: the reference for which key carries which keysym.
     Display *display = XOpenDisplay(nullptr);
     ASSERT_NE(display, nullptr) << "runs under with-xvfb";
-    QSet<quint32> carbon;
-    QSet<quint32> evdev;
     for (const KeyRow &row : KeyTables::keys()) {
-        EXPECT_FALSE(carbon.contains(row.carbonCode) || evdev.contains(row.evdevCode)) << row.keysym << " twice";
-        carbon.insert(row.carbonCode);
-        evdev.insert(row.evdevCode);
+        // Finding each row by its codes also fails for a code given twice.
         EXPECT_EQ(KeyTables::byCarbonCode(row.carbonCode), &row);
         EXPECT_EQ(KeyTables::byEvdevCode(row.evdevCode), &row);
         const KeySym expected = XStringToKeysym(row.keysym);
