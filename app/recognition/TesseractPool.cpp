@@ -2,6 +2,7 @@
 
 #include <clocale>
 #include <cstdlib>
+#include <mutex>
 
 #include <tesseract/baseapi.h>
 
@@ -20,13 +21,14 @@ TesseractPool::Engine createEngine(const QByteArray &languages)
     api->SetVariable("debug_file", "/dev/null");
 
     const QByteArray path = QFile::encodeName(TesseractPool::dataPath());
-    // Model parameters are parsed with the C library's number format; a locale with decimal commas breaks them.
-    const std::string previousNumeric = std::setlocale(LC_NUMERIC, nullptr);
-    std::setlocale(LC_NUMERIC, "C");
+    // Model parameters are parsed with the C library's number format; a locale with decimal commas breaks them. The
+    // locale belongs to the process and changing it races with every thread that reads it, so it is set once, before
+    // the first engine, and left so: the rest of the application formats numbers with Qt's locale, not the C library's.
+    static std::once_flag numericFormat;
+    std::call_once(numericFormat, [] { std::setlocale(LC_NUMERIC, "C"); });
     // "eng#2" is a second engine for the same models, for two parts of one image read at once.
     const QByteArray models = languages.split('#').first();
     const int status = api->Init(path.constData(), models.constData(), tesseract::OEM_LSTM_ONLY);
-    std::setlocale(LC_NUMERIC, previousNumeric.c_str());
     if (status != 0) {
         return {};
     }
