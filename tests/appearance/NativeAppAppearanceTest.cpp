@@ -30,7 +30,6 @@
 
 #include "appearance/NativeAccentStyle.h"
 #include "appearance/NativeAppAppearance.h"
-#include "appearance/NativeAppearanceLanguage.h"
 #include "appearance/NativeAppearancePicker.h"
 #include "appearance/NativeAppearanceTile.h"
 #include "appearance/NativeEditingMenu.h"
@@ -73,28 +72,10 @@ TEST(NativeAccentPaletteTest, RawValuesNamesLanguagesAndTheStoredChoice)
         EXPECT_FALSE(P::fromRawValue(foreign).has_value()) << foreign.toStdString();
     }
     // The tests run with LANG=C: no preferred language, so "system" names are the English ones.
-    EXPECT_TRUE(NativeAppearanceLanguage::preferredLanguages().isEmpty());
     EXPECT_EQ(P(P::Ocean).title(), u"Ocean"_s);
     EXPECT_EQ(P(P::Ocean).title(u"zh-CN"_s), u"海蓝"_s);
     EXPECT_EQ(P(P::Violet).title(u"zh-Hant"_s), u"紫羅蘭"_s);
     EXPECT_EQ(P(P::Terracotta).title(u"ja"_s), u"Terracotta"_s);
-    using L = NativeAppearanceLanguage;
-    const std::tuple<QString, QStringList, L> languages[] = {
-        {u"zh-Hant"_s, {}, L::TraditionalChinese},
-        {u"zh-TW"_s, {}, L::TraditionalChinese},
-        {u"zh-HK"_s, {}, L::TraditionalChinese},
-        {u"zh-MO"_s, {}, L::TraditionalChinese},
-        {u"ZH-HANT-TW"_s, {}, L::TraditionalChinese},
-        {u"zh"_s, {}, L::SimplifiedChinese},
-        {u"zh-Hans"_s, {}, L::SimplifiedChinese},
-        {u"ja"_s, {}, L::English},
-        {u"en"_s, {u"zh-Hant"_s}, L::English},
-        {u"system"_s, {u"zh-Hant-TW"_s, u"en"_s}, L::TraditionalChinese},
-        {u"system"_s, {u"en-US"_s, u"zh-CN"_s}, L::English},
-        {u"system"_s, {}, L::English}};
-    for (const auto &[language, preferred, expected] : languages) {
-        EXPECT_EQ(L::from(language, preferred), expected) << language.toStdString();
-    }
 
     // Only an exact raw value under our own key is a choice; reading writes nothing.
     QTemporaryDir dir;
