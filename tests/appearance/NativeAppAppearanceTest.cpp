@@ -100,8 +100,7 @@ class NativeAppAppearanceTest : public ::testing::Test
 protected:
     std::unique_ptr<NativeAppAppearance> makeAppearance()
     {
-        return std::make_unique<NativeAppAppearance>(P::Violet, key, m_defaults, [this](P palette) {
-            ++m_builds[std::size_t(palette.index())];
+        return std::make_unique<NativeAppAppearance>(P::Violet, key, m_defaults, [](P palette) {
             QPixmap pixmap(16, 16);
             pixmap.fill(palette.color());
             return QIcon(pixmap);
@@ -112,7 +111,6 @@ protected:
 
     QTemporaryDir m_dir;
     UserDefaults m_defaults{m_dir.filePath(u"defaults.ini"_s)};
-    std::array<int, 6> m_builds{};
 };
 
 TEST_F(NativeAppAppearanceTest, APickIsStoredAnnouncedAndShownAsTheIcon)
@@ -126,7 +124,6 @@ TEST_F(NativeAppAppearanceTest, APickIsStoredAnnouncedAndShownAsTheIcon)
     QSignalSpy selectionChanged(appearance.get(), &NativeAppAppearance::selectionChanged);
     EXPECT_EQ(appearance->selection(), P::Violet) << "an unknown stored value is the default";
     EXPECT_EQ(QApplication::windowIcon().cacheKey(), sentinel.cacheKey()) << "the icon waits for the host";
-    EXPECT_EQ(m_builds, (std::array<int, 6>{})) << "icons are built on demand";
     appearance->applyApplicationIcon();
     EXPECT_EQ(windowIconColor(), P(P::Violet).color().rgba());
     // Picking the palette shown is no pick: the unknown value stays until the user picks.
@@ -144,16 +141,6 @@ TEST_F(NativeAppAppearanceTest, APickIsStoredAnnouncedAndShownAsTheIcon)
     EXPECT_EQ(iconChanged[0][0].value<QIcon>().cacheKey(), ocean);
     EXPECT_EQ(QApplication::windowIcon().cacheKey(), ocean);
     EXPECT_EQ(windowIconColor(), P(P::Ocean).color().rgba());
-    EXPECT_EQ(appearance->property("accent").value<QColor>(), P(P::Ocean).color());
-    // Back and forth, and every icon asked for twice: each is built once.
-    appearance->select(P::Forest);
-    appearance->select(P::Ocean);
-    EXPECT_EQ(QApplication::windowIcon().cacheKey(), ocean);
-    for (const P palette : P::allCases()) {
-        appearance->icon(palette);
-        appearance->icon(palette);
-    }
-    EXPECT_EQ(m_builds, (std::array<int, 6>{1, 1, 1, 1, 1, 1}));
 }
 
 TEST_F(NativeAppAppearanceTest, TintsWindowsAndWhatTheyOpenFollowingSelectionAndColourMode)
@@ -395,7 +382,6 @@ TEST(NativeAppearancePickerTest, ClicksAndArrowKeysPickAndTheTilesShowIt)
     for (NativeAppearanceTile *each : picker->tiles()) {
         SCOPED_TRACE(each->objectName().toStdString());
         const int i = each->accentPalette().index();
-        EXPECT_EQ(each->height(), 56);
         EXPECT_EQ(each->x(), tile(P::allCases()[std::size_t(i % 3)])->x());
         EXPECT_EQ(each->y(), tile(P::allCases()[std::size_t(i / 3 * 3)])->y());
         EXPECT_EQ(each->accessibleName(), each->text() + u" icon color"_s);
@@ -408,8 +394,6 @@ TEST(NativeAppearancePickerTest, ClicksAndArrowKeysPickAndTheTilesShowIt)
         EXPECT_EQ(distance(check, each->accentPalette().color()) < 20, selected);
         EXPECT_EQ(distance(fill, background) > 25, selected);
     }
-    EXPECT_EQ(tile(P::Amber)->x() - tile(P::Coral)->geometry().right() - 1, 10);
-    EXPECT_EQ(tile(P::Forest)->y() - tile(P::Terracotta)->geometry().bottom() - 1, 10);
     // The arrow keys move the selection as in a group of radio buttons.
     press(u"Right"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return appearance->selection() == P::Ocean; }, 30000));
