@@ -1,46 +1,25 @@
 #include "appearance/NativeAppearanceLanguage.h"
 
-#include <QLocale>
-
-using namespace Qt::StringLiterals;
+#include "core/InterfaceLanguage.h"
 
 namespace Tessary {
 
 NativeAppearanceLanguage NativeAppearanceLanguage::from(const QString &language)
 {
-    return from(language, language == u"system" ? preferredLanguages() : QStringList());
+    return from(language, language == u"system" ? systemPreferredLanguages() : QStringList());
 }
 
 NativeAppearanceLanguage NativeAppearanceLanguage::from(const QString &language, const QStringList &preferredLanguages)
 {
-    QString code = language;
-    if (language == u"system") {
-        code = preferredLanguages.isEmpty() ? u"en"_s : preferredLanguages.first();
+    switch (resolveInterfaceLanguage(language, preferredLanguages)) {
+    case InterfaceLanguage::SimplifiedChinese:
+        return SimplifiedChinese;
+    case InterfaceLanguage::TraditionalChinese:
+        return TraditionalChinese;
+    case InterfaceLanguage::English:
+        break;
     }
-    code = code.toLower();
-    if (!code.startsWith(u"zh")) {
-        return English;
-    }
-    for (const QString &marker : {u"hant"_s, u"-tw"_s, u"-hk"_s, u"-mo"_s}) {
-        if (code.contains(marker)) {
-            return TraditionalChinese;
-        }
-    }
-    return SimplifiedChinese;
-}
-
-QStringList NativeAppearanceLanguage::preferredLanguages()
-{
-    QStringList languages;
-    const QStringList uiLanguages = QLocale::system().uiLanguages();
-    for (QString language : uiLanguages) {
-        // The C locale is no language choice: with LANG=C the user has expressed no preference.
-        if (language == u"C" || language == u"POSIX") {
-            continue;
-        }
-        languages.append(language.replace(u'_', u'-'));
-    }
-    return languages;
+    return English;
 }
 
 QString NativeAppearanceLanguage::pick(const QString &simplifiedChinese, const QString &traditionalChinese,

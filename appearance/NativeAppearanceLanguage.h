@@ -6,8 +6,8 @@
 namespace Tessary {
 
 /**
- * Which column of a three-language text the appearance module shows. Every language other than Chinese reads
- * English; Chinese splits into Traditional (zh-Hant, zh-TW, zh-HK, zh-MO) and Simplified (everything else).
+ * Which column of a three-language text the appearance module shows: the interface language the preference resolves
+ * to (see resolveInterfaceLanguage).
  */
 class NativeAppearanceLanguage
 {
@@ -18,17 +18,11 @@ public:
         TraditionalChinese,
     };
 
-    /**
-     * Classifies a language preference value. "system" stands for the first of the user's preferred languages
-     * (English when there are none, as with LANG=C); any other value is taken as a language code.
-     */
+    /** Classifies a language preference value: "system" or a language code. */
     static NativeAppearanceLanguage from(const QString &language);
 
     /** The same with the preferred languages given, most preferred first (BCP 47 tags such as "zh-Hant-TW"). */
     static NativeAppearanceLanguage from(const QString &language, const QStringList &preferredLanguages);
-
-    /** The user's preferred languages as BCP 47 tags, without the "C" and "POSIX" locales. */
-    static QStringList preferredLanguages();
 
     constexpr NativeAppearanceLanguage(Case value)
         : m_value(value)

@@ -2,8 +2,6 @@
 
 #include <atomic>
 
-#include <QLocale>
-
 #include "updater/NativeBundle.h"
 
 using namespace Qt::StringLiterals;
@@ -142,29 +140,7 @@ UpdaterLanguage updaterLanguage(bool bundleHasLocalizations, const QStringList &
     if (!bundleHasLocalizations) {
         return UpdaterLanguage::English;
     }
-    const QString first = preferredLanguages.isEmpty() ? u"en"_s : preferredLanguages.first().toLower();
-    if (!first.startsWith(u"zh"_s)) {
-        return UpdaterLanguage::English;
-    }
-    for (const QString &marker : {u"hant"_s, u"-tw"_s, u"-hk"_s, u"-mo"_s}) {
-        if (first.contains(marker)) {
-            return UpdaterLanguage::TraditionalChinese;
-        }
-    }
-    return UpdaterLanguage::SimplifiedChinese;
-}
-
-QStringList preferredLanguages()
-{
-    QStringList languages;
-    const QStringList uiLanguages = QLocale::system().uiLanguages();
-    for (QString language : uiLanguages) {
-        if (language == u"C"_s || language == u"POSIX"_s) {
-            continue;
-        }
-        languages.append(language.replace(u'_', u'-'));
-    }
-    return languages;
+    return resolveInterfaceLanguage(u"system"_s, preferredLanguages);
 }
 
 namespace {
@@ -185,7 +161,7 @@ UpdaterLanguage currentUpdaterLanguage()
         return UpdaterLanguage(chosen);
     }
     const std::optional<NativeBundle> &bundle = NativeBundle::main();
-    return updaterLanguage(bundle && bundle->hasLocalizations(), preferredLanguages());
+    return updaterLanguage(bundle && bundle->hasLocalizations(), systemPreferredLanguages());
 }
 
 QString updaterCopy(const QString &text, UpdaterLanguage language)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/InterfaceLanguage.h"
+
 #include <QHash>
 #include <QString>
 #include <QStringList>
@@ -7,16 +9,12 @@
 namespace Tessary {
 
 /** The languages the updater speaks. Its texts are written in Simplified Chinese, which is also the lookup key. */
-enum class UpdaterLanguage {
-    English,
-    SimplifiedChinese,
-    TraditionalChinese,
-};
+using UpdaterLanguage = InterfaceLanguage;
 
 /**
  * The language for a process whose main bundle does (or does not) declare localizations, given the user's
  * preferred languages, most preferred first ("zh-Hant-TW", "en-US", …). Without declared localizations the
- * updater speaks English; otherwise the first preferred language decides ("en" when there is none).
+ * updater speaks English; otherwise the preferred languages decide as for the "system" interface language.
  */
 UpdaterLanguage updaterLanguage(bool bundleHasLocalizations, const QStringList &preferredLanguages);
 
@@ -28,9 +26,6 @@ UpdaterLanguage currentUpdaterLanguage();
 
 /** Makes the process's updater speak a language (the one the user chose for the application). */
 void setUpdaterLanguage(UpdaterLanguage language);
-
-/** The user's preferred languages as BCP 47 tags, without the "C" and "POSIX" locales (so LANG=C gives none). */
-QStringList preferredLanguages();
 
 /** A Simplified Chinese text in the given language; a text that is not a key comes back unchanged. */
 QString updaterCopy(const QString &text, UpdaterLanguage language);

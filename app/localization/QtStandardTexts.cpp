@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "app/localization/TessaryLocalized.h"
-#include "app/recognition/TessaryDefaultPrompt.h"
+#include "core/InterfaceLanguage.h"
 
 using namespace Qt::StringLiterals;
 
@@ -16,7 +16,7 @@ namespace Tessary {
 void applyQtStandardTexts(const QString &language)
 {
     static QTranslator *installed = nullptr;
-    const QString table = tessaryTableLanguage(language, TessaryDefaultPrompt::preferredLanguages());
+    const QString table = tessaryTableLanguage(language, systemPreferredLanguages());
     const QString catalogue = table == u"zh-Hans"_s   ? u"qtbase_zh_CN"_s
                               : table == u"zh-Hant"_s ? u"qtbase_zh_TW"_s
                                                       : QString();

@@ -10,7 +10,7 @@
 #include <QLocale>
 #include <QRegularExpression>
 
-#include "app/recognition/TessaryDefaultPrompt.h"
+#include "core/InterfaceLanguage.h"
 #include "platform/defaults/UserDefaults.h"
 
 using namespace Qt::StringLiterals;
@@ -54,21 +54,6 @@ const QHash<QString, StringTable> &tables()
         return result;
     }();
     return loaded;
-}
-
-std::optional<QString> tableServing(const QString &preferred)
-{
-    if (preferred.startsWith(u"zh-Hant") || preferred.startsWith(u"zh-TW") || preferred.startsWith(u"zh-HK") ||
-        preferred.startsWith(u"zh-MO")) {
-        return u"zh-Hant"_s;
-    }
-    if (preferred == u"zh" || preferred.startsWith(u"zh-")) {
-        return u"zh-Hans"_s;
-    }
-    if (preferred == u"en" || preferred.startsWith(u"en-")) {
-        return u"en"_s;
-    }
-    return std::nullopt;
 }
 
 QString fill(const QString &format, QStringView placeholder, const QString &replacement)
@@ -197,18 +182,18 @@ QString localizedMessage(const QString &message, const QString &language, int de
     return message;
 }
 
+/** Only the names of our tables are choices; any other stored value follows the system. */
+InterfaceLanguage tableLanguage(const QString &language, const QStringList &preferredLanguages)
+{
+    const bool chosen = language == u"zh-Hans" || language == u"zh-Hant" || language == u"en";
+    return resolveInterfaceLanguage(chosen ? language : u"system"_s, preferredLanguages);
+}
+
 } // namespace
 
 UpdaterLanguage tessaryUpdaterLanguage(const QString &language)
 {
-    const QString table = tessaryTableLanguage(language, TessaryDefaultPrompt::preferredLanguages());
-    if (table == u"zh-Hans") {
-        return UpdaterLanguage::SimplifiedChinese;
-    }
-    if (table == u"zh-Hant") {
-        return UpdaterLanguage::TraditionalChinese;
-    }
-    return UpdaterLanguage::English;
+    return tableLanguage(language, systemPreferredLanguages());
 }
 
 QString tessaryLocalizedMessage(const QString &message, const QString &language)
@@ -223,15 +208,7 @@ QStringList tessaryLocalizations()
 
 QString tessaryTableLanguage(const QString &language, const QStringList &preferredLanguages)
 {
-    if (language != u"system" && tessaryLocalizations().contains(language)) {
-        return language;
-    }
-    for (const QString &preferred : preferredLanguages) {
-        if (std::optional<QString> table = tableServing(preferred)) {
-            return *table;
-        }
-    }
-    return u"en"_s;
+    return interfaceLanguageCode(tableLanguage(language, preferredLanguages));
 }
 
 QString tessaryLocalized(const QString &key, const QString &language)
@@ -239,7 +216,7 @@ QString tessaryLocalized(const QString &key, const QString &language)
     const QHash<QString, StringTable> &loaded = tables();
     QString chosen = language;
     if (language == u"system" || !loaded.contains(language)) {
-        chosen = tessaryTableLanguage(u"system"_s, TessaryDefaultPrompt::preferredLanguages());
+        chosen = tessaryTableLanguage(u"system"_s, systemPreferredLanguages());
     }
     const auto table = loaded.constFind(chosen);
     if (table == loaded.constEnd()) {

@@ -37,10 +37,8 @@ QStringList tessaryLocalizations();
 
 /**
  * The table a language preference value resolves to, given the user's preferred system languages (most preferred
- * first, "-" separated tags). An explicit table name is taken as is; otherwise the first preferred language that one
- * of the tables serves wins (zh-Hant, zh-TW, zh-HK and zh-MO: Traditional Chinese; other zh: Simplified Chinese;
- * en: English). A list without a match gives English, and so does an empty one: a C or POSIX locale names no
- * language, and English is what such systems (containers, servers, minimal installs) otherwise speak.
+ * first, "-" separated tags). An explicit table name is taken as is; any other value is resolved as "system" (see
+ * resolveInterfaceLanguage).
  */
 QString tessaryTableLanguage(const QString &language, const QStringList &preferredLanguages);
 

@@ -1,6 +1,6 @@
 #include "app/recognition/TessaryDefaultPrompt.h"
 
-#include <QLocale>
+#include "core/InterfaceLanguage.h"
 
 using namespace Qt::StringLiterals;
 
@@ -49,30 +49,22 @@ const QString &englishPrompt()
 
 QStringList preferredLanguages()
 {
-    QStringList languages;
-    for (QString language : QLocale::system().uiLanguages()) {
-        if (language.isEmpty() || language == u"C" || language == u"POSIX") {
-            continue;
-        }
-        language.replace(u'_', u'-');
-        if (!languages.contains(language)) {
-            languages.append(language);
-        }
-    }
-    return languages;
+    return systemPreferredLanguages();
 }
 
 QString forLanguage(const QString &language, const QStringList &preferred)
 {
-    QString chosen = language;
-    if (language == u"system") {
-        chosen = preferred.isEmpty() ? u"zh-Hans"_s : preferred.first();
-    }
-    if (chosen.startsWith(u"zh-Hant") || chosen.startsWith(u"zh-TW") || chosen.startsWith(u"zh-HK")) {
-        return traditionalPrompt();
-    }
-    if (chosen.startsWith(u"zh")) {
+    // A system that names no language gets the prompt in the language the prompts are written in.
+    if (language == u"system" && preferred.isEmpty()) {
         return simplifiedPrompt();
+    }
+    switch (resolveInterfaceLanguage(language, preferred)) {
+    case InterfaceLanguage::SimplifiedChinese:
+        return simplifiedPrompt();
+    case InterfaceLanguage::TraditionalChinese:
+        return traditionalPrompt();
+    case InterfaceLanguage::English:
+        break;
     }
     return englishPrompt();
 }

@@ -14,9 +14,8 @@ namespace TessaryDefaultPrompt {
 
 /**
  * The current built-in prompt for a language preference value ("system", "zh-Hans", "zh-Hant", "en" or anything
- * else). "system" stands for the first of the user's preferred languages, or "zh-Hans" when there is none.
- * Values starting with "zh-Hant", "zh-TW" or "zh-HK" get Traditional Chinese, other values starting with "zh" get
- * Simplified Chinese, everything else English (case-sensitive).
+ * else), resolved as the interface language is (see resolveInterfaceLanguage); "system" on a system that names no
+ * language gets Simplified Chinese, the language the prompts are written in.
  */
 QString forLanguage(const QString &language);
 

@@ -10,7 +10,6 @@
 
 #include "app/TessaryPreferences.h"
 #include "app/localization/TessaryLocalized.h"
-#include "app/recognition/TessaryDefaultPrompt.h"
 #include "app/settings/SettingsSection.h"
 #include "app/settings/SettingsTexts.h"
 #include "updater/NativeAppVersion.h"
@@ -22,19 +21,6 @@ using namespace Qt::StringLiterals;
 namespace Tessary {
 
 namespace {
-
-/** The updater's texts in the interface language: the table the rest of the window is read from. */
-UpdaterLanguage updaterLanguageFor(const QString &interfaceLanguage)
-{
-    const QString table = tessaryTableLanguage(interfaceLanguage, TessaryDefaultPrompt::preferredLanguages());
-    if (table == u"zh-Hans"_s) {
-        return UpdaterLanguage::SimplifiedChinese;
-    }
-    if (table == u"zh-Hant"_s) {
-        return UpdaterLanguage::TraditionalChinese;
-    }
-    return UpdaterLanguage::English;
-}
 
 QString versionText(UpdaterLanguage language)
 {
@@ -104,7 +90,8 @@ UpdatesPane::UpdatesPane(TessaryPreferences &preferences, SettingsTexts &texts, 
 
 UpdaterLanguage UpdatesPane::language() const
 {
-    return updaterLanguageFor(m_preferences.language());
+    // The table the rest of the window is read from.
+    return tessaryUpdaterLanguage(m_preferences.language());
 }
 
 void UpdatesPane::showState()

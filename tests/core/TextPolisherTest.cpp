@@ -10,7 +10,6 @@
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QTcpServer>
-#include <QTcpSocket>
 #include <QTest>
 
 #include "core/PolishingReasoningPolicy.h"
@@ -296,47 +295,15 @@ TEST_F(TextPolisherTest, TransportFailuresTimeOutsStrangersAndCancelling)
     EXPECT_EQ(outcomes, 0);
 }
 
-/** A plain HTTP server on a loopback address that answers every request with the polished text "识别结果". */
-class PlainHttpServer
-{
-public:
-    explicit PlainHttpServer(const QHostAddress &address)
-    {
-        EXPECT_TRUE(m_server.listen(address)) << m_server.errorString().toStdString();
-        QObject::connect(&m_server, &QTcpServer::newConnection, [this] {
-            while (QTcpSocket *socket = m_server.nextPendingConnection()) {
-                QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
-                    m_received += socket->readAll();
-                    // The body follows the headers; the test's requests are small enough to come at once.
-                    if (!m_received.contains("\r\n\r\n")) {
-                        return;
-                    }
-                    ++m_requests;
-                    m_received.clear();
-                    const QByteArray body = answerWith(u"识别结果"_s);
-                    socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nConnection: close\r\n"
-                                  "Content-Length: " +
-                                  QByteArray::number(body.size()) + "\r\n\r\n" + body);
-                    socket->disconnectFromHost();
-                });
-                QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
-            }
-        });
-    }
-
-    quint16 port() const { return m_server.serverPort(); }
-    int requests() const { return m_requests; }
-
-private:
-    QTcpServer m_server;
-    QByteArray m_received;
-    int m_requests = 0;
-};
-
 TEST_F(TextPolisherTest, PlainHttpIsAcceptedOnThisMachineOnly)
 {
-    PlainHttpServer ipv4(QHostAddress::LocalHost);
-    PlainHttpServer ipv6(QHostAddress::LocalHostIPv6);
+    LoopbackHttpsServer ipv4;
+    LoopbackHttpsServer ipv6;
+    ASSERT_TRUE(ipv4.startPlain(u"127.0.0.1"_s) && ipv6.startPlain(u"::1"_s));
+    for (LoopbackHttpsServer *server : {&ipv4, &ipv6}) {
+        server->setRoute(endpoint, jsonRoute(200, answerWith(u"识别结果"_s)));
+        server->setRoute(u"/chat/completions"_s, jsonRoute(200, answerWith(u"识别结果"_s)));
+    }
     for (const QString &baseURL :
          {u"http://127.0.0.1:%1/v1"_s.arg(ipv4.port()), u" http://localhost:%1 "_s.arg(ipv4.port()),
           u"http://[::1]:%1/v1/"_s.arg(ipv6.port())}) {
@@ -345,7 +312,7 @@ TEST_F(TextPolisherTest, PlainHttpIsAcceptedOnThisMachineOnly)
         ASSERT_TRUE(result) << result.error().description.toStdString();
         EXPECT_EQ(*result, u"识别结果"_s);
     }
-    EXPECT_EQ(ipv4.requests() + ipv6.requests(), 3);
+    EXPECT_EQ(ipv4.requests().size() + ipv6.requests().size(), 3);
 
     // Anything that would cross the network stays HTTPS-only, with the same message as before.
     for (const QString &baseURL : {u"http://192.168.1.20:8080/v1"_s, u"http://127.0.0.2/v1"_s,

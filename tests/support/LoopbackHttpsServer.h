@@ -36,6 +36,11 @@ class LoopbackHttpsServer : public LoopbackScript
 public:
     /** Makes the certificates (127.0.0.1, localhost and the additional names) and starts; blocks until it listens. */
     bool start(QString *error = nullptr) { return startScript(QStringLiteral("https_server.py"), m_hostNames, error); }
+    /** Starts speaking plain HTTP on the address ("127.0.0.1" or "::1") instead, without certificates. */
+    bool startPlain(const QString &address)
+    {
+        return startScript(QStringLiteral("https_server.py"), {QStringLiteral("--plain=") + address}, nullptr);
+    }
     /** More DNS names for the certificate (such as "api.deepseek.com", reached through a LoopbackTunnel). */
     void setAdditionalHostNames(const QStringList &names) { m_hostNames = names; }
     /** https://127.0.0.1:PORT */

@@ -2,8 +2,10 @@
 """A loopback HTTPS server for tests.
 
 Usage: https_server.py FOLDER [HOST...]
+       https_server.py FOLDER --plain=ADDRESS
 Makes a certificate authority of its own (FOLDER/ca.pem) and with it a certificate for 127.0.0.1, localhost and the
 HOSTs, then prints the port it listens on (127.0.0.1, chosen by the system) as the first line of standard output.
+With --plain it speaks plain HTTP on ADDRESS (127.0.0.1 or ::1) instead, without certificates.
 
 FOLDER/routes.json is read again for every request, so a test can change the answers while the server runs:
   {"/path": {"status": 200, "headers": {"Content-Type": "application/json"}, "body": "...",
@@ -17,6 +19,7 @@ A path without a route gets 404. Every request is appended to FOLDER/requests.js
 import http.server
 import json
 import os
+import socket
 import socketserver
 import ssl
 import subprocess
@@ -119,11 +122,16 @@ def make_certificates():
 
 
 def main():
-    make_certificates()
-    server = Server(("127.0.0.1", 0), Handler)
-    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-    context.load_cert_chain(os.path.join(FOLDER, "server.pem"), os.path.join(FOLDER, "server.key"))
-    server.socket = context.wrap_socket(server.socket, server_side=True)
+    plain = [host.split("=", 1)[1] for host in HOSTS if host.startswith("--plain=")]
+    if plain:
+        Server.address_family = socket.AF_INET6 if ":" in plain[0] else socket.AF_INET
+        server = Server((plain[0], 0), Handler)
+    else:
+        make_certificates()
+        server = Server(("127.0.0.1", 0), Handler)
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(os.path.join(FOLDER, "server.pem"), os.path.join(FOLDER, "server.key"))
+        server.socket = context.wrap_socket(server.socket, server_side=True)
     print(server.server_address[1], flush=True)
     server.serve_forever()
 
