@@ -171,11 +171,4 @@ TEST(LocalizationTest, FormatsAreFilledAfterTheLookup)
     EXPECT_EQ(tessaryFormat(u"%@ / %@"_s, u"%@"_s), u"%@ / %@"_s);
 }
 
-// How a choice and the system's languages resolve is InterfaceLanguageTest's; the tables read any other stored
-// value as "system".
-TEST(LocalizationTest, AnUnknownStoredChoiceFollowsTheSystem)
-{
-    EXPECT_EQ(tessaryTableLanguage(u"fr"_s, {u"zh-TW"_s}), u"zh-Hant"_s);
-}
-
 } // namespace

@@ -202,14 +202,9 @@ TEST_F(TessaryPreferencesTest, BuiltInPromptFollowsTheLanguageAndAnEditedOneStay
     EXPECT_EQ(reread()->string(u"language"_s), u"zh-Hans"_s);
 }
 
-TEST_F(TessaryPreferencesTest, ColorModeAppliesBeforeTheConfigurationCallback)
+TEST_F(TessaryPreferencesTest, OnlyTheExactDarkModeIsDarkWithoutAPortal)
 {
     TessaryPreferences preferences(*m_defaults);
-    std::optional<bool> darkWhenCalledBack;
-    preferences.onConfigurationChange = [&] { darkWhenCalledBack = ColorModePalettes::isDarkApplied(); };
-    preferences.setColorMode(u"dark"_s);
-    EXPECT_EQ(darkWhenCalledBack, true);
-
     // Anything but the two exact values follows the desktop, and this session has no portal: light.
     for (const QString &mode : {u"light"_s, u"dark"_s, u"Dark"_s, u"dark"_s, u"sepia"_s}) {
         preferences.setColorMode(mode);
