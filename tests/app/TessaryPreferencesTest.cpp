@@ -181,24 +181,19 @@ TEST_F(TessaryPreferencesTest, BuiltInPromptFollowsTheLanguageAndAnEditedOneStay
     m_defaults->setString(u"language"_s, u"zh-Hans"_s);
     TessaryPreferences preferences(*m_defaults);
     ASSERT_EQ(preferences.polishPrompt(), current(0));
-    listen(preferences);
 
     preferences.setLanguage(u"en"_s);
     EXPECT_EQ(preferences.polishPrompt(), current(2));
     EXPECT_EQ(reread()->string(u"polishPrompt"_s), current(2));
-    EXPECT_EQ(m_calls, (QStringList{u"configuration"_s, u"language"_s, u"configuration"_s}));
 
     // A legacy prompt that reached the preference (from a synchronised file) follows too.
     preferences.setPolishPrompt(legacy(1));
-    m_calls.clear();
     preferences.setLanguage(u"zh-Hant"_s);
     EXPECT_EQ(preferences.polishPrompt(), current(1));
 
     preferences.setPolishPrompt(current(1) + u"\n不要翻译。"_s);
-    m_calls.clear();
     preferences.setLanguage(u"zh-Hans"_s);
     EXPECT_EQ(preferences.polishPrompt(), current(1) + u"\n不要翻译。"_s);
-    EXPECT_EQ(m_calls, (QStringList{u"language"_s, u"configuration"_s}));
     EXPECT_EQ(reread()->string(u"language"_s), u"zh-Hans"_s);
 }
 
