@@ -103,9 +103,8 @@ protected:
         const QColor accent = palette.color().toRgb();
         EXPECT_EQ(m_app->appearance().selection(), palette);
 
-        // The window selects and links in the accent (its fields and what it opens follow it: the library's tests).
+        // The window selects in the accent (its fields and what it opens follow it: the library's tests).
         EXPECT_EQ(describe(window()->palette().color(QPalette::Highlight)), describe(accent));
-        EXPECT_EQ(describe(window()->palette().color(QPalette::Link)), describe(accent));
 
         // The picker marks the pick and only the pick (the tiles' drawing is the picker's own tests').
         for (NativeAppearanceTile *each : m_picker->tiles()) {
