@@ -1,6 +1,6 @@
-// The application's icon, drawn in each accent palette at every size, and the palette in the running application:
-// picking a palette in the settings window with real clicks retints the window and changes the application icon
-// (which every window shows), the picker's icons and the tray glyph at once; the pick survives a restart.
+// The accent palette in the running application: picking a palette in the settings window with real clicks retints the
+// window and changes the application icon (which every window shows), the picker's mark and the tray glyph at once;
+// the pick survives a restart.
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,6 @@
 #include <QApplication>
 #include <QDir>
 #include <QMainWindow>
-#include <QPushButton>
 #include <QSystemTrayIcon>
 #include <QTemporaryDir>
 #include <QTest>
@@ -38,18 +37,6 @@ bool isNear(const QColor &color, const QColor &expected, int tolerance = 3)
            std::abs(color.blue() - expected.blue()) <= tolerance;
 }
 
-/** How many of the image's pixels show the colour. */
-int pixelsNear(const QImage &image, const QColor &color, int tolerance)
-{
-    int count = 0;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            count += isNear(image.pixelColor(x, y), color, tolerance) ? 1 : 0;
-        }
-    }
-    return count;
-}
-
 std::string describe(const QColor &color)
 {
     return color.toRgb().name(QColor::HexArgb).toStdString();
@@ -71,27 +58,6 @@ QColor squareFill(const QImage &icon)
 QColor trayGlyphColor(const QSystemTrayIcon *tray)
 {
     return Tessary::Test::inkColour(tray->icon().pixmap(QSize(22, 22), 1.0).toImage());
-}
-
-// The artwork in two palettes at small and large sizes, and drawn at the density asked (HiDPI).
-TEST(TessaryIconTest, DrawsTheRoundedSquareViewfinderAndCursorAtTheDensityAsked)
-{
-    for (const NativeAccentPalette palette : {NativeAccentPalette::Violet, NativeAccentPalette::Amber}) {
-        for (const int side : {16, 512}) {
-            SCOPED_TRACE(palette.rawValue().toStdString() + " " + std::to_string(side));
-            const QImage image = TessaryIcon::render(palette, side);
-            ASSERT_EQ(image.size(), QSize(side, side));
-            const QColor fill = palette.color().toRgb();
-            EXPECT_EQ(image.pixelColor(0, 0).alpha(), 0) << "outside the rounded corner";
-            EXPECT_TRUE(isNear(squareFill(image), fill, 2)) << "the square in the palette's colour";
-            // The white cursor: lighter than the square, even where its stem straddles two pixels.
-            EXPECT_GT(image.pixelColor(at(side, 512, 506)).lightness(), fill.lightness() + 60);
-        }
-    }
-    // 32 logical pixels at twice the density is a 64-pixel drawing, not an enlarged 32-pixel one.
-    const QPixmap hiDpi = TessaryIcon::image(NativeAccentPalette::Ocean).pixmap(QSize(32, 32), 2.0);
-    EXPECT_EQ(hiDpi.toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied),
-              TessaryIcon::render(NativeAccentPalette::Ocean, 64));
 }
 
 class AccentPaletteTest : public ::testing::Test
@@ -137,21 +103,12 @@ protected:
         const QColor accent = palette.color().toRgb();
         EXPECT_EQ(m_app->appearance().selection(), palette);
 
-        // The window selects and links in the accent (its fields and what it opens follow it: the library's tests).
+        // The window selects in the accent (its fields and what it opens follow it: the library's tests).
         EXPECT_EQ(describe(window()->palette().color(QPalette::Highlight)), describe(accent));
-        EXPECT_EQ(describe(window()->palette().color(QPalette::Link)), describe(accent));
 
-        // The selected colour mode, a checked segment, is filled with the accent.
-        auto *segment = window()->findChild<QPushButton *>(u"colorMode-system"_s);
-        ASSERT_NE(segment, nullptr);
-        const QImage drawn = segment->grab().toImage();
-        EXPECT_GT(pixelsNear(drawn, accent, 8), drawn.width() * drawn.height() / 2);
-
-        // The picker marks the pick and only the pick, and shows the icon in each tile's palette.
+        // The picker marks the pick and only the pick (the tiles' drawing is the picker's own tests').
         for (NativeAppearanceTile *each : m_picker->tiles()) {
             EXPECT_EQ(each->isSelected(), each->accentPalette() == palette) << each->objectName().toStdString();
-            EXPECT_GT(pixelsNear(each->grab().toImage(), each->accentPalette().color().toRgb(), 3), 200)
-                << each->objectName().toStdString();
         }
 
         EXPECT_TRUE(isNear(squareFill(QApplication::windowIcon().pixmap(QSize(64, 64), 1.0).toImage()), accent));

@@ -148,6 +148,18 @@ protected:
         EXPECT_TRUE(QDir(m_home.path(u"tmp"_s)).entryList({u"tessary-*.png"_s}, QDir::Files).isEmpty());
     }
 
+    /** The toast on screen, read as a user reads it (by the application's own recognition, which copies it). */
+    QByteArray toastText()
+    {
+        const QString toast = xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s});
+        const QString picture = m_home.path(u"toast.png"_s);
+        if (toast.isEmpty() ||
+            !QGuiApplication::primaryScreen()->grabWindow(toast.section(u'\n', 0, 0).toULongLong()).save(picture)) {
+            return {};
+        }
+        return runProcess(buildPath(u"bin/tessary"_s), {u"--ocr-file"_s, picture}, m_environment).standardOutput;
+    }
+
     PrivateHome m_home;
     QProcessEnvironment m_environment = m_home.environment();
     TrayHost m_tray;
@@ -194,15 +206,8 @@ TEST_F(CaptureTest, AQrCodeUnderTheTextIsWhatIsCopiedAndTheToastNamesIt)
     EXPECT_TRUE(QTest::qWaitFor([&] { return clipboardTextElsewhere() == link; }, 30000))
         << clipboardTextElsewhere().value_or(QString()).toStdString();
     EXPECT_TRUE(QTest::qWaitFor([&] { return m_tray.statusLine() == u"Code content copied"_s; }, 10000));
-    // The toast, read as a user reads it: the code's kind where the character count would be.
-    const QString toast = xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s});
-    ASSERT_FALSE(toast.isEmpty());
-    ASSERT_TRUE(QGuiApplication::primaryScreen()
-                    ->grabWindow(toast.section(u'\n', 0, 0).toULongLong())
-                    .save(m_home.path(u"toast.png"_s)));
-    const QByteArray shown =
-        runProcess(buildPath(u"bin/tessary"_s), {u"--ocr-file"_s, m_home.path(u"toast.png"_s)}, m_environment)
-            .standardOutput;
+    // The toast: the code's kind where the character count would be.
+    const QByteArray shown = toastText();
     EXPECT_TRUE(shown.contains("QR code") && !shown.contains("Characters")) << shown.data();
 }
 
@@ -262,21 +267,10 @@ TEST_F(CaptureTest, RefusedPolishShowsTheServicesReasonInAToastAndLeavesTheClipb
     EXPECT_TRUE(QTest::qWaitFor(
         [&] { return m_tray.statusLine().contains(u"Incorrect API key provided: sk-wrong."_s); }, 30000))
         << m_tray.statusLine().toStdString();
-    // The failure toast, not the one of the polish under way: its triangle is in the warning colour.
-    const QString toast = xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s});
-    ASSERT_FALSE(toast.isEmpty());
-    const QImage shown =
-        QGuiApplication::primaryScreen()->grabWindow(toast.section(u'\n', 0, 0).toULongLong()).toImage();
-    bool warningColour = false;
-    for (int y = 0; y < shown.height() && !warningColour; ++y) {
-        for (int x = 0; x < shown.width() && !warningColour; ++x) {
-            const QColor pixel = shown.pixelColor(x, y);
-            warningColour = pixel.red() > 230 && pixel.green() > 120 && pixel.green() < 180 && pixel.blue() < 40;
-        }
-    }
-    EXPECT_TRUE(warningColour);
     EXPECT_EQ(clipboardTextElsewhere(), u"before"_s);
     EXPECT_EQ(server.requests().size(), 1);
+    // The failure toast, not the one of the polish under way.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return toastText().contains("failed"); }, 20000));
 }
 
 TEST_F(CaptureTest, ShortcutThroughKdesDaemonCopiesTheTextAndQuitLetsTheKeyGo)
