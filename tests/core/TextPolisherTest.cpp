@@ -272,11 +272,10 @@ TEST_F(TextPolisherTest, TransportFailuresTimeOutsStrangersAndCancelling)
                   int(QNetworkReply::SslHandshakeFailedError));
     EXPECT_TRUE(stranger.requests().isEmpty());
 
-    // The default time-out is a minute; deleting the reply cancels it without an outcome.
+    // Deleting the reply cancels it without an outcome.
     m_server.clearRequests();
     int outcomes = 0;
     auto *reply = TextPolisher::polish(text, base(), u"m"_s, prompt, key, m_session);
-    EXPECT_EQ(reply->timeout(), 60s);
     QObject::connect(reply, &PolishReply::finished, [&outcomes] { ++outcomes; });
     ASSERT_TRUE(QTest::qWaitFor([&] { return !m_server.requests().isEmpty(); }, 10000));
     delete reply;
