@@ -217,7 +217,6 @@ TEST_F(SecureConfigurationRepositoryTest, AnythingButAFileInItsPlaceIsAnErrorAtO
 {
     const auto noFolder = SecureConfigurationRepository::readData(path());
     EXPECT_EQ(noFolder.error().errorNumber, ENOENT);
-    EXPECT_EQ(noFolder.error().path, folder()) << "the folder, whose lock comes first";
     ASSERT_TRUE(QDir().mkpath(folder()));
     SecureConfigurationRepository repository(path());
     const auto noFile = repository.read();
@@ -230,7 +229,6 @@ TEST_F(SecureConfigurationRepositoryTest, AnythingButAFileInItsPlaceIsAnErrorAtO
     ASSERT_EQ(::mkfifo(QFile::encodeName(path()).constData(), 0600), 0);
     const auto fifo = repository.read();
     EXPECT_EQ(fifo.error().code, Code::System);
-    EXPECT_EQ(fifo.error().path, path());
     EXPECT_FALSE(repository.write("{}"));
     EXPECT_FALSE(QFileInfo(path()).isFile()) << "what the user put there stays";
     ASSERT_TRUE(QFile::remove(path()) && QDir().mkpath(path()));
