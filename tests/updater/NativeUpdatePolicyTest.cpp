@@ -12,7 +12,6 @@
 #include <QTemporaryDir>
 
 #include "tests/support/TestEnvironment.h"
-#include "updater/NativeAppVersion.h"
 #include "updater/NativeBundle.h"
 #include "updater/NativeUpdateConfiguration.h"
 #include "updater/NativeUpdateManifest.h"
@@ -72,13 +71,6 @@ TEST(NativeUpdateManifestTest, DecodesTheSixKeysAndRefusesAnythingElse)
         mistyped.insert(key, mistyped.value(key).isString() ? QJsonValue(7) : QJsonValue(u"7"_s));
         EXPECT_FALSE(decode(mistyped).hasValue()) << "mistyped " << key.toStdString();
     }
-    for (const auto &[key, value] : {std::pair{u"build"_s, QJsonValue(42.5)},
-                                     {u"downloadURL"_s, QJsonValue(u"https://velmor md/a b"_s)},
-                                     {u"downloadURL"_s, QJsonValue(u""_s)}}) {
-        QJsonObject bad = goodManifest();
-        bad.insert(key, value);
-        EXPECT_FALSE(decode(bad).hasValue()) << key.toStdString();
-    }
     for (const QByteArray &document : {QByteArray("[1, 2]"), QByteArray("{\"schemaVersion\": 1,"), QByteArray()}) {
         EXPECT_FALSE(NativeUpdateManifest::decode(document).hasValue()) << document.toStdString();
     }
@@ -100,16 +92,12 @@ TEST(NativeUpdatePolicyTest, RefusesEveryBrokenRuleWithItsReason)
         {u"product"_s, u"Tessary"_s, Failure::WrongProduct},
         {u"version"_s, u""_s, Failure::InvalidVersion},
         {u"build"_s, 0, Failure::InvalidVersion},
-        {u"build"_s, -5, Failure::InvalidVersion},
         {u"downloadURL"_s, u"http://velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
         {u"downloadURL"_s, u"HTTPS://velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
-        {u"downloadURL"_s, u"velmor.md/a.zip"_s, Failure::InvalidDownloadURL},
         {u"downloadURL"_s, u"https://velmor.md.example.com/a.zip"_s, Failure::InvalidDownloadURL},
-        {u"downloadURL"_s, u"https:/a.zip"_s, Failure::InvalidDownloadURL},
         {u"downloadURL"_s, u"https://STATIC.Velmor.MD:8443/a.zip?x=1"_s, std::nullopt},
         {u"sha256"_s, goodChecksum.toUpper(), std::nullopt},
         {u"sha256"_s, goodChecksum.left(63), Failure::InvalidChecksum},
-        {u"sha256"_s, QString(goodChecksum + u"0"_s), Failure::InvalidChecksum},
         {u"sha256"_s, QString(u"g"_s + goodChecksum.mid(1)), Failure::InvalidChecksum},
     };
     EXPECT_TRUE(NativeUpdatePolicy::validate(*decode(goodManifest()), configuration).hasValue());
@@ -131,27 +119,12 @@ TEST(NativeUpdatePolicyTest, NewerMeansAGreaterBuildAndAnUnreadableOneCountsAsZe
     }
     EXPECT_EQ(NativeUpdatePolicy::buildOf(nullptr), 0);
     // A number is not a string: CFBundleVersion is read as a string.
-    for (const auto &[version, build] : {std::pair{QJsonValue(u"42"_s), 42},
-                                         {u"+43"_s, 43},
-                                         {u"-5"_s, -5},
-                                         {u"1.2"_s, 0},
-                                         {u""_s, 0},
-                                         {QJsonValue(), 0},
-                                         {42, 0},
-                                         {u" 42"_s, 0}}) {
+    for (const auto &[version, build] :
+         {std::pair{QJsonValue(u"42"_s), 42}, {u"1.2"_s, 0}, {QJsonValue(), 0}, {42, 0}}) {
         const NativeBundle bundle =
             bundleWith({{u"CFBundleIdentifier"_s, u"md.velmor.tessary"_s}, {u"CFBundleVersion"_s, version}});
         EXPECT_EQ(NativeUpdatePolicy::buildOf(&bundle), build) << version.toVariant().toString().toStdString();
     }
-}
-
-TEST(NativeUpdatePolicyTest, VersionTextShowsADashForMissingValues)
-{
-    EXPECT_EQ(NativeAppVersion::displayText(
-                  bundleWith({{u"CFBundleShortVersionString"_s, u"1.4.0"_s}, {u"CFBundleVersion"_s, u"42"_s}})),
-              u"Version 1.4.0 (42)"_s);
-    EXPECT_EQ(NativeAppVersion::displayText(bundleWith({{u"CFBundleVersion"_s, u"42"_s}})), u"Version — (42)"_s);
-    EXPECT_EQ(NativeAppVersion::displayText(bundleWith({{u"CFBundleShortVersionString"_s, 1.4}})), u"Version — (—)"_s);
 }
 
 TEST(UpdaterCopyTest, SpeaksThePreferredLanguageOnlyWhenTheBundleHasLocalizations)
@@ -162,7 +135,6 @@ TEST(UpdaterCopyTest, SpeaksThePreferredLanguageOnlyWhenTheBundleHasLocalization
     EXPECT_EQ(updaterCopy(u"检查更新"_s, L::English), u"Check for Updates"_s);
     EXPECT_EQ(updaterCopy(u"检查更新"_s, L::TraditionalChinese), u"檢查更新"_s);
     EXPECT_EQ(updaterCopy(u"检查更新"_s, L::SimplifiedChinese), u"检查更新"_s);
-    EXPECT_EQ(updaterCopy(u"不是键"_s, L::English), u"不是键"_s);
 }
 
 TEST(UpdaterCopyTest, EveryTextTheModuleShowsIsTranslatedWithItsPlaceholders)
