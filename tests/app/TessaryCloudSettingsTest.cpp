@@ -409,6 +409,7 @@ TEST_F(TessaryCloudSettingsTest, SettingsPaneSwitchesSyncThroughTheRealAlertAndS
     deliver(file(), configuration({{u"aiModel"_s, u"their-model"_s}}));
     // The alert a user sees, not a scripted answer.
     m_cloud = std::make_unique<TessaryCloudSettings>(*m_preferences, *m_appearance, m_defaults);
+    m_preferences->onConfigurationChange = [raw = m_cloud.get()] { raw->save(); };
     QNetworkAccessManager session;
     TessarySettingsWindow settings(TessarySettingsWindow::General, *m_preferences, *m_appearance, session);
     settings.setCloudSettings(m_cloud.get());
