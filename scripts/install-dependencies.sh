@@ -16,6 +16,8 @@ packages=(
     tesseract-ocr-eng tesseract-ocr-chi-sim tesseract-ocr-chi-tra fonts-noto-cjk qt6-translations-l10n
     # virtual display, clipboard and desktop services for the sample run and the tests
     xvfb xauth xdotool xclip x11-utils trayer desktop-file-utils dbus dbus-x11 gnome-keyring libsecret-tools
+    # two X11 monitors: Xorg with the dummy video driver
+    xserver-xorg-core xserver-xorg-video-dummy
     openssl python3 python3-dbus zip unzip
     # the desktop portal's colour-scheme setting, read from GNOME's settings in dconf
     xdg-desktop-portal xdg-desktop-portal-gtk dconf-service dconf-gsettings-backend gsettings-desktop-schemas

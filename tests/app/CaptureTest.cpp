@@ -188,7 +188,16 @@ TEST_F(CaptureTest, EscapeCancelsThenShortcutAndDragCopyTheTextAndAnnounceIt)
     selectTheSample();
     EXPECT_TRUE(QTest::qWaitFor([&] { return m_tray.statusLine() == u"已复制识别文字"_s; }, 10000))
         << m_tray.statusLine().toStdString();
-    EXPECT_TRUE(waitForWindow(u"^Tessary Toast$"_s, true, 0));
+    ASSERT_TRUE(waitForWindow(u"^Tessary Toast$"_s, true, 0));
+    // On the monitor where the selection ended: with two monitors (with-xvfb's TESSARY_X_MONITORS=2), the one left of
+    // the primary.
+    const QString toast = xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s});
+    const QString shape = xdotool({u"getwindowgeometry"_s, u"--shell"_s, toast.section(u'\n', 0, 0)});
+    const auto value = [&](const QString &name) { return shape.section(name + u'=', 1).section(u'\n', 0, 0).toInt(); };
+    const QScreen *ended = QGuiApplication::screenAt(QPoint(m_sample.width() - 1, m_sample.height() - 1));
+    ASSERT_NE(ended, nullptr);
+    EXPECT_TRUE(ended->geometry().contains(QRect(value(u"X"_s), value(u"Y"_s), value(u"WIDTH"_s), value(u"HEIGHT"_s))))
+        << shape.toStdString();
 }
 
 TEST_F(CaptureTest, AQrCodeUnderTheTextIsWhatIsCopiedAndTheToastNamesIt)
