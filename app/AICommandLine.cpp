@@ -9,6 +9,7 @@
 
 #include "app/CommandLineOutput.h"
 #include "app/GraphemeCount.h"
+#include "app/TessaryPreferences.h"
 #include "app/localization/AIKeyRefusal.h"
 #include "app/localization/FailureMessages.h"
 #include "app/localization/TessaryLocalized.h"
@@ -26,10 +27,6 @@ namespace Tessary::AICommandLine {
 namespace {
 
 using CommandLineOutput::write;
-
-// The DeepSeek API's OpenAI-compatible root and model, the same defaults the preferences start with.
-constexpr QStringView defaultBaseURL = u"https://api.deepseek.com/v1";
-constexpr QStringView defaultModel = u"deepseek-v4-flash";
 
 constexpr QStringView benchmarkText = u"这是一段用于测试 OCR 润色速度的示例文字，请修正错别字和标点。";
 constexpr QStringView benchmarkPrompt = u"只修正错别字和标点，保留原意，只输出修正后的文字。";
@@ -101,8 +98,8 @@ public:
         }
         m_timer.start();
         const UserDefaults defaults;
-        const QString baseURL = defaults.string(u"aiBaseURL"_s).value_or(defaultBaseURL.toString());
-        const QString model = defaults.string(u"aiModel"_s).value_or(defaultModel.toString());
+        const QString baseURL = defaults.string(u"aiBaseURL"_s).value_or(TessaryPreferences::defaultBaseURL());
+        const QString model = defaults.string(u"aiModel"_s).value_or(TessaryPreferences::defaultModel());
 
         PolishReply *reply =
             TextPolisher::polish(benchmarkText.toString(), baseURL, model, benchmarkPrompt.toString(), *key, m_session);
