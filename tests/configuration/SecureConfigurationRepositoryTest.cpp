@@ -167,24 +167,22 @@ TEST_F(SecureConfigurationRepositoryTest, ReplaceBacksUpTheOldFileAndIgnoresTheB
 // do not. An explicit replace goes through, leaving the copy for the user to settle.
 TEST_F(SecureConfigurationRepositoryTest, ConflictCopiesStopReadingAndWritingButNotAReplace)
 {
+    // One name per tool, in any case, and with Dropbox's number for a second copy.
     const QStringList conflicts =
-        QString::fromUtf8("config.sync-conflict-20261123-101500-ABCDEFG.json|"
-                          "Config.Sync-Conflict-20261123-101500-abc2def.JSON|"
-                          "config (conflicted copy 2026-11-23 101500).json|config_conflict-20261123-101500.json|"
-                          "config (Mei's MacBook conflicted copy 2026-11-23).json|"
-                          "config (laptop conflicted copy 2026-11-23) (2).json|"
-                          "CONFIG (Laptop's Conflicted Copy 2026-11-23).JSON")
+        QString::fromUtf8(
+            "Config.Sync-Conflict-20261123-101500-abc2def.JSON|"
+            "config (conflicted copy 2026-11-23 101500).json|config_conflict-20261123-101500.json|"
+            "config (laptop conflicted copy 2026-11-23).json|config (laptop conflicted copy 2026-11-23) (2).json")
             .split(u'|');
+    // Each differs from a copy's name in one part of it.
     const QStringList lookAlikes =
         QString::fromUtf8("config.sync-conflict-20261123-101500-ABCDEF.json|"
                           "config.sync-conflict-20261123-1015-ABCDEFG.json|"
                           "settings.sync-conflict-20261123-101500-ABCDEFG.json|"
                           "config.sync-conflict-20261123-101500-ABCDEFG.txt|"
                           "config.json.sync-conflict-20261123-101500-ABCDEFG|config (conflicted copy 2026-11-23).json|"
-                          "config_conflict-20261123.json|config ( conflicted copy 2026-11-23).json|"
-                          "config (laptop conflicted copy 2026-11-23) 2.json|config (copy).json|"
-                          "old config.sync-conflict-20261123-101500-ABCDEFG.json|.config.json.tessary-k3x9a7.tmp|"
-                          ".syncthing.config.json.tmp|config.json.nextcloud")
+                          "config_conflict-20261123.json|config (laptop conflicted copy 2026-11-23) 2.json|"
+                          "old config.sync-conflict-20261123-101500-ABCDEFG.json|.config.json.tessary-k3x9a7.tmp")
             .split(u'|');
     writeFile(path(), "{\"v\":1}");
     SecureConfigurationRepository repository(path());
