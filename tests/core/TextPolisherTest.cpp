@@ -108,7 +108,6 @@ TEST_F(TextPolisherTest, SendsOnePostWithTheChatRequestAndTheProvidersField)
         {"  {base}/v1\n", "  my-local-model \t", "/v1/chat/completions", ""},
         {"{base}//v1//", "m", "/v1/chat/completions", ""},
         {"{base}", "m", "/chat/completions", ""},
-        {"{base}/v1/chat/completions", "m", "/v1/chat/completions/chat/completions", ""},
         {"{base}/team%20a/v1", "m", "/team%20a/v1/chat/completions", ""},
         {"https://api.deepseek.com/v1", "deepseek-v4-flash", "/v1/chat/completions",
          R"("thinking":{"type":"disabled"})"},
@@ -216,7 +215,6 @@ TEST_F(TextPolisherTest, AnswersAndStatusesThatAreNoPolishedTextFail)
     failsWith({{u"status"_s, 308}, {u"redirect"_s, u"https://localhost:%1/x"_s.arg(m_server.port())}}, ai,
               httpFailure(308));
     failsWith({{u"close"_s, true}}, u"QNetworkReply"_s);
-    EXPECT_EQ(m_server.requests().last()[u"path"].toString(), endpoint);
 
     // A huge answer is cut off, not read; its status still decides when it is an error.
     QFile chunk(m_server.workPath() + u"/chunk"_s);
@@ -299,9 +297,7 @@ TEST_F(TextPolisherTest, PlainHttpIsAcceptedOnThisMachineOnly)
 const std::pair<const char *, const char *> table[] = {
     {"api.deepseek.com", "deepseek-flash:T deepseek-chat:T deepseek-v4-flash-2026:T deepseek-v4-pro:T DeepSeek-Chat:T "
                          "deepseek-vl2-vision:U deepseek-v4-flash-vision:U deepseek-reasoner:U deepseek-chat-v2:U :U"},
-    {"API.DEEPSEEK.COM", "deepseek-chat:T"},
     {"eu.api.deepseek.com", "deepseek-chat:U"},
-    {"api.deepseek.com:443", "deepseek-chat:U"},
     {"api.openai.com", "gpt-5.1:R gpt-5.4-mini:R GPT-5.2:R gpt-6-luna-mini:R gpt-5:U gpt-5.0:U gpt-5.7:U gpt-5.1x:U "
                        "gpt-5.１:U gpt-5.1-codex:U gpt-5.2-pro:U gpt-6-sol-pro:U gpt-4o:U"},
     {"generativelanguage.googleapis.com",
@@ -310,10 +306,8 @@ const std::pair<const char *, const char *> table[] = {
                                "deepseek-v4-flash:E kimi-k2.5:E kimi-k2.5-thinking:U glm-4.6:E minimax-m3:T "
                                "minimax-m3-turbo:U"},
     {"dashscope-intl.aliyuncs.com", "qwen3-max:E"},
-    {"ws-1.ap-southeast-1.maas.aliyuncs.com", "qwen3-max:E"},
     {"WS-1.CN-HONGKONG.MAAS.ALIYUNCS.COM", "glm-5:E"},
     {"maas.aliyuncs.com", "qwen3-max:U"},
-    {"oss.aliyuncs.com", "qwen3-max:U"},
     {"api.moonshot.ai", "kimi-k2.5:T kimi-k2.5-thinking:U"},
     {"api.moonshot.cn", "Kimi-K2.5-Preview:T kimi-k2:U"},
     {"api.anthropic.com", "claude-sonnet-5:T claude-sonnet-5-latest:U"},
@@ -327,10 +321,7 @@ const std::pair<const char *, const char *> table[] = {
                       "minimax/minimax-m3:O z-ai/glm-4.5-air:O mistralai/mistral-large:U"},
     {"api.openrouter.ai", "openai/gpt-5.2:O"},
     {"OpenRouter.AI", "OpenAI/GPT-5.2:O"},
-    {"llm.example.internal", "deepseek-chat:U"},
-    {"127.0.0.1", "gpt-5.2:U"},
     {"localhost", "openai/gpt-5.2:U"},
-    {"", "deepseek-chat:U"},
 };
 
 TEST(PolishingReasoningPolicyTest, ChoosesTheProvidersField)
