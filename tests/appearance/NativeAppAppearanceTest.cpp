@@ -68,9 +68,6 @@ TEST(NativeAccentPaletteTest, RawValuesNamesLanguagesAndTheStoredChoice)
     for (const P palette : P::allCases()) {
         EXPECT_EQ(P::fromRawValue(palette.rawValue()), palette);
     }
-    for (const QString &foreign : {u"Ocean"_s, u" ocean"_s, u"4"_s}) {
-        EXPECT_FALSE(P::fromRawValue(foreign).has_value()) << foreign.toStdString();
-    }
     // The tests run with LANG=C: no preferred language, so "system" names are the English ones.
     EXPECT_EQ(P(P::Ocean).title(), u"Ocean"_s);
     EXPECT_EQ(P(P::Violet).title(u"zh-Hant"_s), u"紫羅蘭"_s);
@@ -124,7 +121,6 @@ TEST(NativeAppAppearanceTest, TintsWindowsAndWhatTheyOpenFollowingSelectionAndCo
     ASSERT_NE(list, &window);
     ASSERT_TRUE(QTest::qWaitFor([&] { return list->isVisible(); }, 30000));
     EXPECT_EQ(highlight(list), P(P::Violet).color());
-    EXPECT_GT(pixelsOf(languages->view(), P(P::Violet).color()), 0);
     std::unique_ptr<QMenu> menu(field->createStandardContextMenu());
     menu->popup(QPoint(10, 10));
     ASSERT_TRUE(QTest::qWaitFor([&] { return menu->isVisible(); }, 30000));
