@@ -73,7 +73,6 @@ TEST_F(SecureConfigurationRepositoryTest, WritesOnlyOverTheBytesItLastSaw)
     EXPECT_FALSE(first.isCurrent(QByteArray()));
     ASSERT_TRUE(first.write("{\"a\":1}"));
     EXPECT_EQ(fileContents(path()), "{\"a\":1}");
-    EXPECT_EQ(first.revision(), 1);
     EXPECT_TRUE(first.isCurrent("{\"a\":1}"));
     EXPECT_FALSE(first.isCurrent("{\"a\":2}"));
     EXPECT_EQ(permissions(path()), mode_t(0600));
@@ -94,7 +93,6 @@ TEST_F(SecureConfigurationRepositoryTest, WritesOnlyOverTheBytesItLastSaw)
     EXPECT_EQ(repository.read().valueOr(QByteArray()), "{\"old\":true}");
     ASSERT_TRUE(repository.write("{\"new\":true}"));
     ASSERT_TRUE(repository.write("{\"newer\":true}")) << "its own write is the new baseline";
-    EXPECT_EQ(repository.revision(), 3);
     EXPECT_EQ(permissions(path()), mode_t(0640)) << "an existing file keeps its permission bits";
     EXPECT_EQ(folderEntries(), (QStringList{u".config.json.tessary-notes.txt"_s, u"config.json"_s}));
 
@@ -378,7 +376,6 @@ TEST_F(SecureConfigurationFileMonitorTest, FolderThatGoesAwayAndComesBackIsWatch
     // Missing with its parent at start, created, deleted, created again with the file in it, moved away, created:
     // each a change, and each time the folder is there its file is watched again.
     EXPECT_TRUE(changes([&] { QDir().mkpath(folder()); }));
-    EXPECT_TRUE(changes([&] { writeFile(path()); }));
     EXPECT_TRUE(changes([&] { QDir(folder()).removeRecursively(); }));
     EXPECT_TRUE(changes([&] { QDir().mkpath(folder()), writeFile(path()); }));
     EXPECT_TRUE(changes([&] { touchMode(); }));

@@ -293,9 +293,6 @@ TEST_F(NativeUpdaterTest, ThePanesButtonLeadsThroughDownloadToARestartThatNeedsA
 
 TEST_F(NativeUpdaterTest, TheSwitchIsStoredAndTheFirstAutomaticCheckFollowsFourSecondsLater)
 {
-    UserDefaults empty(m_dir.filePath(u"empty.ini"_s));
-    EXPECT_FALSE(NativeUpdater(testConfiguration(), empty).automaticallyChecksForUpdates()) << "no fallback: off";
-
     serveManifest({{u"build"_s, 42}});
     TessaryPreferences preferences(m_defaults);
     SettingsTexts texts(preferences);

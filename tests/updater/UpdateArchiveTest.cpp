@@ -166,12 +166,14 @@ TEST_F(UpdateArchiveTest, EveryAttackIsRejectedWithNothingInstalled)
         {"otherVersionSignedForIt",
          [&] { return !(writeBundle(app(), {.version = u"2.0"_s}) && signBundle(app()) && notarizeBundle(app())); }},
         {"signedByUntrustedKey", [&] { return !(signBundle(app(), otherKey) && notarizeBundle(app())); }},
+        // Genuinely notarized, so that only the developer signature can tell.
         {"untrustedKeyClaimingOurTeam",
          [&] {
              signBundle(app(), otherKey);
              const QByteArray sealed = fileContents(app() + seal);
              const qsizetype team = sealed.indexOf("\"teamIdentifier\": \"") + 19;
-             return !writeFile(app() + seal, QByteArray(sealed).replace(team, 10, testTeamIdentifier().toLatin1()));
+             return !(writeFile(app() + seal, QByteArray(sealed).replace(team, 10, testTeamIdentifier().toLatin1())) &&
+                      notarizeBundle(app()));
          }},
         {"developmentSignature",
          [&] {
