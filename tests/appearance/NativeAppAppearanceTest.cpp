@@ -236,11 +236,6 @@ TEST(NativeIconRecoloringTest, RecoloursOnlyWhatBelongsToTheDominantHueKeepingSh
     }
 }
 
-void press(const QString &chord)
-{
-    ASSERT_TRUE(Tessary::Test::pressKeys(chord)) << chord.toStdString();
-}
-
 /** Another program owns the clipboard with the data, until someone else takes it. */
 void offerElsewhere(const QByteArray &data, const QString &type = u"UTF8_STRING"_s)
 {
@@ -292,7 +287,7 @@ TEST(NativeAppearancePickerTest, ClicksAndArrowKeysPickAndTheTilesShowIt)
         EXPECT_EQ(distance(check, each->accentPalette().color()) < 20, selected);
     }
     // The arrow keys move the selection as in a group of radio buttons.
-    press(u"Right"_s);
+    ASSERT_TRUE(Tessary::Test::pressKeys(u"Right"_s));
     ASSERT_TRUE(QTest::qWaitFor([&] { return appearance->selection() == P::Ocean; }, 30000));
 }
 
@@ -361,17 +356,17 @@ TEST_F(NativeEditingMenuTest, ItemsFollowTheFocusedFieldAndActOnIt)
     focus(m_name);
     m_name->deselect();
     EXPECT_EQ(enabledItems(), (QStringList{u"paste"_s, u"selectAll"_s})) << "no selection, nothing typed yet";
-    press(u"ctrl+a"_s);
+    ASSERT_TRUE(Tessary::Test::pressKeys(u"ctrl+a"_s));
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_name->selectedText() == u"hello world"_s; }, 30000));
     EXPECT_EQ(enabledItems(), (QStringList{u"cut"_s, u"copy"_s, u"paste"_s, u"selectAll"_s}));
-    press(u"ctrl+c"_s);
+    ASSERT_TRUE(Tessary::Test::pressKeys(u"ctrl+c"_s));
     ASSERT_TRUE(QTest::qWaitFor([] { return QGuiApplication::clipboard()->text() == u"hello world"_s; }, 30000));
     EXPECT_EQ(Tessary::Test::clipboardTextElsewhere(), u"hello world"_s) << "another program reads the copy";
 
     // Another field: the selection of the first does not count there.
     focus(m_other);
     EXPECT_EQ(enabledItems(), (QStringList{u"paste"_s}));
-    press(u"ctrl+v"_s);
+    ASSERT_TRUE(Tessary::Test::pressKeys(u"ctrl+v"_s));
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_other->text() == u"hello world"_s; }, 30000));
     EXPECT_EQ(enabledItems(), (QStringList{u"undo"_s, u"paste"_s, u"selectAll"_s}));
 
