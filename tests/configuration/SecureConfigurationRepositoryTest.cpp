@@ -193,7 +193,6 @@ TEST_F(SecureConfigurationRepositoryTest, ConflictCopiesStopReadingAndWritingBut
         EXPECT_EQ(!read, isConflict);
         if (isConflict) {
             EXPECT_EQ(read.error().code, Code::Conflict);
-            EXPECT_EQ(read.error().description, u"iCloud 配置存在冲突版本，请在访达中处理后重新加载。"_s);
             EXPECT_EQ(repository.write("{\"v\":2}").error().code, Code::Conflict);
             EXPECT_EQ(fileContents(path()), "{\"v\":1}");
         }
