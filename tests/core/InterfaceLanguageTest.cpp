@@ -22,14 +22,11 @@ TEST(InterfaceLanguageTest, ResolvesPreferencesAndPreferredSystemLanguages)
         {u"zh-Hans"_s, {}, L::SimplifiedChinese},
         {u"zh-Hans-HK"_s, {}, L::SimplifiedChinese},
         {u"ja"_s, {u"zh-Hant"_s}, L::English},
-        {u"en"_s, {u"zh-Hant"_s}, L::English},
         {u"System"_s, {u"zh-Hant"_s}, L::English},
         {u"system"_s, {u"zh-Hant-HK"_s, u"en"_s}, L::TraditionalChinese},
-        {u"system"_s, {u"zh-CN"_s}, L::SimplifiedChinese},
         {u"system"_s, {u"en-US"_s, u"zh-CN"_s}, L::English},
         // Languages we have no texts in are passed over, so the whole interface speaks the next one.
         {u"system"_s, {u"fr-FR"_s, u"zh-MO"_s}, L::TraditionalChinese},
-        {u"system"_s, {u"fr-FR"_s}, L::English},
         {u"system"_s, {}, L::English},
     };
     for (const auto &[preference, preferred, expected] : rows) {

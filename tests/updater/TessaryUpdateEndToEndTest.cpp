@@ -43,7 +43,6 @@ protected:
         QString error;
         ASSERT_TRUE(m_server.start(&error)) << error.toStdString();
         ASSERT_TRUE(m_tunnel.start(m_server.port(), &error)) << error.toStdString();
-        ASSERT_TRUE(m_home.isValid() && m_release.isValid());
         m_installed = m_home.filePath(u".local/opt/Tessary.app"_s);
         ASSERT_TRUE(makeReleasedBundle(m_installed, version(u"1"_s)));
         serveVersionTwo();

@@ -21,11 +21,8 @@ void DialogAnswerer::poll()
     }
     box->setProperty("answered", true);
     // Buttons in the order they were added: the first is the acceptance.
-    QList<QAbstractButton *> buttons;
+    QList<QAbstractButton *> buttons = box->buttons();
     QStringList titles;
-    for (QAbstractButton *button : box->buttons()) {
-        buttons.append(button);
-    }
     std::ranges::sort(buttons, [box](QAbstractButton *a, QAbstractButton *b) {
         return box->buttonRole(a) == QMessageBox::AcceptRole && box->buttonRole(b) != QMessageBox::AcceptRole;
     });
