@@ -24,8 +24,9 @@ QString read(const QImage &image)
 }
 
 /** Pairs of one character in its Simplified and its Traditional form. */
-constexpr char16_t pairs[][2] = {{u'无', u'無'}, {u'给', u'給'}, {u'记', u'記'}, {u'会', u'會'}, {u'库', u'庫'},
-                                 {u'兰', u'蘭'}, {u'问', u'問'}, {u'这', u'這'}, {u'处', u'處'}, {u'与', u'與'}};
+constexpr char16_t pairs[][2] = {{u'无', u'無'}, {u'给', u'給'}, {u'记', u'記'}, {u'会', u'會'},
+                                 {u'库', u'庫'}, {u'兰', u'蘭'}, {u'问', u'問'}, {u'这', u'這'},
+                                 {u'处', u'處'}, {u'与', u'與'}, {u'装', u'裝'}, {u'简', u'簡'}};
 
 TEST(CodeReading, CodesAreReadInReadingOrderAndOnlyAsText)
 {
