@@ -10,6 +10,7 @@
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/PassMerging.h"
+#include "app/recognition/ReadingVote.h"
 #include "app/recognition/ScriptVariants.h"
 
 using namespace Qt::StringLiterals;
@@ -305,6 +306,7 @@ Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified,
         Choice choice;
         choice.scripts = QList<Script>(pass.lines.size(), script);
         choice.traditionalText = QStringList(pass.lines.size(), QString());
+        choice.otherReading = QStringList(pass.lines.size(), QString());
         choice.pass = std::move(pass);
         return choice;
     };
@@ -376,6 +378,10 @@ Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified,
             choice.pass.lines.append(takeTraditional ? traditional->lines[other] : simplified->lines[i]);
             choice.scripts.append(other >= 0 || script == Script::Simplified ? script : Script::Simplified);
             choice.traditionalText.append(other >= 0 ? traditional->lines[other].text : QString());
+            const PassLine *notTaken =
+                takeTraditional ? &simplified->lines[i] : (other >= 0 ? &traditional->lines[other] : nullptr);
+            const bool votes = notTaken != nullptr && notTaken->confidence >= ReadingVote::votesFrom;
+            choice.otherReading.append(votes ? notTaken->text : QString());
         }
         choice.pass.languages = traditionalFirst ? traditional->languages : simplified->languages;
         choice.pass.meanConfidence = traditionalFirst ? traditional->meanConfidence : simplified->meanConfidence;
