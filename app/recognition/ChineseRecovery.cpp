@@ -46,6 +46,7 @@ void recover(const QImage &image, ScriptChoice::Choice &choice)
         choice.pass.lines.append(unfound);
         choice.scripts.append(Script::Latin);
         choice.traditionalText.append(QString());
+        choice.otherReading.append(QString());
     }
     for (qsizetype i = choice.pass.lines.size() - 1; i >= 0; --i) {
         PassLine &line = choice.pass.lines[i];
@@ -61,6 +62,7 @@ void recover(const QImage &image, ScriptChoice::Choice &choice)
                 choice.pass.lines.removeAt(i);
                 choice.scripts.removeAt(i);
                 choice.traditionalText.removeAt(i);
+                choice.otherReading.removeAt(i);
             }
             continue;
         }

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cmath>
 
+#include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/MonospaceSpacing.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/PunctuationWidth.h"
+#include "app/recognition/ReadingVote.h"
 #include "app/recognition/UnderscoreRecovery.h"
 
 namespace Tessary::LineRouting {
@@ -84,6 +86,22 @@ QString halfWidthPunctuation(const QString &text)
         }
     }
     return plain;
+}
+
+/** Whether the pass's reading of a line in a Chinese script is to be read again by the line model. */
+bool needsAgain(const PassLine &line, Script script, float simplifiedSure)
+{
+    return line.confidence < unsureBelow || lostCharacters(line) ||
+           (script == Script::Simplified && hasHan(line.text) && line.confidence < simplifiedSure);
+}
+
+/** A short line of Chinese characters only, as interface labels are. */
+bool isLabel(const PassLine &line)
+{
+    const bool han = !line.text.isEmpty() && std::all_of(line.text.cbegin(), line.text.cend(), [](QChar c) {
+        return ChineseTextCleanup::isHan(c.unicode());
+    });
+    return han && line.box.width() <= ChineseRecovery::longestLabel * std::max(1, line.box.height());
 }
 
 } // namespace
@@ -190,10 +208,12 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Scrip
     return refinedLines(image, pass, QList<Script>(pass.lines.size(), script));
 }
 
-QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const QList<Script> &scripts)
+QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const QList<Script> &scripts,
+                         const QStringList &otherReadings)
 {
     QStringList lines;
     QList<qsizetype> again;
+    QList<bool> voting(pass.lines.size(), false);
     const int background = backgroundGrey(image);
     const auto chineseLines =
         std::count_if(pass.lines.cbegin(), pass.lines.cend(), [](const PassLine &line) { return hasHan(line.text); });
@@ -203,9 +223,11 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
         const Script script = i < scripts.size() ? scripts[i] : Script::Latin;
         lines.append(script == Script::Latin ? halfWidthPunctuation(finishedLine(image, line, background))
                                              : finishedLine(image, line, background));
-        if (script != Script::Latin &&
-            (line.confidence < unsureBelow || lostCharacters(line) ||
-             (script == Script::Simplified && hasHan(line.text) && line.confidence < simplifiedSure))) {
+        const bool unsure = script != Script::Latin && needsAgain(line, script, simplifiedSure);
+        // A label is read by the line model where it would be anyway, or where the other pass's reading makes three.
+        voting[i] = script != Script::Latin && i < otherReadings.size() && isLabel(line) &&
+                    (unsure || isLabel(PassLine{.text = otherReadings[i], .box = line.box}));
+        if (voting[i] || unsure) {
             again.append(i);
         }
     }
@@ -228,8 +250,23 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
         PassLine reading = line;
         reading.text = readings[k];
         const bool dropped = lostCharacters(reading) && !lostCharacters(line);
-        if (!readings[k].isEmpty() && (!latin || hasHan(readings[k])) && !dropped) {
-            lines[again[k]] = readings[k];
+        const bool taken = !readings[k].isEmpty() && (!latin || hasHan(readings[k])) && !dropped;
+        const qsizetype i = again[k];
+        if (!voting[i]) {
+            lines[i] = taken ? readings[k] : lines[i];
+            continue;
+        }
+        // A label: the reading that would stand, corrected where the two others agree against it. The line model's
+        // reading does not stand where it has fewer characters than every pass that read the line found.
+        const Script script = i < scripts.size() ? scripts[i] : Script::Latin;
+        const bool shorter = readings[k].size() < line.text.size() &&
+                             (otherReadings[i].isEmpty() || readings[k].size() < otherReadings[i].size());
+        if (taken && !shorter && needsAgain(line, script, simplifiedSure)) {
+            lines[i] = line.confidence >= ReadingVote::votesFrom
+                           ? ReadingVote::voted(readings[k], otherReadings[i], line.text)
+                           : readings[k];
+        } else {
+            lines[i] = ReadingVote::voted(lines[i], otherReadings[i], readings[k]);
         }
     }
     return lines;

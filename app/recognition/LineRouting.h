@@ -40,8 +40,13 @@ bool hasChinese(const RecognitionPass &pass);
  */
 QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Script script);
 
-/** The same with a script for every line of the pass. */
-QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const QList<Script> &scripts);
+/**
+ * The same with a script for every line of the pass. otherReadings holds, per line, the other Chinese pass's reading
+ * of it, or nothing: a short line of Chinese characters that has one is read by the line model too, and the three
+ * readings vote on its characters.
+ */
+QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const QList<Script> &scripts,
+                         const QStringList &otherReadings = {});
 
 /**
  * A Tesseract line as it is shown: underscores the engine lost put back, punctuation and digits at the width the

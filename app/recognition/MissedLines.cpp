@@ -135,6 +135,9 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
         choice.pass.lines.insert(at, line);
         choice.scripts.insert(at, Script::Latin);
         choice.traditionalText.insert(at, QString());
+        if (at <= choice.otherReading.size()) {
+            choice.otherReading.insert(at, QString());
+        }
     }
 }
 

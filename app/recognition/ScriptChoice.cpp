@@ -10,6 +10,7 @@
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/PassMerging.h"
+#include "app/recognition/ReadingVote.h"
 #include "app/recognition/ScriptVariants.h"
 
 using namespace Qt::StringLiterals;
@@ -35,7 +36,7 @@ constexpr double farSurer = 25;
 /** How much more like one script's forms (per glyph) a line's glyphs must be to set it apart from its block. */
 constexpr double clearLikeness = 0.15;
 
-/** The em size (pixels) at which a glyph and the forms it may be are compared. */
+/** The em size (pixels) at which a glyph of larger text and the forms it may be are compared. */
 constexpr int compareAt = 16;
 
 /** Grey levels between ink and background; anti-aliased edges below this count as background. */
@@ -277,12 +278,26 @@ double traditionalLikeness(const QImage &image, QPoint centre, int em, int backg
             out[x] = uchar(std::min(255, std::abs(grey - background)));
         }
     }
-    // Compared at one size, whatever the screen's: an image scaled up (or a blurred one) is as sharp as the forms.
-    const double scale = double(compareAt) / em;
-    ink = ink.scaled(std::max(1, int(std::lround(ink.width() * scale))),
-                     std::max(1, int(std::lround(ink.height() * scale))), Qt::IgnoreAspectRatio,
-                     Qt::SmoothTransformation);
-    return bestMatch(ink, drawn(traditionalForm, compareAt)) - bestMatch(ink, drawn(simplifiedForm, compareAt));
+    // At desktop sizes the forms are drawn as the desktop draws them, at the screen's own size, where hinting puts
+    // their strokes on whole pixels as it did the glyph's: scaling the glyph instead blurs the few pixels that tell a
+    // form with more strokes at 12 px. The em is known to a pixel or so. Larger text is compared at one size, where
+    // an image scaled up (or a blurred one) is as sharp as the forms.
+    const bool desktopSize = em <= compareAt + 2;
+    if (!desktopSize) {
+        const double scale = double(compareAt) / em;
+        ink = ink.scaled(std::max(1, int(std::lround(ink.width() * scale))),
+                         std::max(1, int(std::lround(ink.height() * scale))), Qt::IgnoreAspectRatio,
+                         Qt::SmoothTransformation);
+    }
+    const QList<int> sizes = desktopSize ? QList<int>{em - 1, em, em + 1} : QList<int>{compareAt};
+    const auto match = [&](char16_t form) {
+        double best = -1;
+        for (const int size : sizes) {
+            best = std::max(best, bestMatch(ink, drawn(form, size)));
+        }
+        return best;
+    };
+    return match(traditionalForm) - match(simplifiedForm);
 }
 
 Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified, Reading traditional, Reading english)
@@ -291,6 +306,7 @@ Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified,
         Choice choice;
         choice.scripts = QList<Script>(pass.lines.size(), script);
         choice.traditionalText = QStringList(pass.lines.size(), QString());
+        choice.otherReading = QStringList(pass.lines.size(), QString());
         choice.pass = std::move(pass);
         return choice;
     };
@@ -362,6 +378,10 @@ Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified,
             choice.pass.lines.append(takeTraditional ? traditional->lines[other] : simplified->lines[i]);
             choice.scripts.append(other >= 0 || script == Script::Simplified ? script : Script::Simplified);
             choice.traditionalText.append(other >= 0 ? traditional->lines[other].text : QString());
+            const PassLine *notTaken =
+                takeTraditional ? &simplified->lines[i] : (other >= 0 ? &traditional->lines[other] : nullptr);
+            const bool votes = notTaken != nullptr && notTaken->confidence >= ReadingVote::votesFrom;
+            choice.otherReading.append(votes ? notTaken->text : QString());
         }
         choice.pass.languages = traditionalFirst ? traditional->languages : simplified->languages;
         choice.pass.meanConfidence = traditionalFirst ? traditional->meanConfidence : simplified->meanConfidence;

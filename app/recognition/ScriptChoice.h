@@ -34,6 +34,7 @@ struct Choice
     RecognitionPass pass;
     QList<Script> scripts;       // one per line of pass
     QStringList traditionalText; // per line, the Traditional pass's reading of it, or empty
+    QStringList otherReading;    // per line, the reading of the Chinese pass not taken where it has a vote, or empty
 };
 
 /**

@@ -144,8 +144,9 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
     ChineseRecovery::recover(screen, *choice);
     MissedLines::add(screen, *choice);
     const qint64 passesDone = clock.elapsed();
-    // 6. Read again with the line model where Tesseract is unsure, and finish every line from the pixels.
-    QStringList lines = LineRouting::refinedLines(screen, choice->pass, choice->scripts);
+    // 6. Read again with the line model where Tesseract is unsure, and finish every line from the pixels; short
+    // labels are settled by a vote of the line model and both passes.
+    QStringList lines = LineRouting::refinedLines(screen, choice->pass, choice->scripts, choice->otherReading);
     // The line model reads nothing once the recognition is stopped: what it left out is not the text.
     if (stop.isRequested()) {
         return unexpected(stoppedError(stop));

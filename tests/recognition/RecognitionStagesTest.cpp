@@ -6,6 +6,7 @@
 #include "app/recognition/CodeReading.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineRouting.h"
+#include "app/recognition/ReadingVote.h"
 #include "app/recognition/ScriptChoice.h"
 #include "app/recognition/TextRecognizer.h"
 #include "tests/recognition/RenderedLine.h"
@@ -24,8 +25,9 @@ QString read(const QImage &image)
 }
 
 /** Pairs of one character in its Simplified and its Traditional form. */
-constexpr char16_t pairs[][2] = {{u'无', u'無'}, {u'给', u'給'}, {u'记', u'記'}, {u'会', u'會'}, {u'库', u'庫'},
-                                 {u'兰', u'蘭'}, {u'问', u'問'}, {u'这', u'這'}, {u'处', u'處'}, {u'与', u'與'}};
+constexpr char16_t pairs[][2] = {{u'无', u'無'}, {u'给', u'給'}, {u'记', u'記'}, {u'会', u'會'},
+                                 {u'库', u'庫'}, {u'兰', u'蘭'}, {u'问', u'問'}, {u'这', u'這'},
+                                 {u'处', u'處'}, {u'与', u'與'}, {u'装', u'裝'}, {u'简', u'簡'}};
 
 TEST(CodeReading, CodesAreReadInReadingOrderAndOnlyAsText)
 {
@@ -105,6 +107,24 @@ TEST(ScriptChoice, EachLineKeepsItsOwnScript)
 {
     const QStringList lines{u"请把这个文件发给我"_s, u"請把這個檔案發給我"_s};
     EXPECT_EQ(read(Tessary::Test::renderText(lines, u"Noto Sans CJK SC"_s, 20)), lines.join(u'\n'));
+}
+
+TEST(ReadingVote, TwoReadingsAgreeingAgainstTheThirdWin)
+{
+    const struct
+    {
+        QString own, first, second, expected;
+    } cases[] = {
+        {u"設定擋案"_s, u"設定檔案"_s, u"设定档案"_s, u"設定檔案"_s},               // misread; the scripts do not count
+        {u"網路設"_s, u"網路設定"_s, u"网路设定"_s, u"網路設定"_s},                 // dropped at the end
+        {u"關輸入管道"_s, u"閱閉輸入管道"_s, u"关闭输入管道"_s, u"關閉輸入管道"_s}, // dropped next to a misread
+        {u"空白和行"_s, u"空白行"_s, u"空白行"_s, u"空白行"_s},                     // one too many
+        {u"設定檔案"_s, u"設定擋案"_s, u"設定檔桉"_s, u"設定檔案"_s},               // the others disagree
+        {u"均源遺失"_s, u"识源遗失"_s, u"資源遣失"_s, u"均源遺失"_s},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(ReadingVote::voted(c.own, c.first, c.second), c.expected) << c.own.toStdString();
+    }
 }
 
 TEST(ChineseRecovery, LabelsTesseractMissedAreReadByTheLineModelInTheirScript)

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QString>
+
+namespace Tessary {
+
+/**
+ * Three readings of one short line of Chinese by different models (the two Tesseract passes and the line model).
+ * At desktop sizes each model misreads a character here and there (遺 as 遣, a stroke lost at 12 px) or drops one,
+ * but seldom the same one: where two readings agree against the third, they are more often right than it is.
+ */
+namespace ReadingVote {
+
+/**
+ * A Tesseract reading of a line has a vote only at this line confidence (0 to 100) or more: below it the passes
+ * misread much, and alike, since their models are made the same way.
+ */
+constexpr float votesFrom = 60;
+
+/**
+ * own with each character that both other readings read otherwise, alike, replaced by theirs (first's form): a
+ * different character, none (dropped) or one more before it (inserted). Readings are matched character by character
+ * in their Simplified forms, so that the scripts do not count as a difference. Meant for lines of Chinese characters
+ * only.
+ */
+QString voted(const QString &own, const QString &first, const QString &second);
+
+} // namespace ReadingVote
+
+} // namespace Tessary
