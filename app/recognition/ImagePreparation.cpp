@@ -22,11 +22,15 @@ int greyAt(const uchar *pixel)
     return (299 * pixel[0] + 587 * pixel[1] + 114 * pixel[2]) / 1000;
 }
 
-/** The greys of one row or column, leaving out inset pixels at either end. */
+/**
+ * The greys of one row or column, leaving out inset pixels at either end, but never more than a third of them: a
+ * frame wider on one side than the text is high still shows in the middle of its columns.
+ */
 std::vector<int> greys(const QImage &image, int index, bool column, int inset)
 {
     std::vector<int> values;
     const int length = column ? image.height() : image.width();
+    inset = std::min(inset, length / 3);
     values.reserve(size_t(std::max(0, length - 2 * inset)));
     for (int i = inset; i < length - inset; ++i) {
         const int x = column ? index : i;
@@ -54,13 +58,36 @@ int uniformGrey(std::vector<int> values)
     return !inked && double(near) >= 0.97 * double(values.size()) ? median : -1;
 }
 
-/** How many rows (or columns) from one edge inwards belong to bands outside the innermost one. */
+/** The median grey of the pixels inside inset from every edge (at most a third), from at most about 64K of them. */
+int medianGrey(const QImage &image, int inset)
+{
+    const int across = std::min(inset, image.width() / 3);
+    const int down = std::min(inset, image.height() / 3);
+    const QRect inside = image.rect().adjusted(across, down, -across, -down);
+    const int step = std::max(1, int(std::sqrt(double(inside.width()) * inside.height() / 65536.0)));
+    std::vector<int> histogram(256, 0);
+    qint64 total = 0;
+    for (int y = inside.top(); y <= inside.bottom(); y += step) {
+        const uchar *row = image.constScanLine(y);
+        for (int x = inside.left(); x <= inside.right(); x += step, ++total) {
+            ++histogram[size_t(greyAt(row + 3 * x))];
+        }
+    }
+    int grey = 0;
+    for (qint64 seen = histogram[0]; 2 * seen < total;) {
+        seen += histogram[size_t(++grey)];
+    }
+    return grey;
+}
+
+/** How many rows (or columns) from one edge inwards belong to bands around the text. */
 int bandsFrom(const QImage &image, bool columns, bool fromEnd)
 {
     const int count = columns ? image.width() : image.height();
     int previous = -1;
     int cut = 0;
-    for (int k = 0; k < count / 3; ++k) {
+    int k = 0;
+    for (; k < count / 3; ++k) {
         const int index = fromEnd ? count - 1 - k : k;
         // Frames and panels go all round: the k-th row from the edge is looked at between the k-th columns.
         const int grey = uniformGrey(greys(image, index, columns, k));
@@ -71,6 +98,19 @@ int bandsFrom(const QImage &image, bool columns, bool fromEnd)
             cut = k; // a new band starts here; everything outside it goes
         }
         previous = grey;
+    }
+    // The band next to the text stays when it is the text's own margin or a panel the text stands on (a title bar
+    // with its title). A band of another grey than both the row or column inside it and the ground of the whole
+    // text is the edge of a window whose panel reaches the text on this side, and goes too: beside a line, the
+    // engines take such a bar for a letter or run the line's first words together.
+    constexpr int otherGrey = 24;
+    if (previous >= 0 && k < count / 3) {
+        std::vector<int> inside = greys(image, fromEnd ? count - 1 - k : k, columns, k);
+        std::nth_element(inside.begin(), inside.begin() + long(inside.size() / 2), inside.end());
+        if (std::abs(previous - inside[inside.size() / 2]) > otherGrey &&
+            std::abs(previous - medianGrey(image, k)) > otherGrey) {
+            cut = k;
+        }
     }
     return cut;
 }
