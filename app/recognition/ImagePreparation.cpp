@@ -22,15 +22,11 @@ int greyAt(const uchar *pixel)
     return (299 * pixel[0] + 587 * pixel[1] + 114 * pixel[2]) / 1000;
 }
 
-/**
- * The greys of one row or column, leaving out inset pixels at either end, but never more than a third of them: a
- * frame wider on one side than the text is high still shows in the middle of its columns.
- */
+/** The greys of one row or column, leaving out inset pixels at either end. */
 std::vector<int> greys(const QImage &image, int index, bool column, int inset)
 {
     std::vector<int> values;
     const int length = column ? image.height() : image.width();
-    inset = std::min(inset, length / 3);
     values.reserve(size_t(std::max(0, length - 2 * inset)));
     for (int i = inset; i < length - inset; ++i) {
         const int x = column ? index : i;
@@ -81,16 +77,16 @@ int medianGrey(const QImage &image, int inset)
 }
 
 /** How many rows (or columns) from one edge inwards belong to bands around the text. */
-int bandsFrom(const QImage &image, bool columns, bool fromEnd)
+int bandsFrom(const QImage &image, bool columns, bool fromEnd, bool concentric)
 {
     const int count = columns ? image.width() : image.height();
     int previous = -1;
     int cut = 0;
     int k = 0;
-    for (; k < count / 3; ++k) {
+    for (; k < count; ++k) {
         const int index = fromEnd ? count - 1 - k : k;
         // Frames and panels go all round: the k-th row from the edge is looked at between the k-th columns.
-        const int grey = uniformGrey(greys(image, index, columns, k));
+        const int grey = uniformGrey(greys(image, index, columns, concentric ? k : 0));
         if (grey < 0) {
             break; // text
         }
@@ -104,8 +100,11 @@ int bandsFrom(const QImage &image, bool columns, bool fromEnd)
     // text is the edge of a window whose panel reaches the text on this side, and goes too: beside a line, the
     // engines take such a bar for a letter or run the line's first words together.
     constexpr int otherGrey = 24;
-    if (previous >= 0 && k < count / 3) {
-        std::vector<int> inside = greys(image, fromEnd ? count - 1 - k : k, columns, k);
+    if (previous >= 0 && k < count) {
+        std::vector<int> inside = greys(image, fromEnd ? count - 1 - k : k, columns, concentric ? k : 0);
+        if (inside.empty()) {
+            return cut; // a side thicker than the text is high, seen once the others are cut
+        }
         std::nth_element(inside.begin(), inside.begin() + long(inside.size() / 2), inside.end());
         if (std::abs(previous - inside[inside.size() / 2]) > otherGrey &&
             std::abs(previous - medianGrey(image, k)) > otherGrey) {
@@ -167,12 +166,15 @@ QImage stretched(QImage image)
 
 } // namespace
 
-std::pair<int, int> edgeBands(const QImage &image, bool columns)
+std::pair<int, int> edgeBands(const QImage &image, bool columns, bool concentric)
 {
     if (image.isNull()) {
         return {0, 0};
     }
-    return {bandsFrom(image, columns, false), bandsFrom(image, columns, true)};
+    const int start = bandsFrom(image, columns, false, concentric);
+    const int end = bandsFrom(image, columns, true, concentric);
+    // Bands from edge to edge hold no text to cut them down to.
+    return start + end < (columns ? image.width() : image.height()) ? std::make_pair(start, end) : std::make_pair(0, 0);
 }
 
 int lineHeight(const QImage &image)
@@ -208,9 +210,13 @@ int lineHeight(const QImage &image)
 QImage prepared(const QImage &source)
 {
     QImage image = source.convertToFormat(QImage::Format_RGB888);
-    const auto [top, bottom] = edgeBands(image, false);
-    const auto [left, right] = edgeBands(image, true);
-    if (top + bottom + left + right > 0) {
+    // Once the frame's sides that show within the others are cut, the rest show as whole rows and columns.
+    for (int round = 0; round < 3; ++round) {
+        const auto [top, bottom] = edgeBands(image, false, round == 0);
+        const auto [left, right] = edgeBands(image, true, round == 0);
+        if (top + bottom + left + right == 0) {
+            break;
+        }
         image = image.copy(left, top, image.width() - left - right, image.height() - top - bottom);
     }
     return stretched(invertedWhenDark(std::move(image)));
