@@ -54,26 +54,47 @@ int uniformGrey(std::vector<int> values)
     return !inked && double(near) >= 0.97 * double(values.size()) ? median : -1;
 }
 
-/** The median grey of the pixels inside inset from every edge (at most a third), from at most about 64K of them. */
-int medianGrey(const QImage &image, int inset)
+/** Pixels within this many grey levels of a band's grey are of its colour. */
+constexpr int bandNoise = 16;
+
+/** The share of values within bandNoise of grey. */
+double shareOf(const std::vector<int> &values, int grey)
+{
+    const auto near =
+        std::count_if(values.cbegin(), values.cend(), [grey](int v) { return std::abs(v - grey) <= bandNoise; });
+    return values.empty() ? 0 : double(near) / double(values.size());
+}
+
+/**
+ * The most common grey (give or take the noise) of the pixels inside inset from every edge (at most a third of the
+ * image), from at most about 64K of them: the ground the text stands on, however dense the text.
+ */
+int groundInside(const QImage &image, int inset)
 {
     const int across = std::min(inset, image.width() / 3);
     const int down = std::min(inset, image.height() / 3);
     const QRect inside = image.rect().adjusted(across, down, -across, -down);
     const int step = std::max(1, int(std::sqrt(double(inside.width()) * inside.height() / 65536.0)));
     std::vector<int> histogram(256, 0);
-    qint64 total = 0;
     for (int y = inside.top(); y <= inside.bottom(); y += step) {
         const uchar *row = image.constScanLine(y);
-        for (int x = inside.left(); x <= inside.right(); x += step, ++total) {
+        for (int x = inside.left(); x <= inside.right(); x += step) {
             ++histogram[size_t(greyAt(row + 3 * x))];
         }
     }
-    int grey = 0;
-    for (qint64 seen = histogram[0]; 2 * seen < total;) {
-        seen += histogram[size_t(++grey)];
+    int ground = 0;
+    int most = -1;
+    for (int grey = 0; grey < 256; ++grey) {
+        int near = 0;
+        for (int v = std::max(0, grey - bandNoise / 2); v <= std::min(255, grey + bandNoise / 2); ++v) {
+            near += histogram[size_t(v)];
+        }
+        if (near > most) {
+            most = near;
+            ground = grey;
+        }
     }
-    return grey;
+    return ground;
 }
 
 /** How many rows (or columns) from one edge inwards belong to bands around the text. */
@@ -96,18 +117,13 @@ int bandsFrom(const QImage &image, bool columns, bool fromEnd, bool concentric)
         previous = grey;
     }
     // The band next to the text stays when it is the text's own margin or a panel the text stands on (a title bar
-    // with its title). A band of another grey than both the row or column inside it and the ground of the whole
-    // text is the edge of a window whose panel reaches the text on this side, and goes too: beside a line, the
-    // engines take such a bar for a letter or run the line's first words together.
-    constexpr int otherGrey = 24;
+    // with its title): much of the row or column inside it is of its grey, or the text stands on that grey. A
+    // band of another grey than both is the edge of a window whose panel reaches the text on this side, and goes
+    // too: beside a line, the engines take such a bar for a letter or run the line's first words together.
     if (previous >= 0 && k < count) {
-        std::vector<int> inside = greys(image, fromEnd ? count - 1 - k : k, columns, concentric ? k : 0);
-        if (inside.empty()) {
-            return cut; // a side thicker than the text is high, seen once the others are cut
-        }
-        std::nth_element(inside.begin(), inside.begin() + long(inside.size() / 2), inside.end());
-        if (std::abs(previous - inside[inside.size() / 2]) > otherGrey &&
-            std::abs(previous - medianGrey(image, k)) > otherGrey) {
+        const std::vector<int> inside = greys(image, fromEnd ? count - 1 - k : k, columns, concentric ? k : 0);
+        if (!inside.empty() && shareOf(inside, previous) < 0.2 &&
+            std::abs(groundInside(image, k) - previous) > bandNoise) {
             cut = k;
         }
     }
