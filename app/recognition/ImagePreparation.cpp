@@ -54,16 +54,60 @@ int uniformGrey(std::vector<int> values)
     return !inked && double(near) >= 0.97 * double(values.size()) ? median : -1;
 }
 
-/** How many rows (or columns) from one edge inwards belong to bands outside the innermost one. */
-int bandsFrom(const QImage &image, bool columns, bool fromEnd)
+/** Pixels within this many grey levels of a band's grey are of its colour. */
+constexpr int bandNoise = 16;
+
+/** The share of values within bandNoise of grey. */
+double shareOf(const std::vector<int> &values, int grey)
+{
+    const auto near =
+        std::count_if(values.cbegin(), values.cend(), [grey](int v) { return std::abs(v - grey) <= bandNoise; });
+    return values.empty() ? 0 : double(near) / double(values.size());
+}
+
+/**
+ * The most common grey (give or take the noise) of the pixels inside inset from every edge (at most a third of the
+ * image), from at most about 64K of them: the ground the text stands on, however dense the text.
+ */
+int groundInside(const QImage &image, int inset)
+{
+    const int across = std::min(inset, image.width() / 3);
+    const int down = std::min(inset, image.height() / 3);
+    const QRect inside = image.rect().adjusted(across, down, -across, -down);
+    const int step = std::max(1, int(std::sqrt(double(inside.width()) * inside.height() / 65536.0)));
+    std::vector<int> histogram(256, 0);
+    for (int y = inside.top(); y <= inside.bottom(); y += step) {
+        const uchar *row = image.constScanLine(y);
+        for (int x = inside.left(); x <= inside.right(); x += step) {
+            ++histogram[size_t(greyAt(row + 3 * x))];
+        }
+    }
+    int ground = 0;
+    int most = -1;
+    for (int grey = 0; grey < 256; ++grey) {
+        int near = 0;
+        for (int v = std::max(0, grey - bandNoise / 2); v <= std::min(255, grey + bandNoise / 2); ++v) {
+            near += histogram[size_t(v)];
+        }
+        if (near > most) {
+            most = near;
+            ground = grey;
+        }
+    }
+    return ground;
+}
+
+/** How many rows (or columns) from one edge inwards belong to bands around the text. */
+int bandsFrom(const QImage &image, bool columns, bool fromEnd, bool concentric)
 {
     const int count = columns ? image.width() : image.height();
     int previous = -1;
     int cut = 0;
-    for (int k = 0; k < count / 3; ++k) {
+    int k = 0;
+    for (; k < count; ++k) {
         const int index = fromEnd ? count - 1 - k : k;
         // Frames and panels go all round: the k-th row from the edge is looked at between the k-th columns.
-        const int grey = uniformGrey(greys(image, index, columns, k));
+        const int grey = uniformGrey(greys(image, index, columns, concentric ? k : 0));
         if (grey < 0) {
             break; // text
         }
@@ -71,6 +115,17 @@ int bandsFrom(const QImage &image, bool columns, bool fromEnd)
             cut = k; // a new band starts here; everything outside it goes
         }
         previous = grey;
+    }
+    // The band next to the text stays when it is the text's own margin or a panel the text stands on (a title bar
+    // with its title): much of the row or column inside it is of its grey, or the text stands on that grey. A
+    // band of another grey than both is the edge of a window whose panel reaches the text on this side, and goes
+    // too: beside a line, the engines take such a bar for a letter or run the line's first words together.
+    if (previous >= 0 && k < count) {
+        const std::vector<int> inside = greys(image, fromEnd ? count - 1 - k : k, columns, concentric ? k : 0);
+        if (!inside.empty() && shareOf(inside, previous) < 0.2 &&
+            std::abs(groundInside(image, k) - previous) > bandNoise) {
+            cut = k;
+        }
     }
     return cut;
 }
@@ -127,12 +182,15 @@ QImage stretched(QImage image)
 
 } // namespace
 
-std::pair<int, int> edgeBands(const QImage &image, bool columns)
+std::pair<int, int> edgeBands(const QImage &image, bool columns, bool concentric)
 {
     if (image.isNull()) {
         return {0, 0};
     }
-    return {bandsFrom(image, columns, false), bandsFrom(image, columns, true)};
+    const int start = bandsFrom(image, columns, false, concentric);
+    const int end = bandsFrom(image, columns, true, concentric);
+    // Bands from edge to edge hold no text to cut them down to.
+    return start + end < (columns ? image.width() : image.height()) ? std::make_pair(start, end) : std::make_pair(0, 0);
 }
 
 int lineHeight(const QImage &image)
@@ -168,9 +226,13 @@ int lineHeight(const QImage &image)
 QImage prepared(const QImage &source)
 {
     QImage image = source.convertToFormat(QImage::Format_RGB888);
-    const auto [top, bottom] = edgeBands(image, false);
-    const auto [left, right] = edgeBands(image, true);
-    if (top + bottom + left + right > 0) {
+    // Once the frame's sides that show within the others are cut, the rest show as whole rows and columns.
+    for (int round = 0; round < 3; ++round) {
+        const auto [top, bottom] = edgeBands(image, false, round == 0);
+        const auto [left, right] = edgeBands(image, true, round == 0);
+        if (top + bottom + left + right == 0) {
+            break;
+        }
         image = image.copy(left, top, image.width() - left - right, image.height() - top - bottom);
     }
     return stretched(invertedWhenDark(std::move(image)));

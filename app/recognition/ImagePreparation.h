@@ -30,9 +30,11 @@ void scaleBack(RecognitionPass &pass, double scale);
 
 /**
  * The rows (or, with columns, the columns) at the image's edges that belong to a frame or panel around the text:
- * how many to cut at the start and at the end. Bands of one colour count; the inner one, next to the text, stays.
+ * how many to cut at the start and at the end. Bands of one colour count; the inner one, next to the text, stays
+ * unless it is of another grey than the text's ground and the row or column inside it (a window's edge). Concentric:
+ * the k-th row from an edge is looked at between the k-th columns (the frame goes all round); otherwise whole.
  */
-std::pair<int, int> edgeBands(const QImage &image, bool columns);
+std::pair<int, int> edgeBands(const QImage &image, bool columns, bool concentric = true);
 
 /** The median height of the image's lines of text, from the rows that hold ink; 0 without any. */
 int lineHeight(const QImage &image);

@@ -59,6 +59,63 @@ std::optional<double> startOf(const QImage &image, const PassLine &line, double 
     return (first + last + 1) / 2.0 - cell / 2;
 }
 
+/**
+ * The line with every run of spaces between two words as many cells wide as the words' distance on the grid
+ * ("x    = 1", aligned comments), taken from the pass's positions of the same characters: those before and after
+ * whatever the later stages changed (underscores put back). A gap off the grid keeps its spaces.
+ */
+QString spacedByCells(const QString &text, const PassLine &line, double cell)
+{
+    QString read, shown;
+    QList<float> centres;
+    for (qsizetype i = 0; i < line.text.size(); ++i) {
+        if (!line.text.at(i).isSpace()) {
+            read.append(line.text.at(i));
+            centres.append(line.centres[i]);
+        }
+    }
+    for (const QChar c : text) {
+        if (!c.isSpace()) {
+            shown.append(c);
+        }
+    }
+    qsizetype prefix = 0, suffix = 0;
+    while (prefix < std::min(read.size(), shown.size()) && read.at(prefix) == shown.at(prefix)) {
+        ++prefix;
+    }
+    while (suffix < std::min(read.size(), shown.size()) - prefix &&
+           read.at(read.size() - 1 - suffix) == shown.at(shown.size() - 1 - suffix)) {
+        ++suffix;
+    }
+    // Where the k-th character shown was read, or -1.
+    const auto readAt = [&](qsizetype k) {
+        return k < prefix ? k : k >= shown.size() - suffix ? k - shown.size() + read.size() : -1;
+    };
+    QString spaced;
+    qsizetype seen = 0;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (!text.at(i).isSpace()) {
+            spaced.append(text.at(i));
+            ++seen;
+            continue;
+        }
+        qsizetype end = i;
+        while (end < text.size() && text.at(end).isSpace()) {
+            ++end;
+        }
+        double cells = 0;
+        if (seen > 0 && end < text.size() && onTheGrid(text.at(i - 1)) && onTheGrid(text.at(end)) &&
+            readAt(seen - 1) >= 0 && readAt(seen) == readAt(seen - 1) + 1) {
+            cells = (centres[readAt(seen)] - centres[readAt(seen - 1)]) / cell;
+        }
+        const double whole = std::round(cells);
+        const bool fits = whole >= 2 && std::abs(cells - whole) <= 0.3;
+        spaced.append(fits ? QString(qsizetype(whole) - 1, u' ') : text.mid(i, end - i));
+        i = end - 1;
+    }
+    return spaced;
+}
+
 } // namespace
 
 double cellOf(const RecognitionPass &pass)
@@ -108,8 +165,17 @@ double cellOf(const RecognitionPass &pass)
 QStringList indented(const QImage &image, const QStringList &lines, const RecognitionPass &pass)
 {
     const double cell = cellOf(pass);
-    if (cell <= 0 || lines.size() != pass.lines.size() || lines.size() < 2) {
+    if (cell <= 0 || lines.size() != pass.lines.size()) {
         return lines;
+    }
+    QStringList result = lines;
+    for (qsizetype i = 0; i < result.size(); ++i) {
+        if (positioned(pass.lines[i])) {
+            result[i] = spacedByCells(result[i].trimmed(), pass.lines[i], cell);
+        }
+    }
+    if (lines.size() < 2) {
+        return result;
     }
     const int background = LineRouting::backgroundGrey(image);
     std::vector<std::optional<double>> starts;
@@ -122,7 +188,6 @@ QStringList indented(const QImage &image, const QStringList &lines, const Recogn
             any = true;
         }
     }
-    QStringList result = lines;
     for (qsizetype i = 0; i < result.size(); ++i) {
         const QString text = result[i].trimmed();
         if (!starts[size_t(i)] || text.isEmpty()) {

@@ -21,8 +21,8 @@ namespace LineIndentation {
 double cellOf(const RecognitionPass &pass);
 
 /**
- * The lines (one per line of pass, as finished) with leading spaces for their indentation in monospaced text; image
- * is the RGB888 image the pass read.
+ * The lines (one per line of pass, as finished) with leading spaces for their indentation in monospaced text, and
+ * the runs of spaces between their words as wide as the gap on the grid; image is the RGB888 image the pass read.
  */
 QStringList indented(const QImage &image, const QStringList &lines, const RecognitionPass &pass);
 

@@ -153,9 +153,14 @@ void takeLatinWords(RecognitionPass &chinese, const RecognitionPass &withEnglish
 {
     for (PassLine &line : chinese.lines) {
         if (!hasHan(line.text)) {
-            // A line without Chinese in both readings is the other pass's line.
+            // A line without Chinese in both readings is the other pass's line when it is clearly surer, or when
+            // both read the same characters: the Chinese models now and then run two Latin words together
+            // ("Tessaryturns"), and only the spaces then differ.
             const PassLine *other = lineAt(withEnglish, line.box);
-            if (other != nullptr && !hasHan(other->text) && other->confidence > line.confidence + 5) {
+            if (other != nullptr && !hasHan(other->text) &&
+                (other->confidence > line.confidence + 5 ||
+                 (other->confidence >= line.confidence &&
+                  QString(other->text).remove(u' ') == QString(line.text).remove(u' ')))) {
                 line = *other;
             }
             continue;

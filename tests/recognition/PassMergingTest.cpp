@@ -149,6 +149,11 @@ TEST(PassMerging, ALineWithoutChineseIsTakenWhole)
     PassMerging::takeLatinWords(chinese,
                                 pass("eng", {line({word(u"SVr4,"_s, 0, 0, 93), word(u"POSIX.1-2001."_s, 60, 0, 92)})}));
     EXPECT_EQ(chinese.lines.first().text, u"SVr4，POSIX.1-2001。"_s);
+    // ... but not its words run together.
+    chinese = pass("chi_sim", {line({word(u"Tessaryturns"_s, 0, 0, 92)})});
+    PassMerging::takeLatinWords(chinese,
+                                pass("eng", {line({word(u"Tessary"_s, 0, 0, 96), word(u"turns"_s, 80, 0, 96)})}));
+    EXPECT_EQ(chinese.lines.first().text, u"Tessary turns"_s);
 }
 
 } // namespace

@@ -177,19 +177,34 @@ TEST(ImagePreparation, ShortLabelsAtDesktopSizes)
 
 TEST(ImagePreparation, FramesAroundTheSelectionAreCut)
 {
-    const QImage text = Tessary::Test::renderText({u"Selected text"_s}, u"DejaVu Sans"_s, 18);
-    // A margin of the text's background, a one-pixel frame and a panel around it, as a wide selection takes in.
-    QImage framed(text.width() + 40, text.height() + 40, QImage::Format_RGB32);
-    framed.fill(QColor(0xe8, 0xe8, 0xec));
-    QPainter painter(&framed);
-    painter.fillRect(QRect(12, 12, text.width() + 16, text.height() + 16), QColor(0x9a, 0x9a, 0x9a));
-    painter.fillRect(QRect(13, 13, text.width() + 14, text.height() + 14), Qt::white);
-    painter.drawImage(20, 20, text);
-    painter.end();
-    const QImage rgb = framed.convertToFormat(QImage::Format_RGB888);
-    EXPECT_EQ(ImagePreparation::edgeBands(rgb, false), std::make_pair(13, 13));
-    EXPECT_EQ(ImagePreparation::edgeBands(rgb, true), std::make_pair(13, 13));
-    EXPECT_EQ(read(framed), u"Selected text"_s);
+    const QImage text = Tessary::Test::renderText({u"Tessary turns text"_s}, u"DejaVu Sans"_s, 18);
+    const struct
+    {
+        const char *name;
+        QColor outside, frame;
+        QMargins frameWidths, bar; // the bar: a strip of the frame's colour inside it, on the panel's edge
+        std::pair<int, int> rows, columns;
+    } cases[] = {
+        // A margin of the text's background, a one-pixel frame and a panel around it, as a wide selection takes in.
+        {"panel", {0xe8, 0xe8, 0xec}, {0x9a, 0x9a, 0x9a}, {12, 12, 12, 12}, {1, 1, 1, 1}, {13, 13}, {13, 13}},
+        // A dark window edge of uneven width, the light panel inside it with a title bar of its own along the top.
+        {"window", {0x20, 0x20, 0x20}, {0xe0, 0xe0, 0xe0}, {10, 12, 4, 7}, {0, 14, 0, 0}, {26, 7}, {10, 4}},
+    };
+    for (const auto &c : cases) {
+        const QRect white(QPoint(c.frameWidths.left() + c.bar.left(), c.frameWidths.top() + c.bar.top()),
+                          text.size() + QSize(14, 14));
+        QImage framed(white.marginsAdded(c.bar).size().grownBy(c.frameWidths), QImage::Format_RGB32);
+        framed.fill(c.outside);
+        QPainter painter(&framed);
+        painter.fillRect(white.marginsAdded(c.bar), c.frame);
+        painter.fillRect(white, Qt::white);
+        painter.drawImage(white.topLeft() + QPoint(7, 7), text);
+        painter.end();
+        const QImage rgb = framed.convertToFormat(QImage::Format_RGB888);
+        EXPECT_EQ(ImagePreparation::edgeBands(rgb, false), c.rows) << c.name;
+        EXPECT_EQ(ImagePreparation::edgeBands(rgb, true), c.columns) << c.name;
+        EXPECT_EQ(read(framed), u"Tessary turns text"_s) << c.name;
+    }
     // Grey on grey, as disabled labels are drawn.
     EXPECT_EQ(read(Tessary::Test::renderText({u"Disabled label"_s}, u"DejaVu Sans"_s, 16, QColor(0x9c9c9c),
                                              QColor(0xc8c8c8))),
@@ -198,8 +213,9 @@ TEST(ImagePreparation, FramesAroundTheSelectionAreCut)
 
 TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
 {
-    const QStringList indented{u"    total = compute(first, second)"_s, u"    if total:"_s, u"        return total"_s,
-                               u"return None"_s};
+    // Runs of spaces inside a line keep their width too.
+    const QStringList indented{u"#  the sum of both"_s, u"    total = compute(first, second)"_s, u"    if total:"_s,
+                               u"        return total"_s, u"return None"_s};
     const QStringList proportional{u"A sentence of plain text"_s, u"and another one"_s};
     for (const int size : {13, 18}) {
         EXPECT_EQ(read(Tessary::Test::renderText(indented, u"DejaVu Sans Mono"_s, size)), indented.join(u'\n'))
