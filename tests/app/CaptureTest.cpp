@@ -191,13 +191,9 @@ TEST_F(CaptureTest, EscapeCancelsThenShortcutAndDragCopyTheTextAndAnnounceIt)
     ASSERT_TRUE(waitForWindow(u"^Tessary Toast$"_s, true, 0));
     // On the monitor where the selection ended: with two monitors (with-xvfb's TESSARY_X_MONITORS=2), the one left of
     // the primary.
-    const QString toast = xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s});
-    const QString shape = xdotool({u"getwindowgeometry"_s, u"--shell"_s, toast.section(u'\n', 0, 0)});
-    const auto value = [&](const QString &name) { return shape.section(name + u'=', 1).section(u'\n', 0, 0).toInt(); };
     const QScreen *ended = QGuiApplication::screenAt(QPoint(m_sample.width() - 1, m_sample.height() - 1));
     ASSERT_NE(ended, nullptr);
-    EXPECT_TRUE(ended->geometry().contains(QRect(value(u"X"_s), value(u"Y"_s), value(u"WIDTH"_s), value(u"HEIGHT"_s))))
-        << shape.toStdString();
+    EXPECT_TRUE(ended->geometry().contains(shownToast()));
 }
 
 TEST_F(CaptureTest, AQrCodeUnderTheTextIsWhatIsCopiedAndTheToastNamesIt)
@@ -351,11 +347,7 @@ TEST_F(CaptureTest, WaylandTwoOutputsOfMixedScaleGiveTheTextOfEachAndTheToastFol
     select(QRect(-620, -180, 270, 89));
     // The toast is on the output where the selection ended (sway's XWayland places it as the layout does).
     ASSERT_TRUE(waitForWindow(u"^Tessary Toast$"_s, true, 60000)) << m_tray.statusLine().toStdString();
-    const QString toast = xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s});
-    const QString shape = xdotool({u"getwindowgeometry"_s, u"--shell"_s, toast.section(u'\n', 0, 0)});
-    const auto value = [&](const QString &name) { return shape.section(name + u'=', 1).section(u'\n', 0, 0).toInt(); };
-    EXPECT_TRUE(left->geometry().contains(QRect(value(u"X"_s), value(u"Y"_s), value(u"WIDTH"_s), value(u"HEIGHT"_s))))
-        << shape.toStdString();
+    EXPECT_TRUE(left->geometry().contains(shownToast()));
     expectTheSampleCopied();
 
     // A second capture, on the output at scale 1.

@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QRect>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -43,6 +44,8 @@ void stopService(QProcess &process, const QString &busName);
 QString xdotool(const QStringList &arguments);
 /** Waits until a window whose title matches the pattern is mapped (shown) or no such window is (gone). */
 bool waitForWindow(const QString &titlePattern, bool shown = true, int timeoutMs = 30000);
+/** Where the toast's window is, as other programs find it (xdotool); empty while none is mapped. */
+QRect shownToast();
 /** A left-button drag from one screen point to another, through the middle, as a user selects a region. */
 void drag(int fromX, int fromY, int toX, int toY);
 
