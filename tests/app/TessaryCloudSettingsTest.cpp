@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QDir>
 #include <QElapsedTimer>
@@ -15,12 +14,9 @@
 #include <QJsonObject>
 #include <QLabel>
 #include <QMainWindow>
-#include <QMessageBox>
 #include <QNetworkAccessManager>
-#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
 #include "app/TessaryApp.h"
 #include "app/TessaryPreferences.h"
@@ -33,6 +29,7 @@
 #include "platform/defaults/UserDefaults.h"
 #include "tests/configuration/PeerProcess.h"
 #include "tests/support/TestEnvironment.h"
+#include "tests/updater/support/DialogAnswerer.h"
 
 using namespace Qt::StringLiterals;
 using namespace Tessary;
@@ -319,7 +316,6 @@ INSTANTIATE_TEST_SUITE_P(
     FromElsewhere, TessaryCloudSettingsBadFileTest,
     ::testing::Values(BadFile{"overSizeLimit", configuration({{u"polishPrompt"_s, QString(5'000'000, u'x')}}),
                               "配置文件超过 5 MB。", ""},
-                      BadFile{"notJson", "[1, 2, 3]", "配置文件不是有效的 JSON。", ""},
                       BadFile{"missingKey", configuration({{u"accentPalette"_s, QJsonValue::Undefined}}),
                               "配置文件中的“%@”缺失或类型不正确。", "accentPalette"},
                       BadFile{"laterVersion", configuration({{u"version"_s, 2}}), "配置文件的格式版本 %@ 不受支持。",
@@ -421,23 +417,13 @@ TEST_F(TessaryCloudSettingsTest, SettingsPaneSwitchesSyncThroughTheRealAlertAndS
     EXPECT_EQ(status->text(), text(localOnly));
     EXPECT_EQ(settings.window()->findChild<QLabel *>(u"syncFolder"_s)->toolTip(), syncFolder());
 
-    // Answers the alert once it is up; records what it said.
-    QString alertText;
-    const auto clickWhileAnswering = [&](const QString &button) {
-        QTimer::singleShot(0, [&alertText, button] {
-            (void)QTest::qWaitFor([] { return qobject_cast<QMessageBox *>(QApplication::activeModalWidget()); }, 10000);
-            if (auto *alert = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
-                alertText = alert->text();
-                button.isEmpty() ? QTest::keyClick(alert, Qt::Key_Escape)
-                                 : alert->findChild<QPushButton *>(button)->click();
-            }
-        });
-    };
-    clickWhileAnswering(QString());
+    // Answered as a user would: cancelled, then the synced configuration taken.
+    Tessary::Test::DialogAnswerer answerer;
+    answerer.answer({1, 0});
     box->click();
-    EXPECT_EQ(alertText, text(u"iCloud 中已有 Tessary 配置"_s));
+    ASSERT_EQ(answerer.dialogs().size(), 1);
+    EXPECT_EQ(answerer.dialogs()[0].text, text(u"iCloud 中已有 Tessary 配置"_s));
     EXPECT_FALSE(box->isChecked()) << "cancelled: the switch shows that sync is off";
-    clickWhileAnswering(u"useSynced"_s);
     box->click();
     EXPECT_TRUE(box->isChecked());
     EXPECT_EQ(m_preferences->aiModel(), u"their-model"_s);

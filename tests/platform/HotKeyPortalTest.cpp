@@ -42,9 +42,7 @@ TEST_F(HotKeyPortalTest, BindsTheShortcutReportsItsActivationsAndReplacesTheSess
 
     // One shortcut in the session the portal created, offered with the trigger the desktop shows the user.
     EXPECT_EQ(m_portal.sessions(), QStringList{hotKey.sessionPath()});
-    const QJsonArray bind = m_portal.calls(u"BindShortcuts"_s).constFirst()[u"args"_s].toArray();
-    EXPECT_EQ(bind.at(0).toString(), hotKey.sessionPath());
-    const QJsonArray shortcuts = bind.at(1).toArray();
+    const QJsonArray shortcuts = m_portal.calls(u"BindShortcuts"_s).constFirst()[u"args"_s][1].toArray();
     ASSERT_EQ(shortcuts.size(), 1);
     EXPECT_EQ(shortcuts.at(0)[0].toString(), u"capture"_s);
     EXPECT_EQ(shortcuts.at(0)[1][u"preferred_trigger"_s].toString(), u"CTRL+SHIFT+LOGO+2"_s);
@@ -66,9 +64,8 @@ TEST_F(HotKeyPortalTest, BindsTheShortcutReportsItsActivationsAndReplacesTheSess
     ASSERT_TRUE(QTest::qWaitFor([&] { return hotKey.isBound(); }, 20000));
     EXPECT_NE(hotKey.sessionPath(), first);
     EXPECT_EQ(m_portal.sessions(), QStringList{hotKey.sessionPath()});
-    const QJsonArray rebound =
-        m_portal.calls(u"BindShortcuts"_s).constLast().value(u"args"_s).toArray().at(1).toArray();
-    EXPECT_EQ(rebound.at(0).toArray().at(1).toObject().value(u"preferred_trigger"_s).toString(), u"ALT+k"_s);
+    EXPECT_EQ(m_portal.calls(u"BindShortcuts"_s).constLast()[u"args"_s][1][0][1][u"preferred_trigger"_s].toString(),
+              u"ALT+k"_s);
 
     EXPECT_EQ(failed.count(), 0);
 }
@@ -78,7 +75,6 @@ TEST_F(HotKeyPortalTest, RefusalsFromTheDesktopOrTheUserEndTheRegistration)
     ASSERT_TRUE(m_portal.start(PortalStandIn::GlobalShortcuts));
     const QList<std::pair<const char *, QJsonObject>> refusals{
         {"user cancelled the binding", {{u"BindShortcuts"_s, QJsonObject{{u"response"_s, 1}}}}},
-        {"binding refused", {{u"BindShortcuts"_s, QJsonObject{{u"response"_s, 2}}}}},
         {"bound without a trigger", {{u"BindShortcuts"_s, QJsonObject{{u"trigger_description"_s, u""_s}}}}},
         {"no session", {{u"CreateSession"_s, QJsonObject{{u"response"_s, 2}}}}},
     };

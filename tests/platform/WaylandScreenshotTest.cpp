@@ -38,7 +38,6 @@ TEST(WaylandScreenshotTest, RequestingAccessAgainForgetsTheStoredAnswer)
     ASSERT_EQ(stored.type(), QDBusMessage::ReplyMessage) << stored.errorMessage().toStdString();
     ASSERT_EQ(storedScreenshotPermission(), QStringList{u"no"_s});
     EXPECT_EQ(screenCapturePermission(SessionType::Wayland), ScreenCapturePermission::Denied);
-    EXPECT_EQ(screenCapturePermission(SessionType::X11), ScreenCapturePermission::NotNeeded);
     resetScreenCapturePermission(SessionType::Wayland);
     EXPECT_TRUE(QTest::qWaitFor([] { return storedScreenshotPermission().isEmpty(); }, 10000));
     EXPECT_EQ(screenCapturePermission(SessionType::Wayland), ScreenCapturePermission::Ask);
