@@ -46,10 +46,17 @@ QColor squareFill(const QImage &icon)
     return icon.pixelColor(icon.width() * 160 / 1024, icon.height() / 2);
 }
 
-// The colour of the tray glyph: its ink.
+// The colour of the tray glyph: its ink, the most opaque colour of the icon.
 QColor trayGlyphColor(const QSystemTrayIcon *tray)
 {
-    return Tessary::Test::inkColour(tray->icon().pixmap(QSize(22, 22), 1.0).toImage());
+    const QImage image = tray->icon().pixmap(QSize(22, 22), 1.0).toImage();
+    QColor strongest(Qt::transparent);
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            strongest = image.pixelColor(x, y).alpha() > strongest.alpha() ? image.pixelColor(x, y) : strongest;
+        }
+    }
+    return strongest;
 }
 
 class AccentPaletteTest : public ::testing::Test

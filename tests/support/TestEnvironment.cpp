@@ -28,17 +28,6 @@ QByteArray fileContents(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-QColor inkColour(const QImage &image)
-{
-    QColor strongest(Qt::transparent);
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            strongest = image.pixelColor(x, y).alpha() > strongest.alpha() ? image.pixelColor(x, y) : strongest;
-        }
-    }
-    return strongest;
-}
-
 QString translated(const QString &language, const QString &key)
 {
     const QByteArray table = fileContents(sourcePath(u"app/resources/i18n/%1.lproj/Localizable.json"_s.arg(language)));

@@ -1,8 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QColor>
-#include <QImage>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QProcess>
@@ -20,8 +18,6 @@ QString buildPath(const QString &relative);
 QString sourcePath(const QString &relative);
 /** A file's bytes; empty when it cannot be read. */
 QByteArray fileContents(const QString &path);
-/** The most opaque colour of an image: a symbol's ink. */
-QColor inkColour(const QImage &image);
 /** What a user reads for a string key in an interface language: its entry in that string table, else the key. */
 QString translated(const QString &language, const QString &key);
 
