@@ -1,6 +1,6 @@
 // The region capture tool as the application runs it: a child process on a real X server, real drags and keys
 // (xdotool). On Wayland the portal is a stand-in for the documented Screenshot interface on a private bus (the real
-// one is in CaptureWaylandTest); our selector shows on the X server as it would on XWayland.
+// one is in CaptureOutputsTest); our selector shows on the X server as it would on XWayland.
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Screen capture permission in a real Wayland session: headless sway with the desktop portal and its permission
-// store started by the bus. The capture itself on that portal is in CaptureWaylandTest, through the application.
+// store started by the bus. The capture itself on that portal is in CaptureOutputsTest, through the application.
 
 #include <gtest/gtest.h>
 
