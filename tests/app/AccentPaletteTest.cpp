@@ -26,8 +26,6 @@ using namespace Tessary;
 
 namespace {
 
-const QString paletteKey = u"tessary.accentPalette"_s;
-
 bool isNear(const QColor &color, const QColor &expected, int tolerance = 3)
 {
     return color.alpha() == 255 && std::abs(color.red() - expected.red()) <= tolerance &&
@@ -121,24 +119,18 @@ protected:
     NativeAppearancePicker *m_picker = nullptr;
 };
 
-TEST_F(AccentPaletteTest, PickingEachPaletteRetintsTheWindowAndChangesEveryIconAtOnce)
+TEST_F(AccentPaletteTest, PickingAPaletteRetintsTheWindowAndChangesEveryIconAtOnce)
 {
     launch();
     ASSERT_EQ(window()->windowTitle(), u"Tessary Settings"_s);
     expectShownEverywhere(NativeAccentPalette::Violet);
-    EXPECT_FALSE(defaultsFile().contains(paletteKey.toUtf8())) << "the default is not written back";
+    EXPECT_FALSE(defaultsFile().contains("tessary.accentPalette")) << "the default is not written back";
 
-    const QList<NativeAccentPalette> order{NativeAccentPalette::Ocean,  NativeAccentPalette::Terracotta,
-                                           NativeAccentPalette::Coral,  NativeAccentPalette::Amber,
-                                           NativeAccentPalette::Violet, NativeAccentPalette::Forest};
-    for (const NativeAccentPalette palette : order) {
-        ASSERT_TRUE(Tessary::Test::clickOn(tile(palette)));
-        ASSERT_TRUE(QTest::qWaitFor([&] { return m_app->appearance().selection() == palette; }, 10000))
-            << palette.rawValue().toStdString();
-        const QByteArray stored = "tessary.accentPalette=" + palette.rawValue().toUtf8();
-        EXPECT_TRUE(defaultsFile().contains(stored));
-        expectShownEverywhere(palette);
-    }
+    // Each tile's palette is the picker's own tests'; here what one pick changes in the application.
+    ASSERT_TRUE(Tessary::Test::clickOn(tile(NativeAccentPalette::Forest)));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return m_app->appearance().selection() == NativeAccentPalette::Forest; }, 10000));
+    EXPECT_TRUE(defaultsFile().contains("tessary.accentPalette=forest"));
+    expectShownEverywhere(NativeAccentPalette::Forest);
 
     // The next launch starts on the pick, with its icon from the first moment.
     quit();
