@@ -22,7 +22,6 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QPlainTextEdit>
-#include <QSignalSpy>
 #include <QSystemTrayIcon>
 #include <QTemporaryDir>
 #include <QTest>
@@ -80,10 +79,13 @@ TEST_F(TessaryAppTest, MenusStatusLineAndWindowSpeakTheChosenLanguage)
     EXPECT_FALSE(iconShown());
     app->showStatus(u"未识别到文字"_s);
 
-    // The language stored at launch first, then the others as the user switches.
+    // The language stored at launch first, then the others as the user picks them in the window.
+    auto *picker = app->settingsWindow()->window()->findChild<QComboBox *>(u"language"_s);
     for (const QString &language : {u"zh-Hans"_s, u"en"_s, u"zh-Hant"_s}) {
         SCOPED_TRACE(language.toStdString());
-        app->preferences().setLanguage(language);
+        picker->setCurrentIndex(picker->findData(language));
+        Q_EMIT picker->activated(picker->currentIndex());
+        EXPECT_EQ(m_defaults.string(u"language"_s), language);
         const auto text = [&](const QString &key) { return translated(language, key); };
         EXPECT_EQ(titles(app->statusMenu()),
                   (QStringList{text(u"选区识字并复制"_s), text(u"选区识字并 AI 润色"_s), text(u"未识别到文字"_s),
@@ -92,6 +94,7 @@ TEST_F(TessaryAppTest, MenusStatusLineAndWindowSpeakTheChosenLanguage)
                                text(u"检查更新…"_s), text(u"打开屏幕录制权限设置…"_s), text(u"退出 Tessary"_s)}));
         EXPECT_EQ(app->statusToolTip(), text(u"未识别到文字"_s));
         EXPECT_EQ(app->settingsWindow()->window()->windowTitle(), text(u"Tessary 设置"_s));
+        EXPECT_EQ(picker->itemText(0), text(u"跟随系统"_s));
     }
     const QString formatted = u"识别失败：磁盘已满"_s;
     // A message formatted from a key follows the language too; the part filled in stays as it is.
@@ -100,19 +103,6 @@ TEST_F(TessaryAppTest, MenusStatusLineAndWindowSpeakTheChosenLanguage)
     EXPECT_EQ(app->statusMenu()->actions()[2]->text(),
               translated(u"en"_s, u"识别失败：%@"_s).replace(u"%@"_s, u"磁盘已满"_s));
     EXPECT_EQ(app->currentStatus(), formatted);
-}
-
-// Which pane a later launch opens is LaunchOptionsTest's.
-TEST_F(TessaryAppTest, LanguagePickerChangesThePreferenceAndTheWindowAtOnce)
-{
-    const auto app = launch({u"--open-settings"_s});
-    QMainWindow *window = app->settingsWindow()->window();
-    auto *picker = window->findChild<QComboBox *>(u"language"_s);
-    picker->setCurrentIndex(picker->findData(u"zh-Hant"_s));
-    Q_EMIT picker->activated(picker->currentIndex());
-    EXPECT_EQ(m_defaults.string(u"language"_s), u"zh-Hant"_s);
-    EXPECT_EQ(window->windowTitle(), translated(u"zh-Hant"_s, u"Tessary 设置"_s));
-    EXPECT_EQ(picker->itemText(0), translated(u"zh-Hant"_s, u"跟随系统"_s));
 }
 
 TEST_F(TessaryAppTest, SettingsWindowSaysWhenSettingsCannotBeSaved)
@@ -126,13 +116,10 @@ TEST_F(TessaryAppTest, SettingsWindowSaysWhenSettingsCannotBeSaved)
     TessaryApp app({u"tessary"_s, u"--open-settings-ai"_s}, defaults);
     app.applicationDidFinishLaunching();
     auto *label = app.settingsWindow()->window()->findChild<QLabel *>(u"saveError"_s);
-    QSignalSpy saveErrors(&app.preferences(), &TessaryPreferences::saveErrorChanged);
     app.preferences().setAiModel(u"another-model"_s);
     EXPECT_TRUE(label->isVisible());
     EXPECT_EQ(label->text(),
               u"Settings could not be saved to "_s + unwritable + u". Changes last only until Tessary quits."_s);
-    app.preferences().setShortcut({40, 0x300, u"K"_s});
-    EXPECT_EQ(saveErrors.count(), 1) << "the message is only announced when it changes";
     EXPECT_EQ(app.preferences().aiModel(), u"another-model"_s) << "the application goes on with the value given";
 }
 
@@ -258,7 +245,7 @@ TEST_F(TessaryAppTest, StartAtLoginWritesRemovesAndFollowsTheAutostartEntry)
 }
 
 // The connection test's result in the AI pane (the keyring of with-keyring holds no key): an error reads as one, and
-// it goes once the address or model changes, not when the language does.
+// it goes once the settings it was made with change, not when the language does.
 TEST_F(TessaryAppTest, AIPaneTestErrorLooksLikeOneAndGoesWhenTheSettingsChange)
 {
     ASSERT_TRUE(AIKeychain::remove());
@@ -266,21 +253,12 @@ TEST_F(TessaryAppTest, AIPaneTestErrorLooksLikeOneAndGoesWhenTheSettingsChange)
     const auto app = launch({u"--open-settings-ai"_s});
     auto *pane = app->settingsWindow()->window()->findChild<AIPane *>();
     ASSERT_NE(pane, nullptr);
-    const auto *status = pane->findChild<QLabel *>(u"testStatus"_s);
-    TessaryPreferences &preferences = app->preferences();
-    const std::pair<std::function<void()>, bool> changes[] = {
-        {[&] { preferences.setAiBaseURL(u"http://127.0.0.1:8080/v1"_s); }, true},
-        {[&] { preferences.setAiModel(u"local-model"_s); }, true},
-        {[&] { preferences.setLanguage(u"zh-Hant"_s); }, false},
-    };
-    for (const auto &[change, clears] : changes) {
-        pane->testConnection();
-        ASSERT_FALSE(pane->testStatus().isEmpty());
-        EXPECT_FALSE(status->styleSheet().isEmpty()) << "shown in the error colour";
-        change();
-        EXPECT_EQ(pane->testStatus().isEmpty(), clears);
-    }
+    pane->testConnection();
+    EXPECT_FALSE(pane->findChild<QLabel *>(u"testStatus"_s)->styleSheet().isEmpty()) << "shown in the error colour";
+    app->preferences().setLanguage(u"zh-Hant"_s);
     EXPECT_EQ(pane->testStatus(), translated(u"zh-Hant"_s, u"请先保存 API Key。"_s));
+    app->preferences().setAiBaseURL(u"http://127.0.0.1:8080/v1"_s);
+    EXPECT_TRUE(pane->testStatus().isEmpty());
 }
 
 // The Edit menu with the keyboard in the AI pane's fields: what is cut and pasted reaches the settings and other

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QDir>
 #include <QElapsedTimer>
@@ -15,12 +14,9 @@
 #include <QJsonObject>
 #include <QLabel>
 #include <QMainWindow>
-#include <QMessageBox>
 #include <QNetworkAccessManager>
-#include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
 #include "app/TessaryApp.h"
 #include "app/TessaryPreferences.h"
@@ -33,6 +29,7 @@
 #include "platform/defaults/UserDefaults.h"
 #include "tests/configuration/PeerProcess.h"
 #include "tests/support/TestEnvironment.h"
+#include "tests/updater/support/DialogAnswerer.h"
 
 using namespace Qt::StringLiterals;
 using namespace Tessary;
@@ -177,50 +174,6 @@ TEST_F(TessaryCloudSettingsTest, SwitchingOnUploadsTheConfigurationByteForByteAs
                   "\"colorMode\":\"system\",\"language\":\"zh-Hans\",\"accentPalette\":\"ocean\"}");
 }
 
-TEST_F(TessaryCloudSettingsTest, DifferentConfigurationAsksWhichWins)
-{
-    deliver(file(), configuration({{u"aiModel"_s, u"their-model"_s},
-                                   {u"polishPrompt"_s, TessaryDefaultPrompt::legacyPrompts().at(2)},
-                                   {u"language"_s, u"zh-Hant"_s},
-                                   {u"colorMode"_s, u"dark"_s},
-                                   {u"accentPalette"_s, u"forest"_s}}));
-    const QByteArray theirs = fileContents(file());
-
-    // Cancel: sync stays off and nothing is written or remembered.
-    m_cloud->setEnabled(true);
-    EXPECT_EQ(m_prompts, 1);
-    EXPECT_FALSE(m_cloud->isEnabled());
-    EXPECT_FALSE(m_defaults.contains(u"iCloudSyncEnabled"_s));
-    EXPECT_EQ(m_cloud->status(), localOnly);
-    EXPECT_EQ(fileContents(file()), theirs);
-    EXPECT_EQ(m_preferences->aiModel(), TessaryPreferences::defaultModel());
-
-    // Replace: ours is written, theirs kept as a backup outside the sync folder.
-    QDir(SyncLocation::backupFolder()).removeRecursively();
-    m_answer = SyncConflictChoice::ReplaceSynced;
-    enable();
-    const QStringList backups = QDir(SyncLocation::backupFolder()).entryList(QDir::Files);
-    ASSERT_EQ(backups.size(), 1);
-    EXPECT_TRUE(backups.first().startsWith(u"icloud-"_s) && backups.first().endsWith(u".json"_s));
-    EXPECT_EQ(fileContents(SyncLocation::backupFolder() + u'/' + backups.first()), theirs);
-    EXPECT_FALSE(SyncLocation::backupFolder().startsWith(syncFolder()));
-    EXPECT_EQ(writtenModel(), TessaryPreferences::defaultModel());
-
-    // Use the synced one: every field arrives, and an old built-in prompt becomes today's in the file's language.
-    m_cloud->setEnabled(false);
-    deliver(file(), theirs);
-    m_answer = SyncConflictChoice::UseSynced;
-    enable();
-    EXPECT_EQ(m_preferences->aiModel(), u"their-model"_s);
-    EXPECT_EQ(m_preferences->language(), u"zh-Hant"_s);
-    EXPECT_EQ(m_preferences->colorMode(), u"dark"_s);
-    EXPECT_EQ(m_preferences->polishPrompt(), TessaryDefaultPrompt::forLanguage(u"zh-Hant"_s));
-    EXPECT_EQ(m_appearance->selection(), NativeAccentPalette::Forest);
-    EXPECT_EQ(m_defaults.string(u"aiModel"_s), u"their-model"_s) << "applied values are the user's settings now";
-    EXPECT_FALSE(m_cloud->hasPendingSave()) << "applying is not a change to save";
-    EXPECT_EQ(fileContents(file()), theirs);
-}
-
 TEST_F(TessaryCloudSettingsTest, ChangesAreWrittenOnceThingsPauseAndAtSwitchOff)
 {
     enable();
@@ -319,7 +272,6 @@ INSTANTIATE_TEST_SUITE_P(
     FromElsewhere, TessaryCloudSettingsBadFileTest,
     ::testing::Values(BadFile{"overSizeLimit", configuration({{u"polishPrompt"_s, QString(5'000'000, u'x')}}),
                               "配置文件超过 5 MB。", ""},
-                      BadFile{"notJson", "[1, 2, 3]", "配置文件不是有效的 JSON。", ""},
                       BadFile{"missingKey", configuration({{u"accentPalette"_s, QJsonValue::Undefined}}),
                               "配置文件中的“%@”缺失或类型不正确。", "accentPalette"},
                       BadFile{"laterVersion", configuration({{u"version"_s, 2}}), "配置文件的格式版本 %@ 不受支持。",
@@ -404,10 +356,16 @@ TEST_F(TessaryCloudSettingsTest, AnotherFolderWhileOnMovesSyncAndALinkIsFollowed
     ASSERT_TRUE(QTest::qWaitFor([&] { return m_preferences->aiModel() == u"via-real-path"_s; }, 10000));
 }
 
-TEST_F(TessaryCloudSettingsTest, SettingsPaneSwitchesSyncThroughTheRealAlertAndShowsTheStatus)
+// Switching on in the settings when the folder holds another configuration: the alert a user sees, answered as a
+// user would, and what each answer does.
+TEST_F(TessaryCloudSettingsTest, DifferentConfigurationAsksWhichWinsAndTheSwitchShowsTheOutcome)
 {
-    deliver(file(), configuration({{u"aiModel"_s, u"their-model"_s}}));
-    // The alert a user sees, not a scripted answer.
+    deliver(file(), configuration({{u"aiModel"_s, u"their-model"_s},
+                                   {u"polishPrompt"_s, TessaryDefaultPrompt::legacyPrompts().at(2)},
+                                   {u"language"_s, u"zh-Hant"_s},
+                                   {u"colorMode"_s, u"dark"_s},
+                                   {u"accentPalette"_s, u"forest"_s}}));
+    const QByteArray theirs = fileContents(file());
     m_cloud = std::make_unique<TessaryCloudSettings>(*m_preferences, *m_appearance, m_defaults);
     m_preferences->onConfigurationChange = [raw = m_cloud.get()] { raw->save(); };
     QNetworkAccessManager session;
@@ -417,37 +375,48 @@ TEST_F(TessaryCloudSettingsTest, SettingsPaneSwitchesSyncThroughTheRealAlertAndS
     auto *box = settings.window()->findChild<QCheckBox *>(u"iCloudSync"_s);
     auto *status = settings.window()->findChild<QLabel *>(u"syncStatus"_s);
     ASSERT_TRUE(box && status);
-    EXPECT_FALSE(box->isChecked());
     EXPECT_EQ(status->text(), text(localOnly));
     EXPECT_EQ(settings.window()->findChild<QLabel *>(u"syncFolder"_s)->toolTip(), syncFolder());
 
-    // Answers the alert once it is up; records what it said.
-    QString alertText;
-    const auto clickWhileAnswering = [&](const QString &button) {
-        QTimer::singleShot(0, [&alertText, button] {
-            (void)QTest::qWaitFor([] { return qobject_cast<QMessageBox *>(QApplication::activeModalWidget()); }, 10000);
-            if (auto *alert = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
-                alertText = alert->text();
-                button.isEmpty() ? QTest::keyClick(alert, Qt::Key_Escape)
-                                 : alert->findChild<QPushButton *>(button)->click();
-            }
-        });
-    };
-    clickWhileAnswering(QString());
+    // Cancel: sync stays off and nothing is written or remembered.
+    Tessary::Test::DialogAnswerer answerer;
+    answerer.answer({1, 2, 0});
     box->click();
-    EXPECT_EQ(alertText, text(u"iCloud 中已有 Tessary 配置"_s));
+    ASSERT_EQ(answerer.dialogs().size(), 1);
+    EXPECT_EQ(answerer.dialogs()[0].text, text(u"iCloud 中已有 Tessary 配置"_s));
     EXPECT_FALSE(box->isChecked()) << "cancelled: the switch shows that sync is off";
-    clickWhileAnswering(u"useSynced"_s);
+    EXPECT_FALSE(m_defaults.contains(u"iCloudSyncEnabled"_s));
+    EXPECT_EQ(fileContents(file()), theirs);
+    EXPECT_EQ(m_preferences->aiModel(), TessaryPreferences::defaultModel());
+
+    // Replace: ours is written, theirs kept as a backup outside the sync folder.
+    QDir(SyncLocation::backupFolder()).removeRecursively();
+    box->click();
+    EXPECT_TRUE(box->isChecked());
+    const QStringList backups = QDir(SyncLocation::backupFolder()).entryList(QDir::Files);
+    ASSERT_EQ(backups.size(), 1);
+    EXPECT_TRUE(backups.first().startsWith(u"icloud-"_s) && backups.first().endsWith(u".json"_s));
+    EXPECT_EQ(fileContents(SyncLocation::backupFolder() + u'/' + backups.first()), theirs);
+    EXPECT_FALSE(SyncLocation::backupFolder().startsWith(syncFolder()));
+    EXPECT_EQ(writtenModel(), TessaryPreferences::defaultModel());
+
+    // Use the synced one: every field arrives, and an old built-in prompt becomes today's in the file's language.
+    box->click();
+    EXPECT_EQ(status->text(), text(localOnly));
+    deliver(file(), theirs);
     box->click();
     EXPECT_TRUE(box->isChecked());
     EXPECT_EQ(m_preferences->aiModel(), u"their-model"_s);
-
+    EXPECT_EQ(m_preferences->language(), u"zh-Hant"_s);
+    EXPECT_EQ(m_preferences->colorMode(), u"dark"_s);
+    EXPECT_EQ(m_preferences->polishPrompt(), TessaryDefaultPrompt::forLanguage(u"zh-Hant"_s));
+    EXPECT_EQ(m_appearance->selection(), NativeAccentPalette::Forest);
+    EXPECT_EQ(m_defaults.string(u"aiModel"_s), u"their-model"_s) << "applied values are the user's settings now";
+    EXPECT_FALSE(m_cloud->hasPendingSave()) << "applying is not a change to save";
+    EXPECT_EQ(fileContents(file()), theirs);
     // The status follows the interface language.
     m_preferences->setLanguage(u"en"_s);
     EXPECT_EQ(status->text(), tessaryLocalized(u"已启用 iCloud 同步"_s, u"en"_s));
-    box->click();
-    EXPECT_FALSE(box->isChecked());
-    EXPECT_EQ(status->text(), tessaryLocalized(localOnly, u"en"_s));
 }
 
 } // namespace

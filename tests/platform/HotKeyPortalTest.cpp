@@ -1,7 +1,7 @@
 // The capture shortcut through the desktop portal's GlobalShortcuts interface. No desktop in Debian 12 offers that
 // interface outside KDE (where the daemon is used instead), so the portal here is a stand-in implementing the
 // documented interface on a private session bus; the backend under test is the real one. Letting go, which closes
-// the session, is DesktopShortcutTest's, through the application.
+// the session, and the user declining the binding are DesktopShortcutTest's, through the application.
 
 #include <gtest/gtest.h>
 
@@ -42,9 +42,7 @@ TEST_F(HotKeyPortalTest, BindsTheShortcutReportsItsActivationsAndReplacesTheSess
 
     // One shortcut in the session the portal created, offered with the trigger the desktop shows the user.
     EXPECT_EQ(m_portal.sessions(), QStringList{hotKey.sessionPath()});
-    const QJsonArray bind = m_portal.calls(u"BindShortcuts"_s).constFirst()[u"args"_s].toArray();
-    EXPECT_EQ(bind.at(0).toString(), hotKey.sessionPath());
-    const QJsonArray shortcuts = bind.at(1).toArray();
+    const QJsonArray shortcuts = m_portal.calls(u"BindShortcuts"_s).constFirst()[u"args"_s][1].toArray();
     ASSERT_EQ(shortcuts.size(), 1);
     EXPECT_EQ(shortcuts.at(0)[0].toString(), u"capture"_s);
     EXPECT_EQ(shortcuts.at(0)[1][u"preferred_trigger"_s].toString(), u"CTRL+SHIFT+LOGO+2"_s);
@@ -66,9 +64,8 @@ TEST_F(HotKeyPortalTest, BindsTheShortcutReportsItsActivationsAndReplacesTheSess
     ASSERT_TRUE(QTest::qWaitFor([&] { return hotKey.isBound(); }, 20000));
     EXPECT_NE(hotKey.sessionPath(), first);
     EXPECT_EQ(m_portal.sessions(), QStringList{hotKey.sessionPath()});
-    const QJsonArray rebound =
-        m_portal.calls(u"BindShortcuts"_s).constLast().value(u"args"_s).toArray().at(1).toArray();
-    EXPECT_EQ(rebound.at(0).toArray().at(1).toObject().value(u"preferred_trigger"_s).toString(), u"ALT+k"_s);
+    EXPECT_EQ(m_portal.calls(u"BindShortcuts"_s).constLast()[u"args"_s][1][0][1][u"preferred_trigger"_s].toString(),
+              u"ALT+k"_s);
 
     EXPECT_EQ(failed.count(), 0);
 }
@@ -77,8 +74,6 @@ TEST_F(HotKeyPortalTest, RefusalsFromTheDesktopOrTheUserEndTheRegistration)
 {
     ASSERT_TRUE(m_portal.start(PortalStandIn::GlobalShortcuts));
     const QList<std::pair<const char *, QJsonObject>> refusals{
-        {"user cancelled the binding", {{u"BindShortcuts"_s, QJsonObject{{u"response"_s, 1}}}}},
-        {"binding refused", {{u"BindShortcuts"_s, QJsonObject{{u"response"_s, 2}}}}},
         {"bound without a trigger", {{u"BindShortcuts"_s, QJsonObject{{u"trigger_description"_s, u""_s}}}}},
         {"no session", {{u"CreateSession"_s, QJsonObject{{u"response"_s, 2}}}}},
     };

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -25,17 +26,6 @@ QByteArray fileContents(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-QColor inkColour(const QImage &image)
-{
-    QColor strongest(Qt::transparent);
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            strongest = image.pixelColor(x, y).alpha() > strongest.alpha() ? image.pixelColor(x, y) : strongest;
-        }
-    }
-    return strongest;
 }
 
 QString translated(const QString &language, const QString &key)
@@ -89,6 +79,18 @@ bool waitForWindow(const QString &titlePattern, bool shown, int timeoutMs)
 {
     const QStringList search{u"search"_s, u"--onlyvisible"_s, u"--name"_s, titlePattern};
     return QTest::qWaitFor([&] { return xdotool(search).isEmpty() != shown; }, timeoutMs);
+}
+
+QRect shownToast()
+{
+    const QString window = xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Tessary Toast$"_s});
+    const QRegularExpressionMatch match =
+        QRegularExpression(uR"(Position: (-?\d+),(-?\d+).*Geometry: (\d+)x(\d+))"_s,
+                           QRegularExpression::DotMatchesEverythingOption)
+            .match(window.isEmpty() ? QString() : xdotool({u"getwindowgeometry"_s, window.section(u'\n', 0, 0)}));
+    return match.hasMatch() ? QRect(match.captured(1).toInt(), match.captured(2).toInt(), match.captured(3).toInt(),
+                                    match.captured(4).toInt())
+                            : QRect();
 }
 
 void drag(int fromX, int fromY, int toX, int toY)

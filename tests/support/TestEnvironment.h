@@ -1,12 +1,11 @@
 #pragma once
 
 #include <QByteArray>
-#include <QColor>
-#include <QImage>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QRect>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -19,8 +18,6 @@ QString buildPath(const QString &relative);
 QString sourcePath(const QString &relative);
 /** A file's bytes; empty when it cannot be read. */
 QByteArray fileContents(const QString &path);
-/** The most opaque colour of an image: a symbol's ink. */
-QColor inkColour(const QImage &image);
 /** What a user reads for a string key in an interface language: its entry in that string table, else the key. */
 QString translated(const QString &language, const QString &key);
 
@@ -43,6 +40,8 @@ void stopService(QProcess &process, const QString &busName);
 QString xdotool(const QStringList &arguments);
 /** Waits until a window whose title matches the pattern is mapped (shown) or no such window is (gone). */
 bool waitForWindow(const QString &titlePattern, bool shown = true, int timeoutMs = 30000);
+/** Where the toast's window is, as other programs find it (xdotool); empty while none is mapped. */
+QRect shownToast();
 /** A left-button drag from one screen point to another, through the middle, as a user selects a region. */
 void drag(int fromX, int fromY, int toX, int toY);
 
