@@ -16,6 +16,7 @@
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
+#include "app/recognition/LookAlikeGlyphs.h"
 #include "app/recognition/ModelPasses.h"
 #include "app/recognition/MissedLines.h"
 #include "app/recognition/NeuralLineRecognizer.h"
@@ -145,6 +146,7 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
     MissedLines::add(screen, *choice);
     const qint64 passesDone = clock.elapsed();
     // 6. Read again with the line model where Tesseract is unsure, and finish every line from the pixels.
+    LookAlikeGlyphs::settle(screen, choice->pass);
     QStringList lines = LineRouting::refinedLines(screen, choice->pass, choice->scripts);
     // The line model reads nothing once the recognition is stopped: what it left out is not the text.
     if (stop.isRequested()) {

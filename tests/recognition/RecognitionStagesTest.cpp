@@ -6,6 +6,7 @@
 #include "app/recognition/CodeReading.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineRouting.h"
+#include "app/recognition/LookAlikeGlyphs.h"
 #include "app/recognition/ScriptChoice.h"
 #include "app/recognition/TextRecognizer.h"
 #include "tests/recognition/RenderedLine.h"
@@ -186,6 +187,29 @@ TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
             << size << " px";
     }
     EXPECT_EQ(read(Tessary::Test::renderText(proportional, u"DejaVu Sans"_s, 16)), proportional.join(u'\n'));
+}
+
+TEST(LookAlikeGlyphs, OnesAndEllsAreReadFromTheirFoot)
+{
+    const QString shown = u"unsigned long l = x1 + l1; i = 10"_s;
+    QString misread = shown; // every "l" and "1" taken for the other
+    for (QChar &c : misread) {
+        c = c == u'l' ? u'1' : c == u'1' ? u'l' : c;
+    }
+    for (const QString &family : {u"DejaVu Sans Mono"_s, u"Noto Sans Mono CJK SC"_s}) {
+        for (const int size : {12, 14, 18}) {
+            const auto drawn = Tessary::Test::renderLine(shown, Tessary::Test::fontOf(family, size));
+            RecognitionPass pass;
+            pass.lines = {PassLine{misread, drawn.centres, drawn.box, {}, drawn.baseline, 80}};
+            LookAlikeGlyphs::settle(drawn.image, pass);
+            EXPECT_EQ(pass.lines[0].text, shown) << family.toStdString() << " at " << size << " px";
+        }
+    }
+    // Both engines read a lone "l" as a digit.
+    const QStringList code{u"unsigned long l;"_s, u"return l - i;"_s};
+    for (const int size : {15, 18}) {
+        EXPECT_EQ(read(Tessary::Test::renderText(code, u"DejaVu Sans Mono"_s, size)), code.join(u'\n')) << size;
+    }
 }
 
 } // namespace

@@ -1,0 +1,174 @@
+#include "app/recognition/LookAlikeGlyphs.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "app/recognition/LineIndentation.h"
+#include "app/recognition/LineRouting.h"
+#include "app/recognition/MonospaceSpacing.h"
+
+namespace Tessary::LookAlikeGlyphs {
+
+namespace {
+
+/** Ink this much lighter than the glyph's darkest is anti-aliasing or compression noise. */
+constexpr double faint = 0.2;
+
+/** How far (in pixels of full ink, per row) the foot must reach beyond the stem to count, and how little not to. */
+constexpr double reaches = 0.5;
+constexpr double bare = 0.2;
+
+/** The cell of the character at index i of a positioned line, one cell wide around its centre. */
+QRect cellAt(const PassLine &line, qsizetype i, double cell)
+{
+    const int left = int(std::lround(line.centres[i] - cell / 2));
+    return QRect(left, line.box.top(), int(std::lround(cell)), line.box.height());
+}
+
+/** Beside these a "1" is surely a digit and an "l" surely a letter; a look-alike beside its twin says nothing. */
+bool isDigit(QChar c)
+{
+    return c >= u'0' && c <= u'9' && c != u'1';
+}
+
+bool isLetter(QChar c)
+{
+    return ((c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z')) && c != u'l' && c != u'I';
+}
+
+} // namespace
+
+Stroke strokeIn(const QImage &image, const QRect &cell, int baseline, int background)
+{
+    const QRect area = cell.intersected(image.rect());
+    const int width = area.width();
+    const int height = area.height();
+    if (width < 3 || height < 6) {
+        return Stroke::Unknown;
+    }
+    std::vector<double> ink(size_t(width * height));
+    int darkest = 0;
+    for (int y = 0; y < height; ++y) {
+        const uchar *row = image.constScanLine(area.top() + y) + 3 * area.left();
+        for (int x = 0; x < width; ++x) {
+            const uchar *pixel = row + 3 * x;
+            const int contrast = std::abs((299 * pixel[0] + 587 * pixel[1] + 114 * pixel[2]) / 1000 - background);
+            ink[size_t(y * width + x)] = contrast;
+            darkest = std::max(darkest, contrast);
+        }
+    }
+    if (darkest < 24) {
+        return Stroke::Unknown;
+    }
+    for (double &value : ink) {
+        value /= darkest;
+        value = value < faint ? 0 : value;
+    }
+    const auto at = [&](int x, int y) { return ink[size_t(y * width + x)]; };
+    // The glyph's rows; a row below the baseline whose ink runs through the whole cell is an underscore's, not the
+    // glyph's.
+    std::vector<int> rows;
+    for (int y = 0; y < height; ++y) {
+        double sum = 0;
+        for (int x = 0; x < width; ++x) {
+            sum += at(x, y);
+        }
+        const bool through = at(0, y) > 0 && at(width - 1, y) > 0 && (baseline < 0 || area.top() + y > baseline);
+        if (sum >= 0.3 && !through) {
+            rows.push_back(y);
+        }
+    }
+    if (rows.size() < 6) {
+        return Stroke::Unknown;
+    }
+    const int top = rows.front();
+    const int bottom = rows.back();
+    const int glyph = bottom - top + 1;
+    // The stem: the columns that carry the ink of the middle rows.
+    const int middleTop = top + int(0.35 * glyph);
+    const int middleBottom = bottom - int(0.35 * glyph);
+    std::vector<double> middle(size_t(width), 0);
+    for (int x = 0; x < width; ++x) {
+        for (int y = middleTop; y <= middleBottom; ++y) {
+            middle[size_t(x)] += at(x, y);
+        }
+        middle[size_t(x)] /= middleBottom - middleTop + 1;
+    }
+    const int stem = int(std::max_element(middle.cbegin(), middle.cend()) - middle.cbegin());
+    int stemLeft = stem;
+    int stemRight = stem;
+    while (stemLeft > 0 && middle[size_t(stemLeft - 1)] > 0) {
+        --stemLeft;
+    }
+    while (stemRight + 1 < width && middle[size_t(stemRight + 1)] > 0) {
+        ++stemRight;
+    }
+    // The foot: the lowest rows of the glyph, what they hold beyond the stem on either side.
+    const int footRows = std::max(1, int(std::lround(0.15 * glyph)));
+    double left = 0;
+    double right = 0;
+    for (int y = bottom - footRows + 1; y <= bottom; ++y) {
+        for (int x = 0; x < stemLeft; ++x) {
+            left += at(x, y);
+        }
+        for (int x = stemRight + 1; x < width; ++x) {
+            right += at(x, y);
+        }
+    }
+    left /= footRows;
+    right /= footRows;
+    if (left >= reaches && right >= reaches) {
+        return Stroke::One;
+    }
+    if (right >= reaches && left <= bare) {
+        return Stroke::Ell;
+    }
+    return Stroke::Unknown;
+}
+
+void settle(const QImage &image, RecognitionPass &pass)
+{
+    const int background = LineRouting::backgroundGrey(image);
+    const double imageCell = LineIndentation::cellOf(pass);
+    struct Candidate
+    {
+        qsizetype line, index;
+        Stroke stroke;
+    };
+    std::vector<Candidate> candidates;
+    for (qsizetype l = 0; l < pass.lines.size(); ++l) {
+        const PassLine &line = pass.lines[l];
+        if (line.centres.size() != line.text.size() || line.box.isEmpty()) {
+            continue;
+        }
+        const double lineCell = MonospaceSpacing::cellOf(line.text, line.centres);
+        const double cell = lineCell > 0 ? lineCell : imageCell;
+        if (cell <= 0) {
+            continue;
+        }
+        const QString &text = line.text;
+        for (qsizetype i = 0; i < text.size(); ++i) {
+            if (text.at(i) != u'1' && text.at(i) != u'l') {
+                continue;
+            }
+            candidates.push_back({l, i, strokeIn(image, cellAt(line, i, cell), line.baseline, background)});
+            // The font's own sure strokes: an "l" between letters, a "1" beside a digit. One that the foot calls the
+            // other way shows a font whose strokes do not follow the rule; then the engine's reading stands.
+            const QChar before = i > 0 ? text.at(i - 1) : QChar();
+            const QChar after = i + 1 < text.size() ? text.at(i + 1) : QChar();
+            const Stroke stroke = candidates.back().stroke;
+            if ((text.at(i) == u'l' && isLetter(before) && isLetter(after) && stroke == Stroke::One) ||
+                (text.at(i) == u'1' && (isDigit(before) || isDigit(after)) && stroke == Stroke::Ell)) {
+                return;
+            }
+        }
+    }
+    for (const Candidate &candidate : candidates) {
+        if (candidate.stroke != Stroke::Unknown) {
+            pass.lines[candidate.line].text[candidate.index] = candidate.stroke == Stroke::One ? u'1' : u'l';
+        }
+    }
+}
+
+} // namespace Tessary::LookAlikeGlyphs
