@@ -187,6 +187,19 @@ TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
             << size << " px";
     }
     EXPECT_EQ(read(Tessary::Test::renderText(proportional, u"DejaVu Sans"_s, 16)), proportional.join(u'\n'));
+    // Light code on a washed-out dark ground, small: faint leading underscores, positions a pixel off.
+    const QStringList faint{u"#define grow(h) \\"_s, u"  __extension__ \\"_s, u"    ({ int *__p = h; })"_s};
+    const auto indents = [](const QString &text) {
+        QList<qsizetype> spaces;
+        for (const QString &line : text.split(u'\n')) {
+            spaces.append(line.size() - line.trimmed().size());
+        }
+        return spaces;
+    };
+    for (const int size : {12, 13}) {
+        const QImage image = Tessary::Test::renderText(faint, u"DejaVu Sans Mono"_s, size, 0xb2b2b2, 0x5a5a5a);
+        EXPECT_EQ(indents(read(image)), indents(faint.join(u'\n'))) << read(image).toStdString();
+    }
 }
 
 TEST(LookAlikeGlyphs, OnesAndEllsAreReadFromTheirFoot)
