@@ -34,7 +34,7 @@ bool isDigit(QChar c)
 
 bool isLetter(QChar c)
 {
-    return ((c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z')) && c != u'l' && c != u'I';
+    return ((c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z')) && c != u'l' && c != u'I' && c != u'L';
 }
 
 } // namespace
@@ -104,27 +104,29 @@ Stroke strokeIn(const QImage &image, const QRect &cell, int baseline, int backgr
     while (stemRight + 1 < width && middle[size_t(stemRight + 1)] > 0) {
         ++stemRight;
     }
-    // The foot: the lowest rows of the glyph, what they hold beyond the stem on either side.
-    const int footRows = std::max(1, int(std::lround(0.15 * glyph)));
-    double left = 0;
-    double right = 0;
-    for (int y = bottom - footRows + 1; y <= bottom; ++y) {
-        for (int x = 0; x < stemLeft; ++x) {
-            left += at(x, y);
+    // What the lowest and the highest rows of the glyph hold beyond the stem on either side.
+    const int band = std::max(1, int(std::lround(0.15 * glyph)));
+    const auto beyond = [&](int firstRow, bool toTheLeft) {
+        double sum = 0;
+        for (int y = firstRow; y < firstRow + band; ++y) {
+            for (int x = toTheLeft ? 0 : stemRight + 1; x < (toTheLeft ? stemLeft : width); ++x) {
+                sum += at(x, y);
+            }
         }
-        for (int x = stemRight + 1; x < width; ++x) {
-            right += at(x, y);
-        }
-    }
-    left /= footRows;
-    right /= footRows;
-    if (left >= reaches && right >= reaches) {
+        return sum / band;
+    };
+    const double footLeft = beyond(bottom - band + 1, true);
+    const double footRight = beyond(bottom - band + 1, false);
+    const double topLeft = beyond(top, true);
+    const double topRight = beyond(top, false);
+    // A capital I has bars on both sides at the top too.
+    if (footLeft >= reaches && footRight >= reaches && topRight <= bare) {
         return Stroke::One;
     }
-    if (right >= reaches && left <= bare) {
-        return Stroke::Ell;
+    if (footRight < reaches || footLeft > bare) {
+        return Stroke::Unknown;
     }
-    return Stroke::Unknown;
+    return topLeft >= reaches ? Stroke::Ell : topLeft <= bare ? Stroke::Corner : Stroke::Tail;
 }
 
 void settle(const QImage &image, RecognitionPass &pass)
@@ -137,6 +139,7 @@ void settle(const QImage &image, RecognitionPass &pass)
         Stroke stroke;
     };
     std::vector<Candidate> candidates;
+    int serifed = 0; // sure letters l with a serif at the top left, less those without
     for (qsizetype l = 0; l < pass.lines.size(); ++l) {
         const PassLine &line = pass.lines[l];
         if (line.centres.size() != line.text.size() || line.box.isEmpty()) {
@@ -149,24 +152,38 @@ void settle(const QImage &image, RecognitionPass &pass)
         }
         const QString &text = line.text;
         for (qsizetype i = 0; i < text.size(); ++i) {
-            if (text.at(i) != u'1' && text.at(i) != u'l') {
+            const QChar c = text.at(i);
+            if (c != u'1' && c != u'l' && c != u'L') {
                 continue;
             }
-            candidates.push_back({l, i, strokeIn(image, cellAt(line, i, cell), line.baseline, background)});
-            // The font's own sure strokes: an "l" between letters, a "1" beside a digit. One that the foot calls the
-            // other way shows a font whose strokes do not follow the rule; then the engine's reading stands.
+            const Stroke stroke = strokeIn(image, cellAt(line, i, cell), line.baseline, background);
+            candidates.push_back({l, i, stroke});
+            // The font's own sure strokes: an "l" between lower-case letters, an "L" beside a capital, a "1" beside a
+            // digit. One that its shape calls otherwise shows a font whose strokes do not follow the rule; then the
+            // engines' reading stands.
             const QChar before = i > 0 ? text.at(i - 1) : QChar();
             const QChar after = i + 1 < text.size() ? text.at(i + 1) : QChar();
-            const Stroke stroke = candidates.back().stroke;
-            if ((text.at(i) == u'l' && isLetter(before) && isLetter(after) && stroke == Stroke::One) ||
-                (text.at(i) == u'1' && (isDigit(before) || isDigit(after)) && stroke == Stroke::Ell)) {
+            const bool tailed = stroke == Stroke::Ell || stroke == Stroke::Corner || stroke == Stroke::Tail;
+            const bool sureEll =
+                c == u'l' && isLetter(before) && isLetter(after) && before.isLower() && after.isLower();
+            if ((sureEll && stroke == Stroke::One) || (c == u'1' && (isDigit(before) || isDigit(after)) && tailed) ||
+                (c == u'L' && (before.isUpper() || after.isUpper()) &&
+                 (stroke == Stroke::One || stroke == Stroke::Ell))) {
                 return;
             }
+            serifed += sureEll && stroke == Stroke::Ell ? 1 : sureEll && stroke == Stroke::Corner ? -1000 : 0;
         }
     }
     for (const Candidate &candidate : candidates) {
-        if (candidate.stroke != Stroke::Unknown) {
-            pass.lines[candidate.line].text[candidate.index] = candidate.stroke == Stroke::One ? u'1' : u'l';
+        QChar &c = pass.lines[candidate.line].text[candidate.index];
+        const bool tailed = candidate.stroke != Stroke::Unknown && candidate.stroke != Stroke::One;
+        if (candidate.stroke == Stroke::One && c != u'L') {
+            c = u'1';
+        } else if (c == u'1' && tailed) {
+            // A capital L only where the font's l has its serif and this glyph has none.
+            c = serifed > 0 && candidate.stroke == Stroke::Corner ? u'L' : u'l';
+        } else if (serifed > 0 && (candidate.stroke == Stroke::Ell || candidate.stroke == Stroke::Corner)) {
+            c = candidate.stroke == Stroke::Ell ? u'l' : u'L';
         }
     }
 }
