@@ -19,11 +19,34 @@ constexpr double faint = 0.2;
 constexpr double reaches = 0.5;
 constexpr double bare = 0.2;
 
-/** The cell of the character at index i of a positioned line, one cell wide around its centre. */
-QRect cellAt(const PassLine &line, qsizetype i, double cell)
+/**
+ * The cell of the character at index i of a positioned line, one cell wide around its stem: the heaviest column of
+ * ink within half a cell of where the engine placed it, which can be a few pixels off.
+ */
+QRect cellAt(const QImage &image, const PassLine &line, qsizetype i, double cell, int background)
 {
-    const int left = int(std::lround(line.centres[i] - cell / 2));
-    return QRect(left, line.box.top(), int(std::lround(cell)), line.box.height());
+    const QRect box = line.box.intersected(image.rect());
+    const auto inkOf = [&](int x) {
+        double ink = 0;
+        for (int y = box.top(); x >= box.left() && x <= box.right() && y <= box.bottom(); ++y) {
+            const uchar *pixel = image.constScanLine(y) + 3 * x;
+            ink += std::abs((299 * pixel[0] + 587 * pixel[1] + 114 * pixel[2]) / 1000 - background);
+        }
+        return ink;
+    };
+    double middle = line.centres[i];
+    double heaviest = 0;
+    for (int x = int(std::floor(line.centres[i] - cell / 2)); x <= int(std::ceil(line.centres[i] + cell / 2)); ++x) {
+        const double ink = inkOf(x);
+        if (ink > heaviest) {
+            heaviest = ink;
+            // A stem between two columns of pixels lies where their ink balances.
+            const double left = inkOf(x - 1);
+            const double right = inkOf(x + 1);
+            middle = x + 0.5 + (right - left) / (left + ink + right);
+        }
+    }
+    return QRect(int(std::lround(middle - cell / 2)), line.box.top(), int(std::lround(cell)), line.box.height());
 }
 
 /** Beside these a "1" is surely a digit and an "l" surely a letter; a look-alike beside its twin says nothing. */
@@ -106,10 +129,12 @@ Stroke strokeIn(const QImage &image, const QRect &cell, int baseline, int backgr
     }
     // What the lowest and the highest rows of the glyph hold beyond the stem on either side.
     const int band = std::max(1, int(std::lround(0.15 * glyph)));
+    // Only ink joined to the stem counts: a neighbour's stroke the cell takes in stands apart.
     const auto beyond = [&](int firstRow, bool toTheLeft) {
         double sum = 0;
         for (int y = firstRow; y < firstRow + band; ++y) {
-            for (int x = toTheLeft ? 0 : stemRight + 1; x < (toTheLeft ? stemLeft : width); ++x) {
+            for (int x = toTheLeft ? stemLeft - 1 : stemRight + 1; x >= 0 && x < width && at(x, y) > 0;
+                 x += toTheLeft ? -1 : 1) {
                 sum += at(x, y);
             }
         }
@@ -156,7 +181,7 @@ void settle(const QImage &image, RecognitionPass &pass)
             if (c != u'1' && c != u'l' && c != u'L') {
                 continue;
             }
-            const Stroke stroke = strokeIn(image, cellAt(line, i, cell), line.baseline, background);
+            const Stroke stroke = strokeIn(image, cellAt(image, line, i, cell, background), line.baseline, background);
             candidates.push_back({l, i, stroke});
             // The font's own sure strokes: an "l" between lower-case letters, an "L" beside a capital, a "1" beside a
             // digit. One that its shape calls otherwise shows a font whose strokes do not follow the rule; then the
