@@ -141,9 +141,11 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
     if (!choice) {
         return unexpected(choice.error());
     }
-    // 5. Lines the passes missed: Chinese labels taken for Latin letters or not found, rows of quote marks.
+    // 5. Lines the passes missed: Chinese labels taken for Latin letters or not found, rows of quote marks; runs of
+    // quote marks read as one.
     ChineseRecovery::recover(screen, *choice);
     MissedLines::add(screen, *choice);
+    MissedLines::completeQuoteRuns(screen, choice->pass);
     const qint64 passesDone = clock.elapsed();
     // 6. Read again with the line model where Tesseract is unsure, and finish every line from the pixels.
     LookAlikeGlyphs::settle(screen, choice->pass);
