@@ -164,7 +164,9 @@ QImage stretched(QImage image)
     for (qint64 seen = 0; high > 0 && (seen += histogram[size_t(high)]) < total / 500;) {
         --high;
     }
-    if (high - low >= 160 || high - low < 2 * inkContrast) {
+    // A range narrower than ink's contrast is a plain ground with noise; text as faint as a third of the range
+    // still reads and is stretched.
+    if (high - low >= 160 || high - low < inkContrast) {
         return image;
     }
     uchar table[256];

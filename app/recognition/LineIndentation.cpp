@@ -116,6 +116,49 @@ QString spacedByCells(const QString &text, const PassLine &line, double cell)
     return spaced;
 }
 
+/**
+ * The cell near step on which nearly every character of the pass stands, each line on a grid of its own phase, or 0
+ * when there is none: in a proportional font the characters fall anywhere between the grid's lines.
+ */
+double gridCell(const RecognitionPass &pass, double step)
+{
+    constexpr double tau = 6.283185307179586;
+    double best = 0;
+    double bestOnGrid = 0;
+    for (double cell = 0.85 * step; cell <= 1.15 * step; cell += 0.005 * step) {
+        qsizetype onGrid = 0;
+        qsizetype all = 0;
+        for (const PassLine &line : pass.lines) {
+            if (!positioned(line)) {
+                continue;
+            }
+            // The line's phase on the grid: the mean direction of its characters' positions as angles.
+            double x = 0;
+            double y = 0;
+            for (qsizetype i = 0; i < line.text.size(); ++i) {
+                if (onTheGrid(line.text.at(i))) {
+                    x += std::cos(tau * line.centres[i] / cell);
+                    y += std::sin(tau * line.centres[i] / cell);
+                }
+            }
+            const double phase = std::atan2(y, x) / tau;
+            for (qsizetype i = 0; i < line.text.size(); ++i) {
+                if (onTheGrid(line.text.at(i))) {
+                    const double offset = line.centres[i] / cell - phase;
+                    onGrid += std::abs(offset - std::round(offset)) <= 0.2;
+                    ++all;
+                }
+            }
+        }
+        const double share = all > 0 ? double(onGrid) / double(all) : 0;
+        if (share > bestOnGrid) {
+            bestOnGrid = share;
+            best = cell;
+        }
+    }
+    return bestOnGrid >= 0.9 ? best : 0;
+}
+
 } // namespace
 
 double cellOf(const RecognitionPass &pass)
@@ -142,7 +185,7 @@ double cellOf(const RecognitionPass &pass)
     }
     std::vector<double> sorted = steps;
     std::nth_element(sorted.begin(), sorted.begin() + long(sorted.size() / 2), sorted.end());
-    const double cell = sorted[sorted.size() / 2];
+    double cell = sorted[sorted.size() / 2];
     if (cell <= 0) {
         return 0;
     }
@@ -151,7 +194,12 @@ double cellOf(const RecognitionPass &pass)
     };
     const auto regular = std::count_if(steps.cbegin(), steps.cend(), [&](double step) { return near(step, 1); });
     if (double(regular) < 0.85 * double(steps.size())) {
-        return 0;
+        // Small text read at a larger scale comes back with positions a pixel off here and there, and neighbouring
+        // steps then stray from the cell although every character still stands on the grid.
+        cell = gridCell(pass, cell);
+        if (cell <= 0) {
+            return 0;
+        }
     }
     // Letters of a proportional font can stand as evenly as a grid within words, but a space there is narrower
     // than a letter; in monospaced text the gap takes whole cells, one or several (aligned code: "#  if").

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
 
 namespace Tessary::MissedLines {
@@ -74,7 +75,73 @@ QList<std::pair<int, int>> ticksOf(const QImage &image, const QRect &band, int b
     return ticks;
 }
 
+/** The ticks of the band joined into marks: ticks closer than a third of a cell belong to one mark. */
+QList<std::pair<int, int>> marksOf(const QImage &image, const QRect &band, double cell, int background)
+{
+    // Anti-aliasing joins the two ticks of a double mark now and then, or leaves a gap in one.
+    QList<std::pair<int, int>> marks;
+    for (const auto &tick : ticksOf(image, band, background)) {
+        if (!marks.isEmpty() && tick.first - marks.last().second - 1 < cell / 3) {
+            marks.last().second = tick.second;
+        } else {
+            marks.append(tick);
+        }
+    }
+    return marks;
+}
+
+int spanOf(const std::pair<int, int> &mark)
+{
+    return mark.second - mark.first + 1;
+}
+
 } // namespace
+
+void completeQuoteRuns(const QImage &image, RecognitionPass &pass)
+{
+    const double cell = LineIndentation::cellOf(pass);
+    if (cell <= 0 || image.isNull()) {
+        return;
+    }
+    const int background = LineRouting::backgroundGrey(image);
+    for (PassLine &line : pass.lines) {
+        if (line.centres.size() != line.text.size()) {
+            continue;
+        }
+        for (qsizetype i = line.text.size() - 1; i >= 0; --i) {
+            const QChar mark = line.text.at(i);
+            if (mark != u'"' && mark != u'\'') {
+                continue;
+            }
+            // The room between the neighbours' cells, in the upper half of the line where quote marks stand.
+            const double from = i > 0 ? line.centres[i - 1] + cell / 2 : line.box.left();
+            const double to = i + 1 < line.text.size() ? line.centres[i + 1] - cell / 2 : line.box.right();
+            const QRect room(QPoint(int(std::ceil(from)), line.box.top()),
+                             QPoint(int(std::floor(to)), line.box.top() + line.box.height() / 2));
+            if (room.width() < 2 * cell || !image.rect().contains(room)) {
+                continue;
+            }
+            // Marks only, no letter's ink below them; a run of n marks spans n - 1 cells and a mark's width.
+            const QRect below(QPoint(room.left(), room.bottom() + 1), QPoint(room.right(), line.box.bottom()));
+            const auto ticks = ticksOf(image, room, background);
+            if (ticks.isEmpty() || !ticksOf(image, below.intersected(image.rect()), background).isEmpty()) {
+                continue;
+            }
+            const double cells = (ticks.last().second - ticks.first().first + 1) / cell;
+            const double whole = std::floor(cells);
+            const auto count = qsizetype(whole) + 1;
+            if (count < 2 || cells - whole < 0.1 || cells - whole > 0.85) {
+                continue;
+            }
+            const double first = ticks.first().first + (cells - whole) * cell / 2;
+            line.text.replace(i, 1, QString(count, mark));
+            line.centres.remove(i);
+            for (qsizetype k = count - 1; k >= 0; --k) {
+                line.centres.insert(i, float(first + double(k) * cell));
+            }
+        }
+    }
+}
 
 void add(const QImage &image, ScriptChoice::Choice &choice)
 {
@@ -102,24 +169,15 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
         if (band.height() < 2 || band.height() > lineHeight / 2) {
             continue;
         }
-        // Ticks closer than a third of a cell belong to one mark (anti-aliasing joins the two of a double mark now
-        // and then, or leaves a gap in one): a mark spanning more than a third of a cell is a double one.
-        QList<std::pair<int, int>> marks;
-        for (const auto &tick : ticksOf(image, band, background)) {
-            if (!marks.isEmpty() && tick.first - marks.last().second - 1 < cell / 3) {
-                marks.last().second = tick.second;
-            } else {
-                marks.append(tick);
-            }
-        }
+        // A mark spanning more than a third of a cell is a double one.
+        const auto marks = marksOf(image, band, cell, background);
         // A lone mark is as likely a speck of something else.
         if (marks.size() < 2) {
             continue;
         }
-        const auto span = [](const std::pair<int, int> &mark) { return mark.second - mark.first + 1; };
-        const bool doubled = span(marks.first()) > cell / 3;
+        const bool doubled = spanOf(marks.first()) > cell / 3;
         const bool marksOnly = std::all_of(marks.cbegin(), marks.cend(), [&](const std::pair<int, int> &mark) {
-            return span(mark) <= 0.7 * cell && (span(mark) > cell / 3) == doubled;
+            return spanOf(mark) <= 0.7 * cell && (spanOf(mark) > cell / 3) == doubled;
         });
         if (!marksOnly || marks.size() != std::lround(band.width() / cell)) {
             continue;

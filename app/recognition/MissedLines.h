@@ -17,6 +17,12 @@ namespace MissedLines {
 /** Adds the lines the passes missed to choice, in reading order. image is the screen (RGB888). */
 void add(const QImage &image, ScriptChoice::Choice &choice);
 
+/**
+ * Quote marks the passes missed within a monospaced line: Tesseract reads a run of them ("""Set) as one mark. Where
+ * the room around a quote mark holds more marks of its kind, a cell apart, each becomes a character of its own.
+ */
+void completeQuoteRuns(const QImage &image, RecognitionPass &pass);
+
 } // namespace MissedLines
 
 } // namespace Tessary

@@ -16,6 +16,7 @@
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
+#include "app/recognition/LookAlikeGlyphs.h"
 #include "app/recognition/ModelPasses.h"
 #include "app/recognition/MissedLines.h"
 #include "app/recognition/NeuralLineRecognizer.h"
@@ -140,12 +141,15 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
     if (!choice) {
         return unexpected(choice.error());
     }
-    // 5. Lines the passes missed: Chinese labels taken for Latin letters or not found, rows of quote marks.
+    // 5. Lines the passes missed: Chinese labels taken for Latin letters or not found, rows of quote marks; runs of
+    // quote marks read as one.
     ChineseRecovery::recover(screen, *choice);
     MissedLines::add(screen, *choice);
+    MissedLines::completeQuoteRuns(screen, choice->pass);
     const qint64 passesDone = clock.elapsed();
     // 6. Read again with the line model where Tesseract is unsure, and finish every line from the pixels; short
     // labels are settled by a vote of the line model and both passes.
+    LookAlikeGlyphs::settle(screen, choice->pass);
     QStringList lines = LineRouting::refinedLines(screen, choice->pass, choice->scripts, choice->otherReading);
     // The line model reads nothing once the recognition is stopped: what it left out is not the text.
     if (stop.isRequested()) {

@@ -6,6 +6,7 @@
 #include "app/recognition/CodeReading.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineRouting.h"
+#include "app/recognition/LookAlikeGlyphs.h"
 #include "app/recognition/ReadingVote.h"
 #include "app/recognition/ScriptChoice.h"
 #include "app/recognition/TextRecognizer.h"
@@ -222,6 +223,43 @@ TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
             << size << " px";
     }
     EXPECT_EQ(read(Tessary::Test::renderText(proportional, u"DejaVu Sans"_s, 16)), proportional.join(u'\n'));
+    // Light code on a washed-out dark ground, small: faint leading underscores, positions a pixel off.
+    const QStringList faint{u"#define grow(h) \\"_s, u"  __extension__ \\"_s, u"    ({ int *__p = h; })"_s};
+    const auto indents = [](const QString &text) {
+        QList<qsizetype> spaces;
+        for (const QString &line : text.split(u'\n')) {
+            spaces.append(line.size() - line.trimmed().size());
+        }
+        return spaces;
+    };
+    for (const int size : {12, 13}) {
+        const QImage image = Tessary::Test::renderText(faint, u"DejaVu Sans Mono"_s, size, 0xb2b2b2, 0x5a5a5a);
+        EXPECT_EQ(indents(read(image)), indents(faint.join(u'\n'))) << read(image).toStdString();
+    }
+}
+
+TEST(LookAlikeGlyphs, OnesAndEllsAreReadFromTheirFoot)
+{
+    // Every "l" and "1" taken for the other, and an "l" for an "L": told apart where the font's sure letter l (in
+    // "self") shows a serif that an L lacks, as DejaVu's does and Noto's does not.
+    const QString shown = u"unsigned long l = x1 + l1; i = 10; self.list"_s;
+    const QString misread = u"unsigned 1ong 1 = xl + 1l; i = l0; self.List"_s;
+    for (const QString &family : {u"DejaVu Sans Mono"_s, u"Noto Sans Mono CJK SC"_s}) {
+        for (const int size : {12, 14, 18}) {
+            const bool serif = family.startsWith(u"DejaVu") && size > 12; // too faint to tell at 12 px
+            const QString expected = serif ? shown : QString(shown).replace(u"list"_s, u"List"_s);
+            const auto drawn = Tessary::Test::renderLine(shown, Tessary::Test::fontOf(family, size));
+            RecognitionPass pass;
+            pass.lines = {PassLine{misread, drawn.centres, drawn.box, {}, drawn.baseline, 80}};
+            LookAlikeGlyphs::settle(drawn.image, pass);
+            EXPECT_EQ(pass.lines[0].text, expected) << family.toStdString() << " at " << size << " px";
+        }
+    }
+    // Both engines read a lone "l" as a digit.
+    const QStringList code{u"unsigned long l;"_s, u"return l - i;"_s};
+    for (const int size : {15, 18}) {
+        EXPECT_EQ(read(Tessary::Test::renderText(code, u"DejaVu Sans Mono"_s, size)), code.join(u'\n')) << size;
+    }
 }
 
 } // namespace

@@ -132,9 +132,9 @@ TEST_F(TextRecognizerTest, ReadsSimplifiedParagraphsWithTheirPunctuation)
 
 TEST_F(TextRecognizerTest, CodeKeepsItsUnderscoresAndQuotes)
 {
-    // A docstring's opening quotes stand alone on their line.
+    // A docstring's opening quotes stand alone on their line, or are read as one mark before text.
     const QStringList lines{u"def __init__(self, other_value):"_s, u"    \"\"\""_s,
-                            u"    self._tzinfo = make_tz(other_value)"_s};
+                            u"    self._tzinfo = make_tz(other_value)"_s, u"    \"\"\"Return the zone.\"\"\""_s};
     const QString expected = lines.join(u'\n');
     for (const int size : {15, 16}) {
         EXPECT_EQ(recognized(Tessary::Test::renderText(lines, u"DejaVu Sans Mono"_s, size)).toStdString(),
