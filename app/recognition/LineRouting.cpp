@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include <QGuiApplication>
+
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/MonospaceSpacing.h"
@@ -235,6 +237,8 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
         return lines;
     }
 
+    // Glyphs are drawn to be compared only where there is a font database.
+    const bool drawsGlyphs = qobject_cast<QGuiApplication *>(QCoreApplication::instance()) != nullptr;
     // One line after the other with one network: a second network in parallel costs its own buffers (tens of
     // megabytes) and gains nothing while Tesseract's passes or other programs keep the cores busy.
     QStringList readings;
@@ -267,6 +271,17 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
                            : readings[k];
         } else {
             lines[i] = ReadingVote::voted(lines[i], otherReadings[i], readings[k]);
+        }
+        if (script == Script::Traditional && line.confidence >= ReadingVote::votesFrom && drawsGlyphs) {
+            // The label's characters share its width equally.
+            const double pitch = double(line.box.width()) / double(line.text.size());
+            const auto shows = [&](qsizetype at, QChar form, QChar read) {
+                const QPoint centre(int(std::lround(line.box.left() + (double(at) + 0.5) * pitch)),
+                                    line.box.center().y());
+                return ScriptChoice::traditionalLikeness(image, centre, int(std::lround(pitch)), background,
+                                                         read.unicode(), form.unicode()) > 0;
+            };
+            lines[i] = ReadingVote::withTraditionalForms(lines[i], line.text, shows);
         }
     }
     return lines;

@@ -13,6 +13,7 @@ namespace {
 struct Alignment
 {
     QString matched;             // per character of the line, its counterpart, or a null character where there is none
+    std::vector<qsizetype> from; // per character of the line, its counterpart's place in the other reading, or -1
     std::vector<QString> before; // per character, and once more for the end: the other reading's extra characters
 };
 
@@ -44,12 +45,14 @@ Alignment aligned(const QString &line, const QString &other)
                           cost[size_t(i - 1)][size_t(j)] + 1, cost[size_t(i)][size_t(j - 1)] + 1});
         }
     }
-    Alignment alignment{QString(n, QChar()), std::vector<QString>(size_t(n + 1))};
+    Alignment alignment{QString(n, QChar()), std::vector<qsizetype>(size_t(n), -1),
+                        std::vector<QString>(size_t(n + 1))};
     qsizetype i = n, j = m;
     while (i > 0 || j > 0) {
         const double here = cost[size_t(i)][size_t(j)];
         if (i > 0 && j > 0 && std::abs(here - cost[size_t(i - 1)][size_t(j - 1)] - substitution(i - 1, j - 1)) < 1e-9) {
             alignment.matched[i - 1] = other.at(j - 1);
+            alignment.from[size_t(i - 1)] = j - 1;
             --i;
             --j;
         } else if (i > 0 && std::abs(here - cost[size_t(i - 1)][size_t(j)] - 1) < 1e-9) {
@@ -89,6 +92,26 @@ QString voted(const QString &own, const QString &first, const QString &second)
             result += own.at(i);
         } else if (!mine.isNull()) {
             result += mine;
+        }
+    }
+    return result;
+}
+
+QString withTraditionalForms(const QString &reading, const QString &traditional,
+                             const std::function<bool(qsizetype at, QChar form, QChar read)> &shows)
+{
+    if (reading.isEmpty() || traditional.isEmpty()) {
+        return reading;
+    }
+    const Alignment alignment = aligned(reading, traditional);
+    QString result = reading;
+    for (qsizetype i = 0; i < reading.size(); ++i) {
+        const QChar form = alignment.matched.at(i);
+        const QString simplified = ScriptVariants::toSimplified(QString(form));
+        if (!form.isNull() && simplified != QString(form) &&
+            ScriptVariants::toSimplified(QString(reading.at(i))) != simplified &&
+            shows(alignment.from[size_t(i)], form, reading.at(i))) {
+            result[i] = form;
         }
     }
     return result;

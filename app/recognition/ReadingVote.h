@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include <QString>
 
 namespace Tessary {
@@ -24,6 +26,16 @@ constexpr float votesFrom = 60;
  * only.
  */
 QString voted(const QString &own, const QString &first, const QString &second);
+
+/**
+ * reading with a character of traditional (the Traditional pass's reading) put back where it is a form only
+ * Traditional text has (烏, 達, 夢), reading holds another character there, and shows(at, form, read) (at: the
+ * form's place in traditional) says the glyph is more like that form. The line model learnt such forms from few
+ * samples and reads them as a Simplified look-alike (烏 as 扁, 達 as 逵); the Traditional pass misreads plain
+ * characters as such forms too (盤 as 螢), so the glyph decides.
+ */
+QString withTraditionalForms(const QString &reading, const QString &traditional,
+                             const std::function<bool(qsizetype at, QChar form, QChar read)> &shows);
 
 } // namespace ReadingVote
 

@@ -126,6 +126,9 @@ TEST(ReadingVote, TwoReadingsAgreeingAgainstTheThirdWin)
     for (const auto &c : cases) {
         EXPECT_EQ(ReadingVote::voted(c.own, c.first, c.second), c.expected) << c.own.toStdString();
     }
+    // Only Traditional forms come back (烏 for 扁; not 舟, nor 爾 over 尔), and only where the glyph shows them.
+    const auto shows = [](qsizetype at, QChar, QChar) { return at < 3; };
+    EXPECT_EQ(ReadingVote::withTraditionalForms(u"扁德穆尔特語扁"_s, u"烏德舟爾特語烏"_s, shows), u"烏德穆尔特語扁"_s);
 }
 
 TEST(ChineseRecovery, LabelsTesseractMissedAreReadByTheLineModelInTheirScript)
