@@ -398,7 +398,14 @@ Script scriptOfReading(const QImage &image, const PassLine &line)
     PassLine simplified = line;
     simplified.text = ScriptVariants::toSimplified(line.text);
     PassLine traditional = line;
-    traditional.text = ScriptVariants::toTraditional(simplified.text, line.text);
+    // Only its Traditional forms are a hint: a Simplified character in the hint would stand as it is.
+    QString forms;
+    for (const QChar c : line.text) {
+        if (ScriptVariants::isTraditionalOnly(c.unicode())) {
+            forms.append(c);
+        }
+    }
+    traditional.text = ScriptVariants::toTraditional(simplified.text, forms);
     if (traditional.text == simplified.text) {
         return Script::Simplified;
     }

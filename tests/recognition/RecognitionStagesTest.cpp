@@ -141,6 +141,7 @@ TEST(ChineseRecovery, LabelsTesseractMissedAreReadByTheLineModelInTheirScript)
         QString expected;
     } cases[] = {{u"應用程式設定"_s, tc, {}, 0, u"應用程式設定"_s}, // no pass found a line
                  {u"网络设置"_s, sc, {}, 0, u"网络设置"_s},
+                 {u"暫停"_s, tc, {}, 0, u"暫停"_s},                  // read 暂停: the glyph tells
                  {u"網路連線"_s, tc, u"Shame"_s, 30, u"網路連線"_s}, // read as Latin letters, unsure
                  {u"网络设置"_s, sc, u"FRX"_s, 90, u"FRX"_s},        // a confident Latin reading stands
                  {u"   "_s, sc, {}, 0, {}}};
