@@ -60,7 +60,7 @@ QString toTraditional(const QString &text, const QString &hint)
 {
     QString converted = text;
     for (qsizetype i = 0; i < converted.size(); ++i) {
-        // A character the Traditional reading holds as it is stands in Traditional text too (群 beside 羣).
+        // A character the Traditional reading holds as it is stands in Traditional text too (咤 beside 吒).
         const auto found = simplified().constFind(converted.at(i).unicode());
         if (found == simplified().cend() || hint.contains(converted.at(i))) {
             continue;

@@ -98,10 +98,11 @@ TEST(ScriptChoice, GlyphsLookLikeTheirOwnForm)
 TEST(ScriptChoice, LinesAreWrittenInTheirOwnScript)
 {
     using enum Script;
-    const QStringList lines{u"信件數 发给 ok"_s, u"信件数 發給 ok"_s, u"头发 ok"_s, u"头发"_s};
-    const QList<Script> scripts{Simplified, Traditional, Latin, Traditional};
-    EXPECT_EQ(ScriptChoice::inTheirScripts(lines, scripts, {{}, {}, {}, u"頭髮"_s}),
-              (QStringList{u"信件数 发给 ok"_s, u"信件數 發給 ok"_s, u"头发 ok"_s, u"頭髮"_s}));
+    // Traditional forms are the ones Taiwan and Hong Kong write (為, not 爲); 群 is written in both scripts.
+    const QStringList lines{u"信件數 发给 ok"_s, u"信件数 發給 ok"_s, u"头发 ok"_s, u"头发"_s, u"为群组"_s};
+    const QList<Script> scripts{Simplified, Traditional, Latin, Traditional, Traditional};
+    EXPECT_EQ(ScriptChoice::inTheirScripts(lines, scripts, {{}, {}, {}, u"頭髮"_s, {}}),
+              (QStringList{u"信件数 发给 ok"_s, u"信件數 發給 ok"_s, u"头发 ok"_s, u"頭髮"_s, u"為群組"_s}));
 }
 
 TEST(ScriptChoice, EachLineKeepsItsOwnScript)
