@@ -413,6 +413,27 @@ Script scriptOfReading(const QImage &image, const PassLine &line)
     return evidence.glyphs > 0 ? scriptOf(evidence.likeness) : Script::Simplified;
 }
 
+void settleTakenForms(const QImage &image, const RecognitionPass &pass, const QStringList &lines,
+                      const QStringList &otherReadings, QList<Script> &scripts)
+{
+    for (qsizetype i = 0; i < lines.size() && i < pass.lines.size() && i < scripts.size(); ++i) {
+        const PassLine &line = pass.lines[i];
+        const QString &other = i < otherReadings.size() ? otherReadings[i] : QString();
+        const bool taken = std::any_of(lines[i].cbegin(), lines[i].cend(), [&](QChar c) {
+            return ScriptVariants::isTraditionalOnly(c.unicode()) && other.contains(c) && !line.text.contains(c);
+        });
+        if (scripts[i] != Script::Simplified || !taken ||
+            !std::all_of(lines[i].cbegin(), lines[i].cend(), [](QChar c) { return isHan(c); })) {
+            continue;
+        }
+        // A label of Chinese characters only, which share its width equally.
+        PassLine reading = line;
+        reading.text = lines[i];
+        reading.centres = QList<float>(reading.text.size(), 0);
+        scripts[i] = scriptOfReading(image, reading);
+    }
+}
+
 QStringList inTheirScripts(const QStringList &lines, const QList<Script> &scripts, const QStringList &hints)
 {
     QStringList written = lines;

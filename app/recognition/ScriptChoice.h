@@ -58,6 +58,15 @@ double traditionalLikeness(const QImage &image, QPoint centre, int em, int backg
 Script scriptOfReading(const QImage &image, const PassLine &line);
 
 /**
+ * The scripts of lines whose reading took a Traditional-only character from the other pass's reading (the vote on a
+ * label's three readings) where the chosen Simplified pass read a character of both scripts (等 for 雙): the glyphs
+ * never compared that character, so they settle the script of the reading again. lines are the readings after the
+ * vote, one per line of pass.
+ */
+void settleTakenForms(const QImage &image, const RecognitionPass &pass, const QStringList &lines,
+                      const QStringList &otherReadings, QList<Script> &scripts);
+
+/**
  * Lines in their own script only: a Simplified line's Traditional-only characters in their Simplified form and the
  * reverse (the line model writes Simplified characters for Traditional glyphs now and then). hints are the
  * Traditional pass's readings, which choose among several Traditional forms.
