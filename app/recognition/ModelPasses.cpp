@@ -1,5 +1,6 @@
 #include "app/recognition/ModelPasses.h"
 
+#include <algorithm>
 #include <future>
 #include <memory>
 
@@ -7,6 +8,7 @@
 #include <QLoggingCategory>
 #include <QtConcurrent/QtConcurrentRun>
 
+#include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/RecognitionStop.h"
@@ -78,6 +80,64 @@ bool surelyLatin(const Result<RecognitionPass, RecognitionError> &pass)
         }
     }
     return pass->meanConfidence >= 85;
+}
+
+/** The width per character of a line read as Chinese characters only (spaces aside), or 0. */
+double hanPitch(const PassLine &line)
+{
+    qsizetype han = 0;
+    for (const QChar c : line.text) {
+        if (ChineseTextCleanup::isHan(c.unicode())) {
+            ++han;
+        } else if (!c.isSpace()) {
+            return 0;
+        }
+    }
+    return han > 0 ? double(line.box.width()) / double(han) : 0;
+}
+
+/** Whether two boxes are the same but for a pixel or two at each edge. */
+bool nearlySame(const QRect &a, const QRect &b)
+{
+    return std::abs(a.left() - b.left()) <= 2 && std::abs(a.top() - b.top()) <= 2 &&
+           std::abs(a.right() - b.right()) <= 2 && std::abs(a.bottom() - b.bottom()) <= 2;
+}
+
+/**
+ * Lines found as the upper and lower half of one label: a label whose characters have a gap across them at one
+ * height (警告 at 15-17 px, where light rows part 敬 from 言 and the roof of 告 from its mouth) is found as two
+ * lines that touch, each read as the label or as what its half looks like. Chinese characters are about as tall as
+ * they are wide: two touching lines read as Chinese, together about as tall as a character is wide and each much
+ * lower, are one line. So are two lines where another pass joined such halves (the engine finds the lines before a
+ * model reads them, alike for every model, but a model may read a half as Latin letters). The surer reading stands;
+ * the line model reads the line again where it is unsure. Returns the boxes of the lines joined.
+ */
+QList<QRect> joinHalves(RecognitionPass &pass, const QList<QRect> &found = {})
+{
+    QList<QRect> joinedHalves;
+    for (qsizetype i = 0; i + 1 < pass.lines.size(); ++i) {
+        PassLine &upper = pass.lines[i];
+        const PassLine &lower = pass.lines[i + 1];
+        const double pitch =
+            std::min(hanPitch(upper), hanPitch(lower)) > 0 ? std::max(hanPitch(upper), hanPitch(lower)) : 0;
+        const QRect both = upper.box.united(lower.box);
+        const bool halves = std::max(upper.box.height(), lower.box.height()) < 0.75 * pitch &&
+                            both.height() < 1.3 * pitch && lower.box.top() - upper.box.bottom() <= 2 &&
+                            lower.box.left() <= upper.box.right() && upper.box.left() <= lower.box.right();
+        const bool foundThere = std::any_of(found.cbegin(), found.cend(), [&](const QRect &box) {
+            return nearlySame(box, both) && lower.box.top() > upper.box.top();
+        });
+        if (!halves && !foundThere) {
+            continue;
+        }
+        joinedHalves.append(both);
+        PassLine joined = upper.confidence >= lower.confidence ? upper : lower;
+        joined.box = both;
+        joined.baseline = lower.baseline;
+        upper = std::move(joined);
+        pass.lines.removeAt(i + 1);
+    }
+    return joinedHalves;
 }
 
 } // namespace
@@ -157,9 +217,16 @@ Result<Readings, RecognitionError> read(const QImage &image, double scale, Recog
         otherChinese = unexpected(RecognitionError{});
     }
 
+    QList<QRect> halves;
     for (Reading *reading : {&chinese, &otherChinese, &englishReading}) {
         if (*reading) {
             ImagePreparation::scaleBack(**reading, scale);
+            halves.append(joinHalves(**reading));
+        }
+    }
+    for (Reading *reading : {&chinese, &otherChinese, &englishReading}) {
+        if (*reading && !halves.isEmpty()) {
+            joinHalves(**reading, halves);
         }
     }
     if (firstChinese != simplifiedModel) {

@@ -189,6 +189,10 @@ TEST(ImagePreparation, ShortLabelsAtDesktopSizes)
             EXPECT_EQ(read(Tessary::Test::renderText({label.text}, label.font, size)), label.text) << size << " px";
         }
     }
+    // Rows of light ink across 警告 at 15-17 px part it: found as two lines, they are one.
+    for (const int size : {15, 16}) {
+        EXPECT_EQ(read(Tessary::Test::renderText({u"警告"_s}, u"Noto Sans CJK TC"_s, size)), u"警告"_s) << size;
+    }
 }
 
 TEST(ImagePreparation, FramesAroundTheSelectionAreCut)
