@@ -414,13 +414,12 @@ Script scriptOfReading(const QImage &image, const PassLine &line)
 }
 
 void settleTakenForms(const QImage &image, const RecognitionPass &pass, const QStringList &lines,
-                      const QStringList &otherReadings, QList<Script> &scripts)
+                      QList<Script> &scripts)
 {
     for (qsizetype i = 0; i < lines.size() && i < pass.lines.size() && i < scripts.size(); ++i) {
         const PassLine &line = pass.lines[i];
-        const QString &other = i < otherReadings.size() ? otherReadings[i] : QString();
         const bool taken = std::any_of(lines[i].cbegin(), lines[i].cend(), [&](QChar c) {
-            return ScriptVariants::isTraditionalOnly(c.unicode()) && other.contains(c) && !line.text.contains(c);
+            return ScriptVariants::isTraditionalOnly(c.unicode()) && !line.text.contains(c);
         });
         if (scripts[i] != Script::Simplified || !taken ||
             !std::all_of(lines[i].cbegin(), lines[i].cend(), [](QChar c) { return isHan(c); })) {

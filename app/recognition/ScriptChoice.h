@@ -58,13 +58,14 @@ double traditionalLikeness(const QImage &image, QPoint centre, int em, int backg
 Script scriptOfReading(const QImage &image, const PassLine &line);
 
 /**
- * The scripts of lines whose reading took a Traditional-only character from the other pass's reading (the vote on a
- * label's three readings) where the chosen Simplified pass read a character of both scripts (等 for 雙): the glyphs
- * never compared that character, so they settle the script of the reading again. lines are the readings after the
- * vote, one per line of pass.
+ * The scripts of Simplified lines of Chinese characters whose reading took a Traditional-only form the chosen pass
+ * did not read: from the other pass's reading (the vote on a label's three readings, where the Simplified pass read
+ * 等 for 雙) or from the line model, which writes Simplified forms unless the glyph plainly shows another. The
+ * script was settled without that character: the glyphs settle it again. lines are the readings after the line
+ * model and the vote, one per line of pass.
  */
 void settleTakenForms(const QImage &image, const RecognitionPass &pass, const QStringList &lines,
-                      const QStringList &otherReadings, QList<Script> &scripts);
+                      QList<Script> &scripts);
 
 /**
  * Lines in their own script only: a Simplified line's Traditional-only characters in their Simplified form and the

@@ -156,7 +156,7 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
         return unexpected(stoppedError(stop));
     }
     // 7. Every line in its own script, monospaced lines with their indentation.
-    ScriptChoice::settleTakenForms(screen, choice->pass, lines, choice->otherReading, choice->scripts);
+    ScriptChoice::settleTakenForms(screen, choice->pass, lines, choice->scripts);
     lines = ScriptChoice::inTheirScripts(lines, choice->scripts, choice->traditionalText);
     lines = LineIndentation::indented(screen, lines, choice->pass);
     qCDebug(lcRecognition) << image.size() << "passes" << passesDone << "ms, lines finished"

@@ -110,7 +110,7 @@ TEST(ScriptChoice, LinesAreWrittenInTheirOwnScript)
         RecognitionPass pass{
             .lines = {PassLine{u"等面"_s, {}, LineRouting::inkBox(label, label.rect(), 255), {}, -1, 90}}};
         QList<Script> settled{Simplified};
-        ScriptChoice::settleTakenForms(label, pass, {u"雙面"_s}, {u"雙面"_s}, settled);
+        ScriptChoice::settleTakenForms(label, pass, {u"雙面"_s}, settled);
         EXPECT_EQ(settled, QList<Script>{script}) << shown.toStdString();
     }
 }
