@@ -11,6 +11,7 @@
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/PunctuationWidth.h"
 #include "app/recognition/ReadingVote.h"
+#include "app/recognition/ScriptVariants.h"
 #include "app/recognition/UnderscoreRecovery.h"
 
 namespace Tessary::LineRouting {
@@ -272,16 +273,22 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
         } else {
             lines[i] = ReadingVote::voted(lines[i], otherReadings[i], readings[k]);
         }
-        if (script == Script::Traditional && line.confidence >= ReadingVote::votesFrom && drawsGlyphs) {
+        // Forms only Traditional text has, as the Traditional pass read them or as the Simplified pass's reading is
+        // written in Traditional text (图 for the 圓 two models took 圖 for), come back where the glyph shows them.
+        const auto restore = [&](const QString &forms) {
             // The label's characters share its width equally.
-            const double pitch = double(line.box.width()) / double(line.text.size());
+            const double pitch = double(line.box.width()) / double(forms.size());
             const auto shows = [&](qsizetype at, QChar form, QChar read) {
                 const QPoint centre(int(std::lround(line.box.left() + (double(at) + 0.5) * pitch)),
                                     line.box.center().y());
                 return ScriptChoice::traditionalLikeness(image, centre, int(std::lround(pitch)), background,
                                                          read.unicode(), form.unicode()) > 0;
             };
-            lines[i] = ReadingVote::withTraditionalForms(lines[i], line.text, shows);
+            lines[i] = ReadingVote::withTraditionalForms(lines[i], forms, shows);
+        };
+        if (script == Script::Traditional && line.confidence >= ReadingVote::votesFrom && drawsGlyphs) {
+            restore(line.text);
+            restore(ScriptVariants::toTraditional(otherReadings[i], line.text));
         }
     }
     return lines;
