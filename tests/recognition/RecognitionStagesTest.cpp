@@ -7,6 +7,7 @@
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/LookAlikeGlyphs.h"
+#include "app/recognition/MissedLines.h"
 #include "app/recognition/ReadingVote.h"
 #include "app/recognition/ScriptChoice.h"
 #include "app/recognition/TextRecognizer.h"
@@ -263,6 +264,33 @@ TEST(LookAlikeGlyphs, OnesAndEllsAreReadFromTheirFoot)
     const QStringList code{u"unsigned long l;"_s, u"return l - i;"_s};
     for (const int size : {15, 18}) {
         EXPECT_EQ(read(Tessary::Test::renderText(code, u"DejaVu Sans Mono"_s, size)), code.join(u'\n')) << size;
+    }
+}
+
+TEST(MissedLines, RowsOfQuoteMarksReadAsLettersComeBack)
+{
+    // The engines read a lone """ as letters ("wa", "nun"); a row of semicolons, dots over commas, stays as read.
+    for (const QString &shown : {u"\"\"\""_s, u"''"_s, u";;"_s}) {
+        for (const int size : {13, 18}) {
+            const QFont font = Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, size);
+            const auto code = Tessary::Test::renderLine(u"def quote(self):"_s, font);
+            const auto marks = Tessary::Test::renderLine(shown, font);
+            const int below = code.image.height();
+            QImage image(code.image.width(), 2 * below, QImage::Format_RGB888);
+            image.fill(Qt::white);
+            QPainter painter(&image);
+            painter.drawImage(0, 0, marks.image);
+            painter.drawImage(0, below, code.image);
+            painter.end();
+            ScriptChoice::Choice choice;
+            choice.pass.lines = {
+                PassLine{u"wa"_s, {}, marks.box, {}, marks.baseline, 40},
+                PassLine{u"def quote(self):"_s, code.centres, code.box.translated(0, below), {}, -1, 90}};
+            choice.scripts = {Script::Latin, Script::Latin};
+            choice.traditionalText = choice.otherReading = {QString(), QString()};
+            MissedLines::add(image, choice);
+            EXPECT_EQ(choice.pass.lines[0].text, shown == u";;"_s ? u"wa"_s : shown) << shown.toStdString() << size;
+        }
     }
 }
 
