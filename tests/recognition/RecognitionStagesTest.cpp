@@ -5,6 +5,7 @@
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/CodeReading.h"
 #include "app/recognition/ImagePreparation.h"
+#include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/LookAlikeGlyphs.h"
 #include "app/recognition/MissedLines.h"
@@ -241,6 +242,11 @@ TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
         const QImage image = Tessary::Test::renderText(faint, u"DejaVu Sans Mono"_s, size, 0xb2b2b2, 0x5a5a5a);
         EXPECT_EQ(indents(read(image)), indents(faint.join(u'\n'))) << read(image).toStdString();
     }
+    // A space the engine wrote between two characters a cell apart goes.
+    auto swap = Tessary::Test::renderLine(u"std::swap(a, b);"_s, Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, 15));
+    swap.centres.insert(4, (swap.centres[3] + swap.centres[4]) / 2);
+    const RecognitionPass pass{{}, {PassLine{u"std: :swap(a, b);"_s, swap.centres, swap.box, {}, swap.baseline, 90}}};
+    EXPECT_EQ(LineIndentation::indented(swap.image, {pass.lines[0].text}, pass), QStringList{u"std::swap(a, b);"_s});
 }
 
 TEST(LookAlikeGlyphs, OnesAndEllsAreReadFromTheirFoot)
@@ -278,16 +284,11 @@ TEST(MissedLines, RowsOfQuoteMarksReadAsLettersComeBack)
             const int below = code.image.height();
             QImage image(code.image.width(), 2 * below, QImage::Format_RGB888);
             image.fill(Qt::white);
-            QPainter painter(&image);
-            painter.drawImage(0, 0, marks.image);
-            painter.drawImage(0, below, code.image);
-            painter.end();
-            ScriptChoice::Choice choice;
-            choice.pass.lines = {
-                PassLine{u"wa"_s, {}, marks.box, {}, marks.baseline, 40},
-                PassLine{u"def quote(self):"_s, code.centres, code.box.translated(0, below), {}, -1, 90}};
-            choice.scripts = {Script::Latin, Script::Latin};
-            choice.traditionalText = choice.otherReading = {QString(), QString()};
+            QPainter(&image).drawImage(0, 0, marks.image);
+            QPainter(&image).drawImage(0, below, code.image);
+            const PassLine misread{u"wa"_s, {}, marks.box, {}, marks.baseline, 40};
+            const PassLine found{u"def quote(self):"_s, code.centres, code.box.translated(0, below), {}, -1, 90};
+            ScriptChoice::Choice choice{{{}, {misread, found}}, {Script::Latin, Script::Latin}, {{}, {}}, {{}, {}}};
             MissedLines::add(image, choice);
             EXPECT_EQ(choice.pass.lines[0].text, shown == u";;"_s ? u"wa"_s : shown) << shown.toStdString() << size;
         }
