@@ -252,9 +252,9 @@ TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
 TEST(LookAlikeGlyphs, OnesAndEllsAreReadFromTheirFoot)
 {
     // Every "l" and "1" taken for the other, and an "l" for an "L": told apart where the font's sure letter l (in
-    // "self") shows a serif that an L lacks, as DejaVu's does and Noto's does not.
-    const QString shown = u"unsigned long l = x1 + l1; i = 10; self.list"_s;
-    const QString misread = u"unsigned 1ong 1 = xl + 1l; i = l0; self.List"_s;
+    // "self") shows a serif that an L lacks, as DejaVu's does and Noto's does not. A straight quote read curly.
+    const QString shown = u"unsigned long l = x1 + l1; i = 10; self.list(\"\")"_s;
+    const QString misread = u"unsigned 1ong 1 = xl + 1l; i = l0; self.List(“\")"_s;
     for (const QString &family : {u"DejaVu Sans Mono"_s, u"Noto Sans Mono CJK SC"_s}) {
         for (const int size : {12, 14, 18}) {
             const bool serif = family.startsWith(u"DejaVu") && size > 12; // too faint to tell at 12 px
