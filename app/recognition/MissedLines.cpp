@@ -226,6 +226,10 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
     // not as flat as a row of dashes.
     for (qsizetype i = 0; i < choice.pass.lines.size(); ++i) {
         PassLine &line = choice.pass.lines[i];
+        // A row of marks comes back as a few letters at most: longer lines are not looked at pixel by pixel.
+        if (line.text.size() > 8) {
+            continue;
+        }
         const QRect ink = inkWithin(image, line.box, background);
         const bool readAsMarks =
             std::all_of(line.text.cbegin(), line.text.cend(), [](QChar c) { return c == u'"' || c == u'\''; });
