@@ -108,8 +108,9 @@ QString spacedByCells(const QString &text, const PassLine &line, double cell)
             readAt(seen - 1) >= 0 && readAt(seen) == readAt(seen - 1) + 1) {
             cells = (centres[readAt(seen)] - centres[readAt(seen - 1)]) / cell;
         }
+        // Two characters a cell apart have no space between them, whatever the engine wrote ("std: :swap").
         const double whole = std::round(cells);
-        const bool fits = whole >= 2 && std::abs(cells - whole) <= 0.3;
+        const bool fits = whole >= 1 && std::abs(cells - whole) <= 0.3;
         spaced.append(fits ? QString(qsizetype(whole) - 1, u' ') : text.mid(i, end - i));
         i = end - 1;
     }
@@ -203,7 +204,9 @@ double cellOf(const RecognitionPass &pass)
     }
     // Letters of a proportional font can stand as evenly as a grid within words, but a space there is narrower
     // than a letter; in monospaced text the gap takes whole cells, one or several (aligned code: "#  if").
-    // Text without any space between words (one word a line) says nothing against the grid.
+    // Text without any space between words (one word a line) says nothing against the grid, and neither does a
+    // space the engine wrote between two characters a cell apart.
+    std::erase_if(spaced, [&](double distance) { return near(distance, 1); });
     const auto whole = std::count_if(spaced.cbegin(), spaced.cend(), [&](double distance) {
         return near(distance, std::max(2.0, std::round(distance / cell)));
     });

@@ -154,10 +154,28 @@ Stroke strokeIn(const QImage &image, const QRect &cell, int baseline, int backgr
     return topLeft >= reaches ? Stroke::Ell : topLeft <= bare ? Stroke::Corner : Stroke::Tail;
 }
 
+void straightenQuotes(RecognitionPass &pass)
+{
+    for (PassLine &line : pass.lines) {
+        const bool doubles = line.text.contains(u'"');
+        const bool singles = line.text.contains(u'\'');
+        for (QChar &c : line.text) {
+            if (doubles && (c == u'“' || c == u'”')) {
+                c = u'"';
+            } else if (singles && (c == u'‘' || c == u'’')) {
+                c = u'\'';
+            }
+        }
+    }
+}
+
 void settle(const QImage &image, RecognitionPass &pass)
 {
     const int background = LineRouting::backgroundGrey(image);
     const double imageCell = LineIndentation::cellOf(pass);
+    if (imageCell > 0) {
+        straightenQuotes(pass);
+    }
     struct Candidate
     {
         qsizetype line, index;

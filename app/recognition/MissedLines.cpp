@@ -95,6 +95,64 @@ int spanOf(const std::pair<int, int> &mark)
     return mark.second - mark.first + 1;
 }
 
+/** The rows and columns of area that hold ink; empty when none do. */
+QRect inkWithin(const QImage &image, const QRect &area, int background)
+{
+    const QRect inside = area.intersected(image.rect());
+    QRect ink;
+    for (int y = inside.top(); y <= inside.bottom(); ++y) {
+        for (int x = inside.left(); x <= inside.right(); ++x) {
+            if (inkAt(image, x, y, background)) {
+                ink |= QRect(x, y, 1, 1);
+            }
+        }
+    }
+    return ink;
+}
+
+/**
+ * The quote marks a band of ink holds when it is a row of them, each a cell apart, or an empty text: marks stand in
+ * the upper half of a line and are narrow, double ones spanning more than a third of a cell.
+ */
+QString marksIn(const QImage &image, const QRect &band, int lineHeight, double cell, int background)
+{
+    if (band.height() < 2 || band.height() > lineHeight / 2) {
+        return {};
+    }
+    const auto marks = marksOf(image, band, cell, background);
+    // A lone mark is as likely a speck of something else.
+    if (marks.size() < 2) {
+        return {};
+    }
+    const bool doubled = spanOf(marks.first()) > cell / 3;
+    const bool marksOnly = std::all_of(marks.cbegin(), marks.cend(), [&](const std::pair<int, int> &mark) {
+        return spanOf(mark) <= 0.7 * cell && (spanOf(mark) > cell / 3) == doubled;
+    });
+    // A run of n marks spans n - 1 cells and a mark's width.
+    if (!marksOnly || marks.size() != std::lround((band.width() - spanOf(marks.first())) / cell) + 1) {
+        return {};
+    }
+    return QString(marks.size(), doubled ? u'"' : u'\'');
+}
+
+/**
+ * Whether the ink of a line is all of one piece in height with nothing beneath it within half a line: a row of
+ * semicolons has a gap between its dots and commas, and the dots alone have the commas beneath.
+ */
+bool onePiece(const QImage &image, const QRect &ink, int lineHeight, int background)
+{
+    const QRect beneath(ink.left(), ink.bottom() + 1, ink.width(), lineHeight / 2);
+    if (!inkWithin(image, beneath, background).isEmpty()) {
+        return false;
+    }
+    for (int y = ink.top(); y <= ink.bottom(); ++y) {
+        if (inkWithin(image, QRect(ink.left(), y, ink.width(), 1), background).isEmpty()) {
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 void completeQuoteRuns(const QImage &image, RecognitionPass &pass)
@@ -164,26 +222,37 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
     const int lineHeight = median(heights);
     const double cell = median(cells);
     const int background = LineRouting::backgroundGrey(image);
+    // A row of marks the passes found and read as letters ("wa" for """): the ink of its box is such a row too, and
+    // not as flat as a row of dashes.
+    for (qsizetype i = 0; i < choice.pass.lines.size(); ++i) {
+        PassLine &line = choice.pass.lines[i];
+        // A row of marks comes back as a few letters at most: longer lines are not looked at pixel by pixel.
+        if (line.text.size() > 8) {
+            continue;
+        }
+        const QRect ink = inkWithin(image, line.box, background);
+        const bool readAsMarks =
+            std::all_of(line.text.cbegin(), line.text.cend(), [](QChar c) { return c == u'"' || c == u'\''; });
+        if (readAsMarks || ink.isEmpty() || 5 * ink.height() < lineHeight || 5 * ink.height() > 2 * lineHeight ||
+            !onePiece(image, ink, lineHeight, background)) {
+            continue;
+        }
+        if (const QString marks = marksIn(image, ink, lineHeight, cell, background); !marks.isEmpty()) {
+            line = PassLine{marks, {}, line.box, {}, line.baseline, 100};
+            choice.scripts[i] = Script::Latin;
+            if (i < choice.otherReading.size()) {
+                choice.otherReading[i].clear();
+            }
+        }
+    }
     for (const QRect &band : uncoveredBands(image, choice.pass.lines, background)) {
-        // Quote marks stand in the upper half of a line and are narrow.
-        if (band.height() < 2 || band.height() > lineHeight / 2) {
-            continue;
-        }
-        // A mark spanning more than a third of a cell is a double one.
-        const auto marks = marksOf(image, band, cell, background);
-        // A lone mark is as likely a speck of something else.
-        if (marks.size() < 2) {
-            continue;
-        }
-        const bool doubled = spanOf(marks.first()) > cell / 3;
-        const bool marksOnly = std::all_of(marks.cbegin(), marks.cend(), [&](const std::pair<int, int> &mark) {
-            return spanOf(mark) <= 0.7 * cell && (spanOf(mark) > cell / 3) == doubled;
-        });
-        if (!marksOnly || marks.size() != std::lround(band.width() / cell)) {
+        // A band no pass found spans whole cells: its marks are far enough apart not to be a letter's parts.
+        const QString marks = marksIn(image, band, lineHeight, cell, background);
+        if (marks.isEmpty() || marks.size() != std::lround(band.width() / cell)) {
             continue;
         }
         PassLine line;
-        line.text = QString(marks.size(), doubled ? u'"' : u'\'');
+        line.text = marks;
         line.box = band;
         line.confidence = 100;
         qsizetype at = 0;

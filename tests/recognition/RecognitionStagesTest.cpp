@@ -5,8 +5,10 @@
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/CodeReading.h"
 #include "app/recognition/ImagePreparation.h"
+#include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/LookAlikeGlyphs.h"
+#include "app/recognition/MissedLines.h"
 #include "app/recognition/ReadingVote.h"
 #include "app/recognition/ScriptChoice.h"
 #include "app/recognition/TextRecognizer.h"
@@ -255,14 +257,19 @@ TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
         const QImage image = Tessary::Test::renderText(faint, u"DejaVu Sans Mono"_s, size, 0xb2b2b2, 0x5a5a5a);
         EXPECT_EQ(indents(read(image)), indents(faint.join(u'\n'))) << read(image).toStdString();
     }
+    // A space the engine wrote between two characters a cell apart goes.
+    auto swap = Tessary::Test::renderLine(u"std::swap(a, b);"_s, Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, 15));
+    swap.centres.insert(4, (swap.centres[3] + swap.centres[4]) / 2);
+    const RecognitionPass pass{{}, {PassLine{u"std: :swap(a, b);"_s, swap.centres, swap.box, {}, swap.baseline, 90}}};
+    EXPECT_EQ(LineIndentation::indented(swap.image, {pass.lines[0].text}, pass), QStringList{u"std::swap(a, b);"_s});
 }
 
 TEST(LookAlikeGlyphs, OnesAndEllsAreReadFromTheirFoot)
 {
     // Every "l" and "1" taken for the other, and an "l" for an "L": told apart where the font's sure letter l (in
-    // "self") shows a serif that an L lacks, as DejaVu's does and Noto's does not.
-    const QString shown = u"unsigned long l = x1 + l1; i = 10; self.list"_s;
-    const QString misread = u"unsigned 1ong 1 = xl + 1l; i = l0; self.List"_s;
+    // "self") shows a serif that an L lacks, as DejaVu's does and Noto's does not. A straight quote read curly.
+    const QString shown = u"unsigned long l = x1 + l1; i = 10; self.list(\"\")"_s;
+    const QString misread = u"unsigned 1ong 1 = xl + 1l; i = l0; self.List(“\")"_s;
     for (const QString &family : {u"DejaVu Sans Mono"_s, u"Noto Sans Mono CJK SC"_s}) {
         for (const int size : {12, 14, 18}) {
             const bool serif = family.startsWith(u"DejaVu") && size > 12; // too faint to tell at 12 px
@@ -278,6 +285,28 @@ TEST(LookAlikeGlyphs, OnesAndEllsAreReadFromTheirFoot)
     const QStringList code{u"unsigned long l;"_s, u"return l - i;"_s};
     for (const int size : {15, 18}) {
         EXPECT_EQ(read(Tessary::Test::renderText(code, u"DejaVu Sans Mono"_s, size)), code.join(u'\n')) << size;
+    }
+}
+
+TEST(MissedLines, RowsOfQuoteMarksReadAsLettersComeBack)
+{
+    // The engines read a lone """ as letters ("wa", "nun"); a row of semicolons, dots over commas, stays as read.
+    for (const QString &shown : {u"\"\"\""_s, u"''"_s, u";;"_s}) {
+        for (const int size : {13, 18}) {
+            const QFont font = Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, size);
+            const auto code = Tessary::Test::renderLine(u"def quote(self):"_s, font);
+            const auto marks = Tessary::Test::renderLine(shown, font);
+            const int below = code.image.height();
+            QImage image(code.image.width(), 2 * below, QImage::Format_RGB888);
+            image.fill(Qt::white);
+            QPainter(&image).drawImage(0, 0, marks.image);
+            QPainter(&image).drawImage(0, below, code.image);
+            const PassLine misread{u"wa"_s, {}, marks.box, {}, marks.baseline, 40};
+            const PassLine found{u"def quote(self):"_s, code.centres, code.box.translated(0, below), {}, -1, 90};
+            ScriptChoice::Choice choice{{{}, {misread, found}}, {Script::Latin, Script::Latin}, {{}, {}}, {{}, {}}};
+            MissedLines::add(image, choice);
+            EXPECT_EQ(choice.pass.lines[0].text, shown == u";;"_s ? u"wa"_s : shown) << shown.toStdString() << size;
+        }
     }
 }
 
