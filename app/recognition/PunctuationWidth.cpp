@@ -158,6 +158,55 @@ void matchBrackets(QString &text, const std::vector<bool> &judged)
     }
 }
 
+/**
+ * The columns holding ink, in runs. At small sizes a mark's anti-aliased edge touches its neighbour's: where a run's
+ * ink fades to under half the line's usual strength between two stronger columns, it is two runs.
+ */
+std::vector<Run> inkRuns(const std::vector<int> &contrast, int inkContrast)
+{
+    std::vector<int> strengths;
+    for (const int c : contrast) {
+        if (c > inkContrast) {
+            strengths.push_back(c);
+        }
+    }
+    if (strengths.empty()) {
+        return {};
+    }
+    std::nth_element(strengths.begin(), strengths.begin() + long(strengths.size() / 2), strengths.end());
+    const int faint = strengths[strengths.size() / 2] / 2;
+    std::vector<Run> runs;
+    const int width = int(contrast.size());
+    for (int x = 0; x < width; ++x) {
+        if (contrast[size_t(x)] <= inkContrast) {
+            continue;
+        }
+        int end = x;
+        while (end + 1 < width && contrast[size_t(end + 1)] > inkContrast) {
+            ++end;
+        }
+        int start = x;
+        for (int c = x; c <= end; ++c) {
+            if (contrast[size_t(c)] >= faint || c == end) {
+                continue;
+            }
+            int last = c;
+            while (last < end && contrast[size_t(last + 1)] < faint) {
+                ++last;
+            }
+            const bool strongBefore = *std::max_element(contrast.begin() + start, contrast.begin() + c) >= faint;
+            if (strongBefore && last < end) {
+                runs.push_back({start, c - 1});
+                start = last + 1;
+            }
+            c = last;
+        }
+        runs.push_back({start, end});
+        x = end;
+    }
+    return runs;
+}
+
 } // namespace
 
 QString settle(const QString &text, const QList<float> &centres, const QImage &source, int background)
@@ -167,16 +216,15 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
     }
     const QImage crop = source.convertToFormat(QImage::Format_RGB888);
     constexpr int inkContrast = 48;
-    std::vector<bool> inkColumn(size_t(crop.width()), false);
+    std::vector<int> contrast(size_t(crop.width()), 0); // the strongest ink of each column
     int top = crop.height(), bottom = -1;
     for (int y = 0; y < crop.height(); ++y) {
         const uchar *row = crop.constScanLine(y);
         bool any = false;
         for (int x = 0; x < crop.width(); ++x) {
-            if (std::abs(greyAt(row, x) - background) > inkContrast) {
-                inkColumn[size_t(x)] = true;
-                any = true;
-            }
+            const int ink = std::abs(greyAt(row, x) - background);
+            contrast[size_t(x)] = std::max(contrast[size_t(x)], ink);
+            any = any || ink > inkContrast;
         }
         if (any) {
             top = std::min(top, y);
@@ -204,17 +252,7 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
         std::nth_element(steps.begin(), steps.begin() + long(steps.size() / 2), steps.end());
         cell = steps[steps.size() / 2];
     }
-    std::vector<Run> runs;
-    for (int x = 0; x < crop.width(); ++x) {
-        if (inkColumn[size_t(x)]) {
-            if (!runs.empty() && runs.back().end == x - 1) {
-                runs.back().end = x;
-            } else {
-                runs.push_back({x, x});
-            }
-        }
-    }
-
+    const std::vector<Run> runs = inkRuns(contrast, inkContrast);
     QString settled = text;
     std::vector<bool> judged(size_t(text.size()), false);
     for (qsizetype i = 0; i < text.size(); ++i) {
@@ -222,13 +260,19 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
         if (pair == nullptr) {
             continue;
         }
-        // The run of ink at (or nearest to) where the reader saw the mark.
+        // The run of ink at (or nearest to) where the reader saw the mark. Readers place a mark up to half a cell
+        // after its ink, onto the next character: a run as narrow as a mark a little before that place is taken
+        // first.
         const double x = centres[i];
         size_t nearest = runs.size();
-        double distance = 0.35 * cell;
+        double distance = 0.35 * cell, narrowDistance = 0.6 * cell;
         for (size_t r = 0; r < runs.size(); ++r) {
             const double d = x < runs[r].start ? runs[r].start - x : (x > runs[r].end ? x - runs[r].end : 0);
-            if (d <= distance) {
+            if (runs[r].end - runs[r].start + 1 <= 0.5 * cell && runs[r].start <= x && d <= narrowDistance) {
+                narrowDistance = d;
+                distance = -1;
+                nearest = r;
+            } else if (d <= distance) {
                 distance = d;
                 nearest = r;
             }
