@@ -217,6 +217,7 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
     const QImage crop = source.convertToFormat(QImage::Format_RGB888);
     constexpr int inkContrast = 48;
     std::vector<int> contrast(size_t(crop.width()), 0); // the strongest ink of each column
+    std::vector<int> inkTop(size_t(crop.width()), crop.height()), inkBottom(size_t(crop.width()), -1);
     int top = crop.height(), bottom = -1;
     for (int y = 0; y < crop.height(); ++y) {
         const uchar *row = crop.constScanLine(y);
@@ -224,7 +225,11 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
         for (int x = 0; x < crop.width(); ++x) {
             const int ink = std::abs(greyAt(row, x) - background);
             contrast[size_t(x)] = std::max(contrast[size_t(x)], ink);
-            any = any || ink > inkContrast;
+            if (ink > inkContrast) {
+                inkTop[size_t(x)] = std::min(inkTop[size_t(x)], y);
+                inkBottom[size_t(x)] = y;
+                any = true;
+            }
         }
         if (any) {
             top = std::min(top, y);
@@ -275,6 +280,24 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
             } else if (d <= distance) {
                 distance = d;
                 nearest = r;
+            }
+        }
+        // A full stop is a dot as high as it is wide, a fifth of a cell at most, low in the line; a comma's tail
+        // reaches down past it, a full-width full stop is a ring of a third of a cell. Readers take the small dot
+        // for a comma, and with a space after it for a full-width mark. Latin commas are as small: only marks
+        // beside Chinese are looked at.
+        if (nearest != runs.size() && text.at(i) != u'.' && (pair->ascii == u',' || pair->ascii == u'.') &&
+            hanBeside(text, i)) {
+            const Run &run = runs[nearest];
+            const int width = run.end - run.start + 1;
+            const int markTop = *std::min_element(inkTop.begin() + run.start, inkTop.begin() + run.end + 1);
+            const int markBottom = *std::max_element(inkBottom.begin() + run.start, inkBottom.begin() + run.end + 1);
+            const int height = markBottom - markTop + 1;
+            if (width <= 0.2 * cell && height <= 0.25 * cell && height <= width + 1 &&
+                markTop > top + 0.6 * (bottom - top)) {
+                settled[i] = u'.';
+                judged[size_t(i)] = true;
+                continue;
             }
         }
         bool full = false;

@@ -41,6 +41,8 @@ INSTANTIATE_TEST_SUITE_P(
                                 "打开文件，然后保存。再关闭；好吗？是的"},
                       WidthCase{"AsciiMarksBetweenHanStayAscii", "Noto Sans CJK TC", "資訊. 在除錯, 認證和配置",
                                 "資訊。 在除錯， 認證和配置", "資訊. 在除錯, 認證和配置"},
+                      WidthCase{"AsciiFullStopsTakenForCommas", "Noto Sans CJK SC", "会丢失. 值0表示缺省.",
+                                "会丢失， 值0表示缺省，", "会丢失. 值0表示缺省."},
                       WidthCase{"AsciiBracketTouchingHan", "Noto Sans CJK TC", "抽出檔案 (預設用於使用者)",
                                 "抽出檔案 （預設用於使用者）", "抽出檔案 (預設用於使用者)"},
                       WidthCase{"FullWidthDigitsAndHyphen", "Noto Sans CJK SC", "作者:朱熹（１１３０－１２００）",
