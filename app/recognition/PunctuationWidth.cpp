@@ -159,10 +159,11 @@ void matchBrackets(QString &text, const std::vector<bool> &judged)
 }
 
 /**
- * The columns holding ink, in runs. At small sizes a mark's anti-aliased edge touches its neighbour's: where a run's
- * ink fades to under half the line's usual strength between two stronger columns, it is two runs.
+ * The columns holding ink, in runs. At small sizes a mark's anti-aliased edge touches its neighbour's: where a run
+ * wider than a mark (narrowest) fades to under half the line's usual strength between two stronger columns, it is
+ * two runs. A mark alone stays whole: the thin top and bottom of a ring (。) fade as much.
  */
-std::vector<Run> inkRuns(const std::vector<int> &contrast, int inkContrast)
+std::vector<Run> inkRuns(const std::vector<int> &contrast, int inkContrast, double narrowest)
 {
     std::vector<int> strengths;
     for (const int c : contrast) {
@@ -186,7 +187,7 @@ std::vector<Run> inkRuns(const std::vector<int> &contrast, int inkContrast)
             ++end;
         }
         int start = x;
-        for (int c = x; c <= end; ++c) {
+        for (int c = x; c <= end && end - x + 1 > narrowest; ++c) {
             if (contrast[size_t(c)] >= faint || c == end) {
                 continue;
             }
@@ -257,7 +258,7 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
         std::nth_element(steps.begin(), steps.begin() + long(steps.size() / 2), steps.end());
         cell = steps[steps.size() / 2];
     }
-    const std::vector<Run> runs = inkRuns(contrast, inkContrast);
+    const std::vector<Run> runs = inkRuns(contrast, inkContrast, 0.5 * cell);
     QString settled = text;
     std::vector<bool> judged(size_t(text.size()), false);
     for (qsizetype i = 0; i < text.size(); ++i) {
@@ -283,17 +284,27 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
             }
         }
         // A full stop is a dot as high as it is wide, a fifth of a cell at most, low in the line; a comma's tail
-        // reaches down past it, a full-width full stop is a ring of a third of a cell. Readers take the small dot
-        // for a comma, and with a space after it for a full-width mark. Latin commas are as small: only marks
-        // beside Chinese are looked at.
+        // reaches down past it, a full-width full stop is a ring (in some fonts no larger than the dot). Readers take
+        // the small dot for a comma, and with a space after it for a full-width mark. Latin commas are as small: only
+        // marks beside Chinese are looked at.
         if (nearest != runs.size() && text.at(i) != u'.' && (pair->ascii == u',' || pair->ascii == u'.') &&
             hanBeside(text, i)) {
-            const Run &run = runs[nearest];
+            // The whole of the mark's ink: a ring's thin top and bottom may have cut it in two.
+            Run run = runs[nearest];
+            while (run.start > 0 && contrast[size_t(run.start - 1)] > inkContrast) {
+                --run.start;
+            }
+            while (run.end + 1 < crop.width() && contrast[size_t(run.end + 1)] > inkContrast) {
+                ++run.end;
+            }
             const int width = run.end - run.start + 1;
             const int markTop = *std::min_element(inkTop.begin() + run.start, inkTop.begin() + run.end + 1);
             const int markBottom = *std::max_element(inkBottom.begin() + run.start, inkBottom.begin() + run.end + 1);
             const int height = markBottom - markTop + 1;
-            if (width <= 0.2 * cell && height <= 0.25 * cell && height <= width + 1 &&
+            const bool filled =
+                std::abs(greyAt(crop.constScanLine((markTop + markBottom) / 2), (run.start + run.end) / 2) -
+                         background) > inkContrast;
+            if (filled && width <= 0.2 * cell && height <= 0.25 * cell && height <= width + 1 &&
                 markTop > top + 0.6 * (bottom - top)) {
                 settled[i] = u'.';
                 judged[size_t(i)] = true;
