@@ -158,6 +158,56 @@ void matchBrackets(QString &text, const std::vector<bool> &judged)
     }
 }
 
+/**
+ * The columns holding ink, in runs. At small sizes a mark's anti-aliased edge touches its neighbour's: where a run
+ * wider than a mark (narrowest) fades to under half the line's usual strength between two stronger columns, it is
+ * two runs. A mark alone stays whole: the thin top and bottom of a ring (。) fade as much.
+ */
+std::vector<Run> inkRuns(const std::vector<int> &contrast, int inkContrast, double narrowest)
+{
+    std::vector<int> strengths;
+    for (const int c : contrast) {
+        if (c > inkContrast) {
+            strengths.push_back(c);
+        }
+    }
+    if (strengths.empty()) {
+        return {};
+    }
+    std::nth_element(strengths.begin(), strengths.begin() + long(strengths.size() / 2), strengths.end());
+    const int faint = strengths[strengths.size() / 2] / 2;
+    std::vector<Run> runs;
+    const int width = int(contrast.size());
+    for (int x = 0; x < width; ++x) {
+        if (contrast[size_t(x)] <= inkContrast) {
+            continue;
+        }
+        int end = x;
+        while (end + 1 < width && contrast[size_t(end + 1)] > inkContrast) {
+            ++end;
+        }
+        int start = x;
+        for (int c = x; c <= end && end - x + 1 > narrowest; ++c) {
+            if (contrast[size_t(c)] >= faint || c == end) {
+                continue;
+            }
+            int last = c;
+            while (last < end && contrast[size_t(last + 1)] < faint) {
+                ++last;
+            }
+            const bool strongBefore = *std::max_element(contrast.begin() + start, contrast.begin() + c) >= faint;
+            if (strongBefore && last < end) {
+                runs.push_back({start, c - 1});
+                start = last + 1;
+            }
+            c = last;
+        }
+        runs.push_back({start, end});
+        x = end;
+    }
+    return runs;
+}
+
 } // namespace
 
 QString settle(const QString &text, const QList<float> &centres, const QImage &source, int background)
@@ -167,14 +217,18 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
     }
     const QImage crop = source.convertToFormat(QImage::Format_RGB888);
     constexpr int inkContrast = 48;
-    std::vector<bool> inkColumn(size_t(crop.width()), false);
+    std::vector<int> contrast(size_t(crop.width()), 0); // the strongest ink of each column
+    std::vector<int> inkTop(size_t(crop.width()), crop.height()), inkBottom(size_t(crop.width()), -1);
     int top = crop.height(), bottom = -1;
     for (int y = 0; y < crop.height(); ++y) {
         const uchar *row = crop.constScanLine(y);
         bool any = false;
         for (int x = 0; x < crop.width(); ++x) {
-            if (std::abs(greyAt(row, x) - background) > inkContrast) {
-                inkColumn[size_t(x)] = true;
+            const int ink = std::abs(greyAt(row, x) - background);
+            contrast[size_t(x)] = std::max(contrast[size_t(x)], ink);
+            if (ink > inkContrast) {
+                inkTop[size_t(x)] = std::min(inkTop[size_t(x)], y);
+                inkBottom[size_t(x)] = y;
                 any = true;
             }
         }
@@ -204,17 +258,7 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
         std::nth_element(steps.begin(), steps.begin() + long(steps.size() / 2), steps.end());
         cell = steps[steps.size() / 2];
     }
-    std::vector<Run> runs;
-    for (int x = 0; x < crop.width(); ++x) {
-        if (inkColumn[size_t(x)]) {
-            if (!runs.empty() && runs.back().end == x - 1) {
-                runs.back().end = x;
-            } else {
-                runs.push_back({x, x});
-            }
-        }
-    }
-
+    const std::vector<Run> runs = inkRuns(contrast, inkContrast, 0.5 * cell);
     QString settled = text;
     std::vector<bool> judged(size_t(text.size()), false);
     for (qsizetype i = 0; i < text.size(); ++i) {
@@ -222,15 +266,49 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
         if (pair == nullptr) {
             continue;
         }
-        // The run of ink at (or nearest to) where the reader saw the mark.
+        // The run of ink at (or nearest to) where the reader saw the mark. Readers place a mark up to half a cell
+        // after its ink, onto the next character: a run as narrow as a mark a little before that place is taken
+        // first.
         const double x = centres[i];
         size_t nearest = runs.size();
-        double distance = 0.35 * cell;
+        double distance = 0.35 * cell, narrowDistance = 0.6 * cell;
         for (size_t r = 0; r < runs.size(); ++r) {
             const double d = x < runs[r].start ? runs[r].start - x : (x > runs[r].end ? x - runs[r].end : 0);
-            if (d <= distance) {
+            if (runs[r].end - runs[r].start + 1 <= 0.5 * cell && runs[r].start <= x && d <= narrowDistance) {
+                narrowDistance = d;
+                distance = -1;
+                nearest = r;
+            } else if (d <= distance) {
                 distance = d;
                 nearest = r;
+            }
+        }
+        // A full stop is a dot as high as it is wide, a fifth of a cell at most, low in the line; a comma's tail
+        // reaches down past it, a full-width full stop is a ring (in some fonts no larger than the dot). Readers take
+        // the small dot for a comma, and with a space after it for a full-width mark. Latin commas are as small: only
+        // marks beside Chinese are looked at.
+        if (nearest != runs.size() && text.at(i) != u'.' && (pair->ascii == u',' || pair->ascii == u'.') &&
+            hanBeside(text, i)) {
+            // The whole of the mark's ink: a ring's thin top and bottom may have cut it in two.
+            Run run = runs[nearest];
+            while (run.start > 0 && contrast[size_t(run.start - 1)] > inkContrast) {
+                --run.start;
+            }
+            while (run.end + 1 < crop.width() && contrast[size_t(run.end + 1)] > inkContrast) {
+                ++run.end;
+            }
+            const int width = run.end - run.start + 1;
+            const int markTop = *std::min_element(inkTop.begin() + run.start, inkTop.begin() + run.end + 1);
+            const int markBottom = *std::max_element(inkBottom.begin() + run.start, inkBottom.begin() + run.end + 1);
+            const int height = markBottom - markTop + 1;
+            const bool filled =
+                std::abs(greyAt(crop.constScanLine((markTop + markBottom) / 2), (run.start + run.end) / 2) -
+                         background) > inkContrast;
+            if (filled && width <= 0.2 * cell && height <= 0.25 * cell && height <= width + 1 &&
+                markTop > top + 0.6 * (bottom - top)) {
+                settled[i] = u'.';
+                judged[size_t(i)] = true;
+                continue;
             }
         }
         bool full = false;

@@ -19,6 +19,7 @@
 #include "app/recognition/LookAlikeGlyphs.h"
 #include "app/recognition/ModelPasses.h"
 #include "app/recognition/MissedLines.h"
+#include "app/recognition/PanelLines.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/RecognitionStop.h"
 #include "app/recognition/ResidentPages.h"
@@ -142,7 +143,8 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
         return unexpected(choice.error());
     }
     // 5. Lines the passes missed: Chinese labels taken for Latin letters or not found, rows of quote marks; runs of
-    // quote marks read as one.
+    // quote marks read as one. Lines they took from a panel's shapes go.
+    PanelLines::drop(screen.size(), *choice);
     ChineseRecovery::recover(screen, *choice);
     MissedLines::add(screen, *choice);
     MissedLines::completeQuoteRuns(screen, choice->pass);

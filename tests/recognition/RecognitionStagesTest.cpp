@@ -227,6 +227,18 @@ TEST(ImagePreparation, FramesAroundTheSelectionAreCut)
         EXPECT_EQ(ImagePreparation::edgeBands(rgb, true), c.columns) << c.name;
         EXPECT_EQ(read(framed), u"Tessary turns text"_s) << c.name;
     }
+    // A dark page's header bar with a tab on it stays (a title could stand there) and is not read as a character.
+    const QColor ground(0x1e, 0x1e, 0x1e);
+    const QStringList lines{u"当从子目录运行，排除目录之外的变更并显示相对路径"_s,
+                            u"滚动窗口的内容要如何与滚动条进行协调排列。"_s};
+    QImage page(752, 174, QImage::Format_RGB32);
+    page.fill(ground);
+    QPainter painter(&page);
+    painter.fillRect(0, 0, page.width(), 22, QColor(0x2b, 0x52, 0x78));
+    painter.fillRect(20, 8, 60, 6, ground);
+    painter.drawImage(14, 40, Tessary::Test::renderText(lines, u"Noto Sans CJK SC"_s, 20, QColor(0xd4d4d4), ground));
+    painter.end();
+    EXPECT_EQ(read(page), lines.join(u'\n'));
     // Grey on grey, as disabled labels are drawn.
     EXPECT_EQ(read(Tessary::Test::renderText({u"Disabled label"_s}, u"DejaVu Sans"_s, 16, QColor(0x9c9c9c),
                                              QColor(0xc8c8c8))),
