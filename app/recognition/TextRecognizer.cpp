@@ -211,16 +211,19 @@ QImage warmupImage()
     return image;
 }
 
-bool prewarm()
+bool prewarm(RecognitionStop *stop)
 {
+    RecognitionStop unlimited;
+    if (stop != nullptr && stop->isRequested()) {
+        return false;
+    }
     const QImage image = warmupImage();
     if (image.isNull()) {
         return false;
     }
     NeuralLineRecognizer::prepare();
     // Loading the models is most of a warm-up's time, however long it takes: no deadline.
-    RecognitionStop unlimited;
-    const auto text = recognizeWithin(image, unlimited);
+    const auto text = recognizeWithin(image, stop != nullptr ? *stop : unlimited);
     return text && !text->text.isEmpty();
 }
 
