@@ -139,8 +139,10 @@ private:
     /** The engines are released after an idle spell (TESSARY_ENGINE_IDLE_SECONDS, default three minutes). */
     void scheduleEngineRelease();
     void releaseEngines();
-    /** Loads released engines again in the background, while the user is still selecting. */
+    /** Loads released engines again in the background and has them read once, while the user is still selecting. */
     void prepareEngines();
+    /** Ends the reading that warms reloaded engines, when one runs: a recognition needs them now. */
+    void stopEngineWarmUp();
     /** Copies the text and announces it; codeKinds when it is the content of codes (see Recognition). */
     void finishCopied(const QString &text, bool polished, const QStringList &codeKinds = {});
     void polishFailed(const QString &reason);
@@ -187,6 +189,7 @@ private:
     std::shared_ptr<RecognitionStop> m_recognition; // the running recognition's, null when none runs
     QTimer *m_engineRelease = nullptr;
     bool m_enginesReleased = false;
+    std::shared_ptr<RecognitionStop> m_engineWarmUp; // the warm-up of reloaded engines, null when none runs
     bool m_trayAvailable = false;
     TrayHostWatcher *m_trayHosts = nullptr;
     QString m_toolTip;

@@ -122,6 +122,7 @@ void TessaryApp::beginRun(bool polish)
 
 void TessaryApp::recognizeCapture(const QString &path, ImageOrigin origin)
 {
+    stopEngineWarmUp();
     QPointer<TessaryApp> self(this);
     auto stop = std::make_shared<RecognitionStop>();
     m_recognition = stop;
@@ -180,6 +181,7 @@ void TessaryApp::releaseEngines()
     if (m_captureInProgress) {
         return;
     }
+    stopEngineWarmUp();
     TextRecognizer::releaseEngines();
     m_enginesReleased = true;
 }
@@ -190,7 +192,23 @@ void TessaryApp::prepareEngines()
         return;
     }
     m_enginesReleased = false;
-    QThreadPool::globalInstance()->start([] { TextRecognizer::loadEngines(); });
+    // Freshly loaded engines read their first image slower: the memory they read in and the libraries' code went
+    // back to the system with them and come back page by page. Reading the warm-up image once brings most of it
+    // back now, unless the capture's own recognition starts first.
+    auto warmUp = std::make_shared<RecognitionStop>();
+    m_engineWarmUp = warmUp;
+    QThreadPool::globalInstance()->start([warmUp] {
+        TextRecognizer::loadEngines();
+        TextRecognizer::prewarm(warmUp.get());
+    });
+}
+
+void TessaryApp::stopEngineWarmUp()
+{
+    if (m_engineWarmUp != nullptr) {
+        m_engineWarmUp->cancel();
+        m_engineWarmUp.reset();
+    }
 }
 
 void TessaryApp::captureFailed(const QString &toolError)

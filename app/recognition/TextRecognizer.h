@@ -38,10 +38,11 @@ Result<Recognition, RecognitionError> recognizeImage(const QImage &image, Recogn
 std::chrono::milliseconds timeBudget(const QSize &size);
 
 /**
- * Runs one recognition of a small generated image so that the models are loaded before the first real one.
- * Returns true when it recognised anything; false on every failure. Needs a QGuiApplication (for the font).
+ * Runs one recognition of a small generated image so that the models are loaded, and have read once, before the
+ * first real one. Returns true when it recognised anything; false on every failure, and when stop was cancelled
+ * before it ended. Needs a QGuiApplication (for the font).
  */
-bool prewarm();
+bool prewarm(RecognitionStop *stop = nullptr);
 
 /**
  * Loads every engine and the line model's network that are not loaded yet, without recognising anything: a

@@ -112,7 +112,12 @@ TEST(RecognitionBoundsTest, TransparencyIsCompositedOntoWhiteAndReleasedEnginesC
     ASSERT_TRUE(transparentText(u"Transparent background"_s).save(path));
     EXPECT_EQ(textOf(TextRecognizer::recognize(path)), u"Transparent background"_s);
 
+    // Reloaded as at the start of a capture, whose recognition stops their warm-up.
     TextRecognizer::releaseEngines();
+    TextRecognizer::loadEngines();
+    RecognitionStop capture;
+    capture.cancel();
+    EXPECT_FALSE(TextRecognizer::prewarm(&capture));
     EXPECT_EQ(textOf(TextRecognizer::recognizeImage(transparentText(u"Loaded again"_s))), u"Loaded again"_s);
 }
 
