@@ -53,7 +53,8 @@ double traditionalLikeness(const QImage &image, QPoint centre, int em, int backg
 
 /**
  * The script of a Chinese line read by a model that writes Simplified characters whatever the screen shows: its
- * glyphs compared with the Traditional forms of its Simplified-only characters. Simplified when it has none.
+ * glyphs compared with the Traditional forms of its Simplified-only characters. Simplified when it has none;
+ * Traditional when the reading holds Traditional forms, unless its glyphs are clearly more like the Simplified ones.
  */
 Script scriptOfReading(const QImage &image, const PassLine &line);
 
