@@ -160,6 +160,69 @@ double gridCell(const RecognitionPass &pass, double step)
     return bestOnGrid >= 0.9 ? best : 0;
 }
 
+/**
+ * The cell of monospaced text whose characters the engine placed too far off their cells for the steps or the grid
+ * search to see it (small CJK monospaced fonts, glyphs up to half a cell off), or 0: a line's first and last
+ * characters stand in the middle of their cells, so the distance of their centres over the cells between them is
+ * the cell. Taken where at least two lines agree on it, their characters each within half a cell of their places
+ * (a proportional font's narrow and wide letters drift further); a short line whose ends disagree may have lost a
+ * space and is left out. Text with wide characters is left alone: they take two cells.
+ */
+double cellFromEnds(const RecognitionPass &pass)
+{
+    constexpr qsizetype shortest = 4;
+    constexpr qsizetype unsure = 8; // a line this long must agree
+    std::vector<const PassLine *> lines;
+    for (const PassLine &line : pass.lines) {
+        for (const QChar c : line.text) {
+            if (c.isSurrogate() || ChineseTextCleanup::isCjk(c.unicode())) {
+                return 0;
+            }
+        }
+        if (positioned(line) && line.text.size() >= shortest) {
+            lines.push_back(&line);
+        }
+    }
+    const auto width = [](const PassLine *line) { return double(line->centres.back() - line->centres.front()); };
+    // The long lines first: a short one that lost a space would pull the cell off.
+    const auto cellOfAll = [&](qsizetype from) {
+        double widths = 0;
+        double cells = 0;
+        for (const PassLine *line : lines) {
+            if (line->text.size() >= from) {
+                widths += width(line);
+                cells += double(line->text.size() - 1);
+            }
+        }
+        return cells > 0 ? widths / cells : 0.0;
+    };
+    double cell = cellOfAll(unsure);
+    cell = cell > 0 ? cell : cellOfAll(shortest);
+    const auto agrees = [&](const PassLine *line) {
+        if (std::abs(width(line) - double(line->text.size() - 1) * cell) > 0.25 * cell) {
+            return false;
+        }
+        // The engine puts a character a cell off now and then; a proportional font's drift moves most of them.
+        qsizetype off = 0;
+        for (qsizetype i = 0; i < line->text.size(); ++i) {
+            const double place = line->centres.front() + double(i) * cell;
+            off += onTheGrid(line->text.at(i)) && std::abs(line->centres[i] - place) > 0.5 * cell;
+        }
+        return 8 * off <= line->text.size();
+    };
+    for (const PassLine *line : lines) {
+        if (!agrees(line) && line->text.size() >= unsure) {
+            return 0;
+        }
+    }
+    std::erase_if(lines, [&](const PassLine *line) { return !agrees(line); });
+    cell = cellOfAll(shortest);
+    if (lines.size() < 2 || cell <= 0 || !std::all_of(lines.cbegin(), lines.cend(), agrees)) {
+        return 0;
+    }
+    return cell;
+}
+
 } // namespace
 
 double cellOf(const RecognitionPass &pass)
@@ -215,12 +278,18 @@ double cellOf(const RecognitionPass &pass)
 
 QStringList indented(const QImage &image, const QStringList &lines, const RecognitionPass &pass)
 {
-    const double cell = cellOf(pass);
+    double cell = cellOf(pass);
+    // Without a cell from the characters' positions, the ends of the lines may still give one; it is trusted with
+    // the indentation alone, and only where every line starts a whole number of cells from the others.
+    const bool fromEnds = cell <= 0 && lines.size() >= 2;
+    if (fromEnds) {
+        cell = cellFromEnds(pass);
+    }
     if (cell <= 0 || lines.size() != pass.lines.size()) {
         return lines;
     }
     QStringList result = lines;
-    for (qsizetype i = 0; i < result.size(); ++i) {
+    for (qsizetype i = 0; i < result.size() && !fromEnds; ++i) {
         if (positioned(pass.lines[i])) {
             result[i] = spacedByCells(result[i].trimmed(), pass.lines[i], cell);
         }
@@ -244,8 +313,11 @@ QStringList indented(const QImage &image, const QStringList &lines, const Recogn
         if (!starts[size_t(i)] || text.isEmpty()) {
             continue;
         }
-        const auto cells = qsizetype(std::lround((*starts[size_t(i)] - least) / cell));
-        result[i] = QString(cells, u' ') + text;
+        const double offset = (*starts[size_t(i)] - least) / cell;
+        if (fromEnds && std::abs(offset - std::round(offset)) > 0.35) {
+            return lines;
+        }
+        result[i] = QString(qsizetype(std::lround(offset)), u' ') + text;
     }
     return result;
 }
