@@ -164,58 +164,106 @@ double gridCell(const RecognitionPass &pass, double step)
  * The cell of monospaced text whose characters the engine placed too far off their cells for the steps or the grid
  * search to see it (small CJK monospaced fonts, glyphs up to half a cell off), or 0: a line's first and last
  * characters stand in the middle of their cells, so the distance of their centres over the cells between them is
- * the cell. Taken where at least two lines agree on it, their characters each within half a cell of their places
- * (a proportional font's narrow and wide letters drift further); a short line whose ends disagree may have lost a
- * space and is left out. Text with wide characters is left alone: they take two cells.
+ * the cell. Taken where at least two lines agree on it, three in four of their characters within half a cell of
+ * their places (a proportional font's narrow and wide letters drift further); a short line whose ends disagree may
+ * have lost a space and is left out. Text with wide characters is left alone: they take two cells.
  */
 double cellFromEnds(const RecognitionPass &pass)
 {
     constexpr qsizetype shortest = 4;
     constexpr qsizetype unsure = 8; // a line this long must agree
-    std::vector<const PassLine *> lines;
+    std::vector<double> steps;
     for (const PassLine &line : pass.lines) {
         for (const QChar c : line.text) {
             if (c.isSurrogate() || ChineseTextCleanup::isCjk(c.unicode())) {
                 return 0;
             }
         }
-        if (positioned(line) && line.text.size() >= shortest) {
-            lines.push_back(&line);
+        for (qsizetype i = 0; positioned(line) && i + 1 < line.text.size(); ++i) {
+            if (onTheGrid(line.text.at(i)) && onTheGrid(line.text.at(i + 1))) {
+                steps.push_back(line.centres[i + 1] - line.centres[i]);
+            }
         }
     }
-    const auto width = [](const PassLine *line) { return double(line->centres.back() - line->centres.front()); };
+    if (steps.size() < 8) {
+        return 0;
+    }
+    std::nth_element(steps.begin(), steps.begin() + long(steps.size() / 2), steps.end());
+    const double step = steps[steps.size() / 2];
+    // Every character's cell in its line. A run of spaces takes a cell a space, but the engine writes spaces
+    // between neighbouring cells too ("queue. flush()"): as many runs as the width of the line has no room for
+    // lose a cell, those whose neighbours stand closest first.
+    struct Cells
+    {
+        const PassLine *line;
+        std::vector<qsizetype> of; // per unit of the text
+    };
+    std::vector<Cells> lines;
+    for (const PassLine &line : pass.lines) {
+        const QString &text = line.text;
+        if (!positioned(line) || text.size() < shortest) {
+            continue;
+        }
+        std::vector<std::pair<double, qsizetype>> runs; // the gap around a run of spaces, and where the run ends
+        for (qsizetype i = 1; i + 1 < text.size(); ++i) {
+            if (text.at(i).isSpace() && !text.at(i + 1).isSpace()) {
+                qsizetype before = i;
+                while (text.at(before).isSpace()) {
+                    --before;
+                }
+                runs.emplace_back((line.centres[i + 1] - line.centres[before]) / double(i - before), i);
+            }
+        }
+        const auto room = std::lround((line.centres.back() - line.centres.front()) / step);
+        std::sort(runs.begin(), runs.end());
+        std::vector<qsizetype> dropped;
+        for (auto run = runs.cbegin(); run != runs.cend() && text.size() - 1 - qsizetype(dropped.size()) > room;
+             ++run) {
+            dropped.push_back(run->second);
+        }
+        Cells cells{&line, {0}};
+        for (qsizetype i = 1; i < text.size(); ++i) {
+            const bool none = std::find(dropped.cbegin(), dropped.cend(), i - 1) != dropped.cend();
+            cells.of.push_back(cells.of.back() + (none ? 0 : 1));
+        }
+        lines.push_back(std::move(cells));
+    }
+    const auto width = [](const Cells &cells) {
+        return double(cells.line->centres.back() - cells.line->centres.front());
+    };
     // The long lines first: a short one that lost a space would pull the cell off.
     const auto cellOfAll = [&](qsizetype from) {
         double widths = 0;
         double cells = 0;
-        for (const PassLine *line : lines) {
-            if (line->text.size() >= from) {
+        for (const Cells &line : lines) {
+            if (line.line->text.size() >= from) {
                 widths += width(line);
-                cells += double(line->text.size() - 1);
+                cells += double(line.of.back());
             }
         }
         return cells > 0 ? widths / cells : 0.0;
     };
     double cell = cellOfAll(unsure);
     cell = cell > 0 ? cell : cellOfAll(shortest);
-    const auto agrees = [&](const PassLine *line) {
-        if (std::abs(width(line) - double(line->text.size() - 1) * cell) > 0.25 * cell) {
+    const auto agrees = [&](const Cells &cells) {
+        if (std::abs(width(cells) - double(cells.of.back()) * cell) > 0.25 * cell) {
             return false;
         }
-        // The engine puts a character a cell off now and then; a proportional font's drift moves most of them.
+        // The engine puts a character more than half a cell off now and then; a proportional font drifts further.
+        const PassLine &line = *cells.line;
         qsizetype off = 0;
-        for (qsizetype i = 0; i < line->text.size(); ++i) {
-            const double place = line->centres.front() + double(i) * cell;
-            off += onTheGrid(line->text.at(i)) && std::abs(line->centres[i] - place) > 0.5 * cell;
+        for (qsizetype i = 0; i < line.text.size(); ++i) {
+            const double place = line.centres.front() + double(cells.of[size_t(i)]) * cell;
+            off += onTheGrid(line.text.at(i)) && std::abs(line.centres[i] - place) > 0.5 * cell;
         }
-        return 8 * off <= line->text.size();
+        return 4 * off <= line.text.size();
     };
-    for (const PassLine *line : lines) {
-        if (!agrees(line) && line->text.size() >= unsure) {
+    for (const Cells &line : lines) {
+        if (!agrees(line) && line.line->text.size() >= unsure) {
             return 0;
         }
     }
-    std::erase_if(lines, [&](const PassLine *line) { return !agrees(line); });
+    std::erase_if(lines, [&](const Cells &line) { return !agrees(line); });
     cell = cellOfAll(shortest);
     if (lines.size() < 2 || cell <= 0 || !std::all_of(lines.cbegin(), lines.cend(), agrees)) {
         return 0;
