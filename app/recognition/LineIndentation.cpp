@@ -249,14 +249,22 @@ double cellFromEnds(const RecognitionPass &pass)
         if (std::abs(width(cells) - double(cells.of.back()) * cell) > 0.25 * cell) {
             return false;
         }
-        // The engine puts a character more than half a cell off now and then; a proportional font drifts further.
+        // The engine puts a character more than half a cell off now and then, but on the whole its characters stand
+        // near their places; a proportional font's narrow and wide letters drift away from them for several in a row.
         const PassLine &line = *cells.line;
         qsizetype off = 0;
+        qsizetype all = 0;
+        double distances = 0;
         for (qsizetype i = 0; i < line.text.size(); ++i) {
-            const double place = line.centres.front() + double(cells.of[size_t(i)]) * cell;
-            off += onTheGrid(line.text.at(i)) && std::abs(line.centres[i] - place) > 0.5 * cell;
+            if (onTheGrid(line.text.at(i))) {
+                const double distance =
+                    std::abs(line.centres[i] - line.centres.front() - double(cells.of[size_t(i)]) * cell) / cell;
+                off += distance > 0.5;
+                distances += distance;
+                ++all;
+            }
         }
-        return 4 * off <= line.text.size();
+        return 4 * off <= all && distances <= 0.25 * double(all);
     };
     for (const Cells &line : lines) {
         if (!agrees(line) && line.line->text.size() >= unsure) {
