@@ -160,6 +160,125 @@ double gridCell(const RecognitionPass &pass, double step)
     return bestOnGrid >= 0.9 ? best : 0;
 }
 
+/**
+ * The cell of monospaced text whose characters the engine placed too far off their cells for the steps or the grid
+ * search to see it (small CJK monospaced fonts, glyphs up to half a cell off), or 0: a line's first and last
+ * characters stand in the middle of their cells, so the distance of their centres over the cells between them is
+ * the cell. Taken where at least two lines agree on it, three in four of their characters within half a cell of
+ * their places (a proportional font's narrow and wide letters drift further); a short line whose ends disagree may
+ * have lost a space and is left out. Text with wide characters is left alone: they take two cells.
+ */
+double cellFromEnds(const RecognitionPass &pass)
+{
+    constexpr qsizetype shortest = 4;
+    constexpr qsizetype unsure = 8; // a line this long must agree
+    std::vector<double> steps;
+    for (const PassLine &line : pass.lines) {
+        for (const QChar c : line.text) {
+            if (c.isSurrogate() || ChineseTextCleanup::isCjk(c.unicode())) {
+                return 0;
+            }
+        }
+        for (qsizetype i = 0; positioned(line) && i + 1 < line.text.size(); ++i) {
+            if (onTheGrid(line.text.at(i)) && onTheGrid(line.text.at(i + 1))) {
+                steps.push_back(line.centres[i + 1] - line.centres[i]);
+            }
+        }
+    }
+    if (steps.size() < 8) {
+        return 0;
+    }
+    std::nth_element(steps.begin(), steps.begin() + long(steps.size() / 2), steps.end());
+    const double step = steps[steps.size() / 2];
+    // Every character's cell in its line. A run of spaces takes a cell a space, but the engine writes spaces
+    // between neighbouring cells too ("queue. flush()"): as many runs as the width of the line has no room for
+    // lose a cell, those whose neighbours stand closest first.
+    struct Cells
+    {
+        const PassLine *line;
+        std::vector<qsizetype> of; // per unit of the text
+    };
+    std::vector<Cells> lines;
+    for (const PassLine &line : pass.lines) {
+        const QString &text = line.text;
+        if (!positioned(line) || text.size() < shortest) {
+            continue;
+        }
+        std::vector<std::pair<double, qsizetype>> runs; // the gap around a run of spaces, and where the run ends
+        for (qsizetype i = 1; i + 1 < text.size(); ++i) {
+            if (text.at(i).isSpace() && !text.at(i + 1).isSpace()) {
+                qsizetype before = i;
+                while (text.at(before).isSpace()) {
+                    --before;
+                }
+                runs.emplace_back((line.centres[i + 1] - line.centres[before]) / double(i - before), i);
+            }
+        }
+        const auto room = std::lround((line.centres.back() - line.centres.front()) / step);
+        std::sort(runs.begin(), runs.end());
+        std::vector<qsizetype> dropped;
+        for (auto run = runs.cbegin(); run != runs.cend() && text.size() - 1 - qsizetype(dropped.size()) > room;
+             ++run) {
+            dropped.push_back(run->second);
+        }
+        Cells cells{&line, {0}};
+        for (qsizetype i = 1; i < text.size(); ++i) {
+            const bool none = std::find(dropped.cbegin(), dropped.cend(), i - 1) != dropped.cend();
+            cells.of.push_back(cells.of.back() + (none ? 0 : 1));
+        }
+        lines.push_back(std::move(cells));
+    }
+    const auto width = [](const Cells &cells) {
+        return double(cells.line->centres.back() - cells.line->centres.front());
+    };
+    // The long lines first: a short one that lost a space would pull the cell off.
+    const auto cellOfAll = [&](qsizetype from) {
+        double widths = 0;
+        double cells = 0;
+        for (const Cells &line : lines) {
+            if (line.line->text.size() >= from) {
+                widths += width(line);
+                cells += double(line.of.back());
+            }
+        }
+        return cells > 0 ? widths / cells : 0.0;
+    };
+    double cell = cellOfAll(unsure);
+    cell = cell > 0 ? cell : cellOfAll(shortest);
+    const auto agrees = [&](const Cells &cells) {
+        if (std::abs(width(cells) - double(cells.of.back()) * cell) > 0.25 * cell) {
+            return false;
+        }
+        // The engine puts a character more than half a cell off now and then, but on the whole its characters stand
+        // near their places; a proportional font's narrow and wide letters drift away from them for several in a row.
+        const PassLine &line = *cells.line;
+        qsizetype off = 0;
+        qsizetype all = 0;
+        double distances = 0;
+        for (qsizetype i = 0; i < line.text.size(); ++i) {
+            if (onTheGrid(line.text.at(i))) {
+                const double distance =
+                    std::abs(line.centres[i] - line.centres.front() - double(cells.of[size_t(i)]) * cell) / cell;
+                off += distance > 0.5;
+                distances += distance;
+                ++all;
+            }
+        }
+        return 4 * off <= all && distances <= 0.25 * double(all);
+    };
+    for (const Cells &line : lines) {
+        if (!agrees(line) && line.line->text.size() >= unsure) {
+            return 0;
+        }
+    }
+    std::erase_if(lines, [&](const Cells &line) { return !agrees(line); });
+    cell = cellOfAll(shortest);
+    if (lines.size() < 2 || cell <= 0 || !std::all_of(lines.cbegin(), lines.cend(), agrees)) {
+        return 0;
+    }
+    return cell;
+}
+
 } // namespace
 
 double cellOf(const RecognitionPass &pass)
@@ -215,12 +334,18 @@ double cellOf(const RecognitionPass &pass)
 
 QStringList indented(const QImage &image, const QStringList &lines, const RecognitionPass &pass)
 {
-    const double cell = cellOf(pass);
+    double cell = cellOf(pass);
+    // Without a cell from the characters' positions, the ends of the lines may still give one; it is trusted with
+    // the indentation alone, and only where every line starts a whole number of cells from the others.
+    const bool fromEnds = cell <= 0 && lines.size() >= 2;
+    if (fromEnds) {
+        cell = cellFromEnds(pass);
+    }
     if (cell <= 0 || lines.size() != pass.lines.size()) {
         return lines;
     }
     QStringList result = lines;
-    for (qsizetype i = 0; i < result.size(); ++i) {
+    for (qsizetype i = 0; i < result.size() && !fromEnds; ++i) {
         if (positioned(pass.lines[i])) {
             result[i] = spacedByCells(result[i].trimmed(), pass.lines[i], cell);
         }
@@ -244,8 +369,11 @@ QStringList indented(const QImage &image, const QStringList &lines, const Recogn
         if (!starts[size_t(i)] || text.isEmpty()) {
             continue;
         }
-        const auto cells = qsizetype(std::lround((*starts[size_t(i)] - least) / cell));
-        result[i] = QString(cells, u' ') + text;
+        const double offset = (*starts[size_t(i)] - least) / cell;
+        if (fromEnds && std::abs(offset - std::round(offset)) > 0.35) {
+            return lines;
+        }
+        result[i] = QString(qsizetype(std::lround(offset)), u' ') + text;
     }
     return result;
 }

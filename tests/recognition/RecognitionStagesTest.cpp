@@ -277,6 +277,10 @@ TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
         const QImage image = Tessary::Test::renderText(faint, u"DejaVu Sans Mono"_s, size, 0xb2b2b2, 0x5a5a5a);
         EXPECT_EQ(indents(read(image)), indents(faint.join(u'\n'))) << read(image).toStdString();
     }
+    // Small CJK monospaced glyphs the engine places up to half a cell off: the ends of the lines give the cell.
+    const QStringList offCells{u"while queue:"_s, u"    del item"_s, u"    queue.flush()"_s};
+    const QImage noto = Tessary::Test::renderText(offCells, u"Noto Sans Mono CJK SC"_s, 12);
+    EXPECT_EQ(indents(read(noto)), indents(offCells.join(u'\n'))) << read(noto).toStdString();
     // A space the engine wrote between two characters a cell apart goes.
     auto swap = Tessary::Test::renderLine(u"std::swap(a, b);"_s, Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, 15));
     swap.centres.insert(4, (swap.centres[3] + swap.centres[4]) / 2);
