@@ -3,16 +3,13 @@
 // bench/ocr and the corpus's score.py and indent.py read. The snippets come from make_snippets.py.
 
 #include <algorithm>
-#include <cstdio>
 
-#include <QDir>
-#include <QFile>
 #include <QFontMetrics>
-#include <QGuiApplication>
 #include <QImage>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QPainter>
+
+#include "bench/CorpusDrawing.h"
 
 using namespace Qt::StringLiterals;
 
@@ -74,33 +71,17 @@ QImage drawn(const QJsonObject &entry, QString *truth)
 
 int main(int argc, char **argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() != 3) {
-        std::fputs("usage: tessary-code-corpus SNIPPETS.jsonl OUT_DIR\n", stderr);
-        return 1;
-    }
-    QFile snippets(arguments[1]);
-    const QDir out(arguments[2]);
-    QFile truth(out.filePath(u"truth.jsonl"_s));
-    if (!snippets.open(QIODevice::ReadOnly) || !out.mkpath(u"images"_s) ||
-        !truth.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        std::fputs("cannot read the snippets or write the corpus\n", stderr);
-        return 1;
-    }
-    while (!snippets.atEnd()) {
-        QJsonObject entry = QJsonDocument::fromJson(snippets.readLine()).object();
-        if (entry.isEmpty()) {
-            continue;
-        }
-        QString text;
-        const QImage image = drawn(entry, &text);
-        image.save(out.filePath(entry[u"file"_s].toString()));
-        entry.remove(u"code"_s);
-        entry[u"text"_s] = text;
-        entry[u"group"_s] = u"code"_s;
-        truth.write(QJsonDocument(entry).toJson(QJsonDocument::Compact) + '\n');
-    }
-    return 0;
+    return CorpusDrawing::run(argc, argv, "tessary-code-corpus SNIPPETS.jsonl OUT_DIR",
+                              [](const QByteArray &line, const QDir &out) {
+                                  QJsonObject entry = QJsonDocument::fromJson(line).object();
+                                  if (entry.isEmpty()) {
+                                      return entry;
+                                  }
+                                  QString text;
+                                  drawn(entry, &text).save(out.filePath(entry[u"file"_s].toString()));
+                                  entry.remove(u"code"_s);
+                                  entry[u"text"_s] = text;
+                                  entry[u"group"_s] = u"code"_s;
+                                  return entry;
+                              });
 }

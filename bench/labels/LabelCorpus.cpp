@@ -1,17 +1,12 @@
 // Draws short interface labels as the desktop draws them (Qt's FreeType engine, hinted, grey-scale anti-aliasing,
 // 12 to 16 px) and writes them as a screen-text corpus that bench/ocr and the corpus's score.py read.
 
-#include <cstdio>
-
 #include <QCryptographicHash>
-#include <QDir>
-#include <QFile>
 #include <QFontMetrics>
-#include <QGuiApplication>
 #include <QImage>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QPainter>
+
+#include "bench/CorpusDrawing.h"
 
 using namespace Qt::StringLiterals;
 
@@ -56,35 +51,17 @@ QImage drawn(const QString &label, bool traditional)
 
 int main(int argc, char **argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() != 3) {
-        std::fputs("usage: tessary-label-corpus LABELS.tsv OUT_DIR\n", stderr);
-        return 1;
-    }
-    QFile labels(arguments[1]);
-    const QDir out(arguments[2]);
-    if (!labels.open(QIODevice::ReadOnly) || !out.mkpath(u"images"_s)) {
-        std::fputs("cannot read the labels or write the corpus\n", stderr);
-        return 1;
-    }
-    QFile truth(out.filePath(u"truth.jsonl"_s));
-    if (!truth.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        return 1;
-    }
     int count = 0;
-    while (!labels.atEnd()) {
-        const QStringList fields = QString::fromUtf8(labels.readLine()).trimmed().split(u'\t');
-        if (fields.size() != 2) {
-            continue;
-        }
-        const bool traditional = fields[0] == u"Hant"_s;
-        const QString file = u"images/%1.png"_s.arg(++count, 4, 10, QChar(u'0'));
-        drawn(fields[1], traditional).save(out.filePath(file));
-        const QJsonObject entry{
-            {u"file"_s, file}, {u"group"_s, traditional ? u"zh-Hant"_s : u"zh-Hans"_s}, {u"text"_s, fields[1]}};
-        truth.write(QJsonDocument(entry).toJson(QJsonDocument::Compact) + '\n');
-    }
-    return 0;
+    return CorpusDrawing::run(
+        argc, argv, "tessary-label-corpus LABELS.tsv OUT_DIR", [&](const QByteArray &line, const QDir &out) {
+            const QStringList fields = QString::fromUtf8(line).trimmed().split(u'\t');
+            if (fields.size() != 2) {
+                return QJsonObject();
+            }
+            const bool traditional = fields[0] == u"Hant"_s;
+            const QString file = u"images/%1.png"_s.arg(++count, 4, 10, QChar(u'0'));
+            drawn(fields[1], traditional).save(out.filePath(file));
+            return QJsonObject{
+                {u"file"_s, file}, {u"group"_s, traditional ? u"zh-Hant"_s : u"zh-Hans"_s}, {u"text"_s, fields[1]}};
+        });
 }

@@ -3,19 +3,14 @@
 // corpus that bench/ocr and the corpus's score.py read. Every choice is a hash of the text, so the corpus is the
 // same on every run.
 
-#include <cstdio>
-
 #include <QCryptographicHash>
-#include <QDir>
-#include <QFile>
 #include <QFontMetricsF>
-#include <QGuiApplication>
 #include <QImage>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QPainter>
 #include <QPainterPath>
 #include <QTextLayout>
+
+#include "bench/CorpusDrawing.h"
 
 using namespace Qt::StringLiterals;
 
@@ -137,45 +132,29 @@ Screen drawn(const QString &group, const QString &script, const QString &text)
 
 int main(int argc, char **argv)
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() != 3) {
-        std::fputs("usage: tessary-screen-corpus SCREENS.tsv OUT_DIR\n", stderr);
-        return 1;
-    }
-    QFile input(arguments[1]);
-    const QDir out(arguments[2]);
-    QFile truth(out.filePath(u"truth.jsonl"_s));
-    if (!input.open(QIODevice::ReadOnly) || !out.mkpath(u"images"_s) ||
-        !truth.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        std::fputs("cannot read the texts or write the corpus\n", stderr);
-        return 1;
-    }
-    while (!input.atEnd()) {
-        const QStringList fields = QString::fromUtf8(input.readLine()).trimmed().split(u'\t');
-        if (fields.size() != 4) {
-            continue;
-        }
-        const Screen screen = drawn(fields[0], fields[1], fields[3]);
-        const QByteArray hash = QCryptographicHash::hash(fields[3].toUtf8(), QCryptographicHash::Sha1);
-        const QString id = QString::fromLatin1(hash.toHex().left(10));
-        const QString file = u"images/%1.png"_s.arg(id);
-        screen.image.save(out.filePath(file));
-        // Half A is looked into, half B only scored: the split is the file name's hash, not the group's order.
-        const QJsonObject entry{{u"file"_s, file},
-                                {u"group"_s, fields[0]},
-                                {u"lang"_s, fields[0] == u"mixed"_s ? u"mixed"_s : fields[0]},
-                                {u"script"_s, fields[1]},
-                                {u"kind"_s, screen.kind},
-                                {u"font_px"_s, screen.pixelSize},
-                                {u"scale"_s, screen.scale},
-                                {u"theme"_s, screen.theme},
-                                {u"font"_s, screen.font},
-                                {u"half"_s, (uchar(hash[0]) & 1) == 0 ? u"A"_s : u"B"_s},
-                                {u"source"_s, fields[2]},
-                                {u"text"_s, screen.truth}};
-        truth.write(QJsonDocument(entry).toJson(QJsonDocument::Compact) + '\n');
-    }
-    return 0;
+    return CorpusDrawing::run(
+        argc, argv, "tessary-screen-corpus SCREENS.tsv OUT_DIR", [](const QByteArray &line, const QDir &out) {
+            const QStringList fields = QString::fromUtf8(line).trimmed().split(u'\t');
+            if (fields.size() != 4) {
+                return QJsonObject();
+            }
+            const Screen screen = drawn(fields[0], fields[1], fields[3]);
+            const QByteArray hash = QCryptographicHash::hash(fields[3].toUtf8(), QCryptographicHash::Sha1);
+            const QString id = QString::fromLatin1(hash.toHex().left(10));
+            const QString file = u"images/%1.png"_s.arg(id);
+            screen.image.save(out.filePath(file));
+            // Half A is looked into, half B only scored: the split is the file name's hash, not the group's order.
+            return QJsonObject{{u"file"_s, file},
+                               {u"group"_s, fields[0]},
+                               {u"lang"_s, fields[0] == u"mixed"_s ? u"mixed"_s : fields[0]},
+                               {u"script"_s, fields[1]},
+                               {u"kind"_s, screen.kind},
+                               {u"font_px"_s, screen.pixelSize},
+                               {u"scale"_s, screen.scale},
+                               {u"theme"_s, screen.theme},
+                               {u"font"_s, screen.font},
+                               {u"half"_s, (uchar(hash[0]) & 1) == 0 ? u"A"_s : u"B"_s},
+                               {u"source"_s, fields[2]},
+                               {u"text"_s, screen.truth}};
+        });
 }
