@@ -7,22 +7,20 @@ Each output line: script (Hans or Hant), tab, label. Up to 60 labels per domain 
 label so that the choice does not depend on the order of the catalogue.
 """
 import hashlib
+import os
 import re
-import subprocess
 import sys
+
+sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+import catalogues  # noqa: E402
 
 LOCALES = {"Hans": "zh_CN", "Hant": "zh_TW"}
 LABEL = re.compile(r"^[\u4e00-\u9fff]{2,10}$")
 
 
 def messages(locale, domain):
-    path = "/usr/share/locale/%s/LC_MESSAGES/%s.mo" % (locale, domain)
-    try:
-        po = subprocess.run(["msgunfmt", path], capture_output=True, text=True, check=True).stdout
-    except (subprocess.CalledProcessError, FileNotFoundError):
-        return []
     found = []
-    for block in po.split("\n\n"):
+    for block in catalogues.entries(locale, domain + ".mo"):
         m = re.search(r'^msgstr "(.*)"$', block, re.M)
         if m and "msgstr[" not in block:
             found.append(m.group(1))

@@ -13,8 +13,10 @@ import gzip
 import hashlib
 import os
 import re
-import subprocess
 import sys
+
+sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+import catalogues  # noqa: E402
 
 LOCALES = {"Hans": "zh_CN", "Hant": "zh_TW"}
 HAN = re.compile(r"[\u4e00-\u9fff]")
@@ -28,13 +30,8 @@ def key(text, salt=""):
 
 
 def messages(locale, domain):
-    path = "/usr/share/locale/%s/LC_MESSAGES/%s" % (locale, domain)
-    try:
-        po = subprocess.run(["msgunfmt", path], capture_output=True, text=True, check=True).stdout
-    except (subprocess.CalledProcessError, FileNotFoundError):
-        return []
     found = []
-    for block in po.split("\n\n"):
+    for block in catalogues.entries(locale, domain):
         if "msgstr[" in block or "#, fuzzy" in block:
             continue
         m = re.search(r'^msgstr ((?:".*"\n?)+)', block, re.M)
