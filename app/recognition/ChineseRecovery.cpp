@@ -76,10 +76,7 @@ void recover(const QImage &image, ScriptChoice::Choice &choice)
         }
         if (!mostlyChinese(reading.text)) {
             if (line.text.isEmpty()) {
-                choice.pass.lines.removeAt(i);
-                choice.scripts.removeAt(i);
-                choice.traditionalText.removeAt(i);
-                choice.otherReading.removeAt(i);
+                choice.removeLine(i);
             }
             continue;
         }

@@ -27,17 +27,8 @@ bool isPanel(QSize screen, const PassLine &line)
 void drop(QSize screen, ScriptChoice::Choice &choice)
 {
     for (qsizetype i = choice.pass.lines.size() - 1; i >= 0; --i) {
-        if (!isPanel(screen, choice.pass.lines[i])) {
-            continue;
-        }
-        choice.pass.lines.removeAt(i);
-        for (auto *perLine : {&choice.traditionalText, &choice.otherReading}) {
-            if (i < perLine->size()) {
-                perLine->removeAt(i);
-            }
-        }
-        if (i < choice.scripts.size()) {
-            choice.scripts.removeAt(i);
+        if (isPanel(screen, choice.pass.lines[i])) {
+            choice.removeLine(i);
         }
     }
 }

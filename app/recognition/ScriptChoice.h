@@ -35,6 +35,20 @@ struct Choice
     QList<Script> scripts;       // one per line of pass
     QStringList traditionalText; // per line, the Traditional pass's reading of it, or empty
     QStringList otherReading;    // per line, the reading of the Chinese pass not taken where it has a vote, or empty
+
+    /** Removes line i of pass and what is kept of it beside. */
+    void removeLine(qsizetype i)
+    {
+        pass.lines.removeAt(i);
+        for (auto *perLine : {&traditionalText, &otherReading}) {
+            if (i < perLine->size()) {
+                perLine->removeAt(i);
+            }
+        }
+        if (i < scripts.size()) {
+            scripts.removeAt(i);
+        }
+    }
 };
 
 /**
