@@ -158,15 +158,17 @@ Result<Readings, RecognitionError> read(const QImage &image, double scale, Recog
     const auto noChinese = std::make_shared<std::atomic<bool>>(false);
     // The English reading comes in two parts where the image has a gap between lines near its middle: the second
     // core reads the upper part and then, when that is plainly Latin text, the lower part too; otherwise it goes on
-    // to the other Chinese model, and this core reads the lower part once its own pass is done.
+    // to the other Chinese model, and this core reads the lower part once its own pass is done. One English engine
+    // reads both parts: the upper part takes a fraction of the Chinese pass, so it is free again long before this
+    // core needs it, and a second engine would hold its own model and line buffers (about 12 MB) for nothing.
     // (A large image is read in bands anyway, and two copies of its halves would cost more than they save.)
     const int gap = english && !secondChinese.isEmpty() && !readInBands(image.size()) ? middleGap(image) : -1;
     const auto lowerTaken = std::make_shared<std::atomic<bool>>(false);
     const auto lowerRead = std::make_shared<std::promise<Reading>>();
     std::future<Reading> lowerEnglish = lowerRead->get_future();
-    const auto readLower = [image, gap, lowerTaken, lowerRead](const QByteArray &engine) {
+    const auto readLower = [image, gap, lowerTaken, lowerRead] {
         if (!lowerTaken->exchange(true)) {
-            lowerRead->set_value(readRows(engine, image, gap, image.height()));
+            lowerRead->set_value(readRows(englishModel, image, gap, image.height()));
         }
     };
     auto others = QtConcurrent::run([image, noChinese, english, secondChinese, gap, readLower, stop = &stop] {
@@ -177,7 +179,7 @@ Result<Readings, RecognitionError> read(const QImage &image, double scale, Recog
             read.first = gap < 0 ? runRecognitionPass(englishModel, image) : readRows(englishModel, image, 0, gap);
             latin = gap >= 0 && surelyLatin(read.first);
             if (latin) {
-                readLower(englishModel);
+                readLower();
             }
             qCDebug(lcPasses) << "English read";
         }
@@ -186,7 +188,7 @@ Result<Readings, RecognitionError> read(const QImage &image, double scale, Recog
             qCDebug(lcPasses) << secondChinese << "read";
         }
         if (gap >= 0 && !latin) {
-            readLower(englishModel);
+            readLower();
         }
         return read;
     });
@@ -196,7 +198,7 @@ Result<Readings, RecognitionError> read(const QImage &image, double scale, Recog
     // A reading without a single Chinese character is Latin text: the other Chinese pass need not go on.
     *noChinese = chinese && !LineRouting::hasChinese(*chinese);
     if (gap >= 0) {
-        readLower(QByteArray(englishModel) + "#2");
+        readLower();
     }
     auto [englishReading, otherChinese] = others.result();
     if (gap >= 0) {

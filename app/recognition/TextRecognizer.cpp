@@ -171,9 +171,8 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
 void loadEngines()
 {
     // On both cores, in the order a recognition needs them: the second core takes the English and the Traditional
-    // model, this one the Simplified model, the line model and the second English engine, which is needed last.
-    // Each core has about the same to do (a Chinese model takes a fifth longer than the English one, the line model
-    // half as long).
+    // model, this one the Simplified model and the line model. Each core has about the same to do (a Chinese model
+    // takes a fifth longer than the English one, the line model half as long).
     QElapsedTimer clock;
     clock.start();
     const auto load = [](const QByteArrayList &engines) {
@@ -186,7 +185,6 @@ void loadEngines()
     auto others = QtConcurrent::run(load, QByteArrayList{englishModel, traditionalModel});
     load({simplifiedModel});
     NeuralLineRecognizer::prepare();
-    load({QByteArray(englishModel) + "#2"});
     others.waitForFinished();
     qCDebug(lcRecognition) << "engines loaded in" << clock.elapsed() << "ms";
 }
