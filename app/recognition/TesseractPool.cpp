@@ -26,9 +26,7 @@ TesseractPool::Engine createEngine(const QByteArray &languages)
     // the first engine, and left so: the rest of the application formats numbers with Qt's locale, not the C library's.
     static std::once_flag numericFormat;
     std::call_once(numericFormat, [] { std::setlocale(LC_NUMERIC, "C"); });
-    // "eng#2" is a second engine for the same models, for two parts of one image read at once.
-    const QByteArray models = languages.split('#').first();
-    const int status = api->Init(path.constData(), models.constData(), tesseract::OEM_LSTM_ONLY);
+    const int status = api->Init(path.constData(), languages.constData(), tesseract::OEM_LSTM_ONLY);
     if (status != 0) {
         return {};
     }

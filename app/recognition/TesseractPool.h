@@ -60,8 +60,7 @@ public:
 
     /**
      * Returns the engine for the languages, initialising it on first use and waiting while another recognition
-     * has it; an empty lease when the models cannot be loaded. Safe to call from any thread. A suffix "#N" (as in
-     * "eng#2") names another engine with the same models.
+     * has it; an empty lease when the models cannot be loaded. Safe to call from any thread.
      */
     Lease borrow(const QByteArray &languages);
 

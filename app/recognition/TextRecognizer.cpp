@@ -177,7 +177,7 @@ void loadEngines()
     clock.start();
     const auto load = [](const QByteArrayList &engines) {
         for (const QByteArray &languages : engines) {
-            if (TesseractPool::hasModels(languages.split('#').first())) {
+            if (TesseractPool::hasModels(languages)) {
                 TesseractPool::shared().borrow(languages);
             }
         }
