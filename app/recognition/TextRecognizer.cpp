@@ -127,12 +127,11 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
     }
     clock.start();
     // 2. Prepare the image: dark text on light ground, frames cut, small text scaled up for the engines. The engines
-    // read image; the stages after them work on the screen's own pixels.
+    // read the scaled copy; the stages after them work on the screen's own pixels.
     const QImage screen = ImagePreparation::prepared(pixels);
     const double scale = ImagePreparation::readingScale(screen);
-    const QImage image = ImagePreparation::scaled(screen, scale);
-    // 3. Find the lines and read them with each model.
-    auto readings = ModelPasses::read(image, scale, stop);
+    // 3. Find the lines and read them with each model. The engines' copy of the image lives only while they read.
+    auto readings = ModelPasses::read(ImagePreparation::scaled(screen, scale), scale, stop);
     if (!readings) {
         return unexpected(readings.error());
     }
@@ -161,7 +160,7 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
     ScriptChoice::settleTakenForms(screen, choice->pass, lines, choice->scripts);
     lines = ScriptChoice::inTheirScripts(lines, choice->scripts, choice->traditionalText);
     lines = LineIndentation::indented(screen, lines, choice->pass);
-    qCDebug(lcRecognition) << image.size() << "passes" << passesDone << "ms, lines finished"
+    qCDebug(lcRecognition) << screen.size() << "read at" << scale << "passes" << passesDone << "ms, lines finished"
                            << clock.elapsed() - passesDone << "ms, reading of" << choice->pass.languages;
     return Recognition{.text = LineIndentation::joined(lines)};
 }
