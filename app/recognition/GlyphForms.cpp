@@ -27,6 +27,13 @@ constexpr int inkContrast = 48;
  */
 constexpr double fitsWell = 0.75;
 
+/**
+ * How far from half-way between the forms the mix of a glyph that fits well must be to tell its form: a drawing of
+ * the glyph's own form is mixed nine tenths of the way and more; where the strokes that differ are a pixel or two
+ * (删 and 刪 in bold at 13 px) and the drawing is not quite the screen's, the mix stays near the middle.
+ */
+constexpr double plainMix = 0.5;
+
 /** Grey levels of a drawn form under which its anti-aliased edge is left out of the compared box. */
 constexpr int faintEdge = 24;
 
@@ -297,10 +304,12 @@ double traditionalShare(const QImage &ink, int em, char16_t simplifiedForm, char
     // At desktop sizes the forms are drawn as the desktop draws them, at the screen's own size, where hinting puts
     // their strokes on whole pixels as it did the glyph's: scaling the glyph instead blurs the few pixels that tell a
     // form with more strokes at 12 px. The em is known to a pixel or so. Where no drawing fits (text drawn unhinted
-    // at fractions of a pixel, another font, an em further off), the whole shapes are compared.
+    // at fractions of a pixel, another font, an em further off) or the mix does not tell, the whole shapes are
+    // compared.
     const Fit fit = mixOfForms(ink, em, simplifiedForm, traditionalForm);
-    return fit.explained >= fitsWell ? fit.share
-                                     : wholeShapes(ink, {em - 1, em, em + 1}, simplifiedForm, traditionalForm);
+    return fit.explained >= fitsWell && std::abs(fit.share) >= plainMix
+               ? fit.share
+               : wholeShapes(ink, {em - 1, em, em + 1}, simplifiedForm, traditionalForm);
 }
 
 } // namespace Tessary::GlyphForms

@@ -12,8 +12,9 @@ namespace Tessary::GlyphForms {
  * joint ink with the drawing that fits it best, so that only the strokes one form has and the other lacks decide.
  * Returns from -1 (the glyph is the Simplified form) to 1 (the Traditional form).
  *
- * Where no drawing fits well, and for larger text (brought to one size first), the whole shapes are compared: the
- * Traditional form's match minus the Simplified form's, from -2 to 2, a few hundredths either way at 12 px.
+ * Where no drawing fits well or the mix stays near half-way, and for larger text (brought to one size first), the whole
+ * shapes are compared: the Traditional form's match minus the Simplified form's, from -2 to 2, a few hundredths either
+ * way at 12 px.
  */
 double traditionalShare(const QImage &ink, int em, char16_t simplifiedForm, char16_t traditionalForm);
 
