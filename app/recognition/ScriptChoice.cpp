@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
-#include <QFont>
 #include <QGuiApplication>
-#include <QPainter>
 
 #include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/GlyphForms.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/PassMerging.h"
 #include "app/recognition/ReadingVote.h"
@@ -36,11 +35,12 @@ constexpr double farSurer = 25;
 /** How much more like one script's forms (per glyph) a line's glyphs must be to set it apart from its block. */
 constexpr double clearLikeness = 0.15;
 
-/** The em size (pixels) at which a glyph of larger text and the forms it may be are compared. */
-constexpr int compareAt = 16;
-
-/** Grey levels between ink and background; anti-aliased edges below this count as background. */
-constexpr int inkContrast = 48;
+/**
+ * How much more like one script's forms (per glyph) a label's glyphs must be to settle its script against the
+ * passes': half-way from one form to the other, which only glyphs drawn at desktop sizes, compared where the forms
+ * differ, come to.
+ */
+constexpr double plainLikeness = 0.5;
 
 bool believed(const Reading &pass)
 {
@@ -50,88 +50,6 @@ bool believed(const Reading &pass)
 bool isHan(QChar c)
 {
     return ChineseTextCleanup::isHan(c.unicode());
-}
-
-/** The tight box of the values above threshold in a grey image; null when there are none. */
-QRect inkOf(const QImage &grey, int threshold)
-{
-    int top = grey.height(), bottom = -1, left = grey.width(), right = -1;
-    for (int y = 0; y < grey.height(); ++y) {
-        const uchar *row = grey.constScanLine(y);
-        for (int x = 0; x < grey.width(); ++x) {
-            if (row[x] > threshold) {
-                top = std::min(top, y);
-                bottom = std::max(bottom, y);
-                left = std::min(left, x);
-                right = std::max(right, x);
-            }
-        }
-    }
-    return bottom < 0 ? QRect() : QRect(QPoint(left, top), QPoint(right, bottom));
-}
-
-/** A character drawn bright on black at the given em size, cut to its ink. */
-QImage drawn(char16_t character, int em)
-{
-    const int side = 2 * em + 8;
-    QImage image(side, side, QImage::Format_Grayscale8);
-    image.fill(0);
-    QPainter painter(&image);
-    QFont font(u"Noto Sans CJK SC"_s);
-    font.setPixelSize(std::max(6, em));
-    painter.setFont(font);
-    painter.setPen(Qt::white);
-    painter.drawText(image.rect(), Qt::AlignCenter, QString(QChar(character)));
-    painter.end();
-    const QRect ink = inkOf(image, inkContrast);
-    return ink.isNull() ? QImage() : image.copy(ink);
-}
-
-/** How well the pattern matches the ink at its best place: the highest normalised correlation over every shift. */
-double bestMatch(const QImage &ink, const QImage &pattern)
-{
-    const int tw = pattern.width(), th = pattern.height();
-    if (pattern.isNull() || tw > ink.width() || th > ink.height()) {
-        return 0;
-    }
-    const int n = tw * th;
-    std::vector<double> t(static_cast<size_t>(n), 0.0);
-    double mean = 0;
-    for (int y = 0; y < th; ++y) {
-        for (int x = 0; x < tw; ++x) {
-            t[size_t(y * tw + x)] = pattern.constScanLine(y)[x];
-            mean += t[size_t(y * tw + x)];
-        }
-    }
-    mean /= n;
-    double norm = 0;
-    for (double &v : t) {
-        v -= mean;
-        norm += v * v;
-    }
-    if (norm <= 0) {
-        return 0;
-    }
-    double best = -1;
-    for (int oy = 0; oy + th <= ink.height(); ++oy) {
-        for (int ox = 0; ox + tw <= ink.width(); ++ox) {
-            double sum = 0, squares = 0, cross = 0;
-            for (int y = 0; y < th; ++y) {
-                const uchar *row = ink.constScanLine(oy + y) + ox;
-                for (int x = 0; x < tw; ++x) {
-                    const double v = row[x];
-                    sum += v;
-                    squares += v * v;
-                    cross += v * t[size_t(y * tw + x)];
-                }
-            }
-            const double variance = squares - sum * sum / n;
-            if (variance > 0) {
-                best = std::max(best, cross / std::sqrt(variance * norm));
-            }
-        }
-    }
-    return best;
 }
 
 /** What the glyphs of a line say about its script: the summed likeness to the Traditional forms, and how many. */
@@ -255,6 +173,35 @@ Script scriptOf(double likeness)
     return likeness > 0 ? Script::Traditional : Script::Simplified;
 }
 
+/** The Traditional-only characters of text, which hint at the Traditional forms a reading meant. */
+QString traditionalFormsOf(const QString &text)
+{
+    QString forms;
+    for (const QChar c : text) {
+        if (ScriptVariants::isTraditionalOnly(c.unicode())) {
+            forms.append(c);
+        }
+    }
+    return forms;
+}
+
+/**
+ * The glyphs of a reading compared with both forms of each of its characters written differently in the two
+ * scripts (the model writes a Traditional form now and then itself: both forms of the line are compared).
+ */
+Evidence formsEvidence(const QImage &image, const PassLine &line)
+{
+    PassLine simplified = line;
+    simplified.text = ScriptVariants::toSimplified(line.text);
+    PassLine traditional = line;
+    // Only its Traditional forms are a hint: a Simplified character in the hint would stand as it is.
+    traditional.text = ScriptVariants::toTraditional(simplified.text, traditionalFormsOf(line.text));
+    if (traditional.text == simplified.text) {
+        return {};
+    }
+    return evidenceOf(image, LineRouting::backgroundGrey(image), simplified, traditional);
+}
+
 } // namespace
 
 double traditionalLikeness(const QImage &image, QPoint centre, int em, int background, char16_t simplifiedForm,
@@ -278,26 +225,7 @@ double traditionalLikeness(const QImage &image, QPoint centre, int em, int backg
             out[x] = uchar(std::min(255, std::abs(grey - background)));
         }
     }
-    // At desktop sizes the forms are drawn as the desktop draws them, at the screen's own size, where hinting puts
-    // their strokes on whole pixels as it did the glyph's: scaling the glyph instead blurs the few pixels that tell a
-    // form with more strokes at 12 px. The em is known to a pixel or so. Larger text is compared at one size, where
-    // an image scaled up (or a blurred one) is as sharp as the forms.
-    const bool desktopSize = em <= compareAt + 2;
-    if (!desktopSize) {
-        const double scale = double(compareAt) / em;
-        ink = ink.scaled(std::max(1, int(std::lround(ink.width() * scale))),
-                         std::max(1, int(std::lround(ink.height() * scale))), Qt::IgnoreAspectRatio,
-                         Qt::SmoothTransformation);
-    }
-    const QList<int> sizes = desktopSize ? QList<int>{em - 1, em, em + 1} : QList<int>{compareAt};
-    const auto match = [&](char16_t form) {
-        double best = -1;
-        for (const int size : sizes) {
-            best = std::max(best, bestMatch(ink, drawn(form, size)));
-        }
-        return best;
-    };
-    return match(traditionalForm) - match(simplifiedForm);
+    return GlyphForms::traditionalShare(ink, em, simplifiedForm, traditionalForm);
 }
 
 Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified, Reading traditional, Reading english)
@@ -394,26 +322,12 @@ Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified,
 
 Script scriptOfReading(const QImage &image, const PassLine &line)
 {
-    // The model writes a Traditional form now and then itself: both forms of the line are compared.
-    PassLine simplified = line;
-    simplified.text = ScriptVariants::toSimplified(line.text);
-    PassLine traditional = line;
-    // Only its Traditional forms are a hint: a Simplified character in the hint would stand as it is.
-    QString forms;
-    for (const QChar c : line.text) {
-        if (ScriptVariants::isTraditionalOnly(c.unicode())) {
-            forms.append(c);
-        }
-    }
-    traditional.text = ScriptVariants::toTraditional(simplified.text, forms);
-    if (traditional.text == simplified.text) {
-        return Script::Simplified;
-    }
-    const Evidence evidence = evidenceOf(image, LineRouting::backgroundGrey(image), simplified, traditional);
+    const QString forms = traditionalFormsOf(line.text);
+    const Evidence evidence = formsEvidence(image, line);
     // A Traditional form in the reading is evidence of its own: the line model writes one only where the glyph
     // plainly shows it, the vote takes one only where another model read it too. It stands unless the glyphs clearly
-    // show the Simplified forms: at 12 px a glyph's likeness is a few hundredths either way, and far more at a wrong
-    // em, where the model read two characters as one (鬧鐘 as 鐘).
+    // show the Simplified forms: where the drawings do not fit the glyph, its likeness is a few hundredths either way
+    // at 12 px, and far more at a wrong em, where the model read two characters as one (鬧鐘 as 鐘).
     if (!forms.isEmpty()) {
         return evidence.likeness <= -clearLikeness * std::max(1, evidence.glyphs) ? Script::Simplified
                                                                                   : Script::Traditional;
@@ -426,10 +340,7 @@ void settleTakenForms(const QImage &image, const RecognitionPass &pass, const QS
 {
     for (qsizetype i = 0; i < lines.size() && i < pass.lines.size() && i < scripts.size(); ++i) {
         const PassLine &line = pass.lines[i];
-        const bool taken = std::any_of(lines[i].cbegin(), lines[i].cend(), [&](QChar c) {
-            return ScriptVariants::isTraditionalOnly(c.unicode()) && !line.text.contains(c);
-        });
-        if (scripts[i] != Script::Simplified || !taken ||
+        if (scripts[i] == Script::Latin ||
             !std::all_of(lines[i].cbegin(), lines[i].cend(), [](QChar c) { return isHan(c); })) {
             continue;
         }
@@ -437,7 +348,19 @@ void settleTakenForms(const QImage &image, const RecognitionPass &pass, const QS
         PassLine reading = line;
         reading.text = lines[i];
         reading.centres = QList<float>(reading.text.size(), 0);
-        scripts[i] = scriptOfReading(image, reading);
+        const bool taken = std::any_of(lines[i].cbegin(), lines[i].cend(), [&](QChar c) {
+            return ScriptVariants::isTraditionalOnly(c.unicode()) && !line.text.contains(c);
+        });
+        if (scripts[i] == Script::Simplified && taken) {
+            scripts[i] = scriptOfReading(image, reading);
+            continue;
+        }
+        // A label is written in one script: every glyph of it that is drawn differently in the two speaks, also where
+        // the passes misread it or agreed on one form, so that the script was settled without it.
+        const Evidence evidence = formsEvidence(image, reading);
+        if (evidence.glyphs > 0 && std::abs(evidence.likeness) >= plainLikeness * evidence.glyphs) {
+            scripts[i] = scriptOf(evidence.likeness);
+        }
     }
 }
 

@@ -59,8 +59,7 @@ Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified,
 
 /**
  * How much more the glyph around centre, of about the given em size, looks like traditionalForm than like
- * simplifiedForm (both drawn in a Chinese font at that size): from -2 to 2, above 0 when it is more like the
- * Traditional form.
+ * simplifiedForm (GlyphForms::traditionalShare): above 0 when it is more like the Traditional form.
  */
 double traditionalLikeness(const QImage &image, QPoint centre, int em, int background, char16_t simplifiedForm,
                            char16_t traditionalForm);
@@ -73,11 +72,12 @@ double traditionalLikeness(const QImage &image, QPoint centre, int em, int backg
 Script scriptOfReading(const QImage &image, const PassLine &line);
 
 /**
- * The scripts of Simplified lines of Chinese characters whose reading took a Traditional-only form the chosen pass
- * did not read: from the other pass's reading (the vote on a label's three readings, where the Simplified pass read
- * 等 for 雙) or from the line model, which writes Simplified forms unless the glyph plainly shows another. The
- * script was settled without that character: the glyphs settle it again. lines are the readings after the line
- * model and the vote, one per line of pass.
+ * The scripts of lines of Chinese characters only (labels) settled again from their glyphs, where the passes did not
+ * compare them: a Simplified line whose reading took a Traditional-only form the chosen pass did not read, from the
+ * other pass's reading (the vote on a label's three readings, where the Simplified pass read 等 for 雙) or from the
+ * line model, which writes Simplified forms unless the glyph plainly shows another; and any label whose glyphs of
+ * characters written differently in the two scripts plainly show the other script's forms. lines are the readings
+ * after the line model and the vote, one per line of pass.
  */
 void settleTakenForms(const QImage &image, const RecognitionPass &pass, const QStringList &lines,
                       QList<Script> &scripts);

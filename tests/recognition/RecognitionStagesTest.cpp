@@ -107,19 +107,22 @@ TEST(ScriptChoice, LinesAreWrittenInTheirOwnScript)
               (QStringList{u"信件数 发给 ok"_s, u"信件數 發給 ok"_s, u"头发 ok"_s, u"頭髮"_s, u"為群組"_s}));
     // A Simplified reading (等面) outvoted by the other two (雙面): the glyph settles the script again, where it
     // clearly shows a form. Two characters read as one (鬧鐘 as 鐘) are compared at a wrong size: the form stands.
+    // A label's glyphs settle its script also where no pass read them in either form (晶 for 疊).
     const struct
     {
         QString shown, read, voted;
-        Script script;
+        Script script, from = Simplified;
     } labels[] = {{u"雙面"_s, u"等面"_s, u"雙面"_s, Traditional},
                   {u"双面"_s, u"等面"_s, u"雙面"_s, Simplified},
-                  {u"鬧鐘"_s, u"钟"_s, u"鐘"_s, Traditional}};
+                  {u"鬧鐘"_s, u"钟"_s, u"鐘"_s, Traditional},
+                  {u"堆疊"_s, u"堆晶"_s, u"堆叠"_s, Traditional},
+                  {u"罗马"_s, u"罗马"_s, u"羅马"_s, Simplified, Traditional}};
     for (const auto &c : labels) {
         const QImage label =
             Tessary::Test::renderText({c.shown}, u"Noto Sans CJK TC"_s, 14).convertToFormat(QImage::Format_RGB888);
         RecognitionPass pass{
             .lines = {PassLine{c.read, {}, LineRouting::inkBox(label, label.rect(), 255), {}, -1, 90}}};
-        QList<Script> settled{Simplified};
+        QList<Script> settled{c.from};
         ScriptChoice::settleTakenForms(label, pass, {c.voted}, settled);
         EXPECT_EQ(settled, QList<Script>{c.script}) << c.shown.toStdString();
     }

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QImage>
+
+namespace Tessary::GlyphForms {
+
+/**
+ * How a glyph on the screen stands between two forms of one character (the Simplified and the Traditional one).
+ * ink is the glyph and what is around it, bright on black; em the size it was drawn at, in pixels. At desktop sizes
+ * the two forms are drawn as the desktop draws them, with FreeType at the em and a pixel either side, hinted fully or
+ * vertically only, regular or bold, at the same pen position; the glyph is fitted as a mix of the two over their
+ * joint ink with the drawing that fits it best, so that only the strokes one form has and the other lacks decide.
+ * Returns from -1 (the glyph is the Simplified form) to 1 (the Traditional form).
+ *
+ * Where no drawing fits well or the mix stays near half-way, and for larger text (brought to one size first), the whole
+ * shapes are compared: the Traditional form's match minus the Simplified form's, from -2 to 2, a few hundredths either
+ * way at 12 px.
+ */
+double traditionalShare(const QImage &ink, int em, char16_t simplifiedForm, char16_t traditionalForm);
+
+} // namespace Tessary::GlyphForms
