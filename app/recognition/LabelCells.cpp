@@ -41,6 +41,9 @@ constexpr double partAtMost = 0.5;
 /** A count of cells stands only when its worst part's ink share and the stray of its width add up to less. */
 constexpr double partsAtMost = 0.6;
 
+/** The share of a cell's width and of the line's ink height a character's ink spans at least. */
+constexpr double filledAtLeast = 0.5;
+
 /** The fewest and most characters a label counted from its ink may have: longer lines give no sure count. */
 constexpr qsizetype mostCells = 10;
 
@@ -301,12 +304,16 @@ Cells cellsOf(const QImage &image, const QRect &box, int background)
         return {};
     }
     std::vector<int> columns(size_t(area.width()), 0);
+    std::vector<int> highest(size_t(area.width()), area.bottom() + 1), lowest(size_t(area.width()), -1);
     int top = area.bottom() + 1, bottom = -1;
     for (int y = area.top(); y <= area.bottom(); ++y) {
         const uchar *row = image.constScanLine(y);
         for (int x = area.left(); x <= area.right(); ++x) {
             if (isInk(row, x, background)) {
-                ++columns[size_t(x - area.left())];
+                const auto at = size_t(x - area.left());
+                ++columns[at];
+                highest[at] = std::min(highest[at], y);
+                lowest[at] = std::max(lowest[at], y);
                 top = std::min(top, y);
                 bottom = std::max(bottom, y);
             }
@@ -361,6 +368,22 @@ Cells cellsOf(const QImage &image, const QRect &box, int background)
         if (parted && score < bestScore) {
             best = cells;
             bestScore = score;
+        }
+    }
+    // Every cell holds a character's ink: Chinese characters fill most of their square, where signs (the `*)` of code
+    // read as 米) leave much of it empty. A cell that does not (一, a sign) leaves the count unsure.
+    for (qsizetype k = 0; k < best.count(); ++k) {
+        int inkLeft = -1, inkRight = -1, inkTop = bottom, inkBottom = top;
+        for (int x = best.lefts[k] - area.left(); x <= best.rights[k] - area.left(); ++x) {
+            if (columns[size_t(x)] > 0) {
+                inkLeft = inkLeft < 0 ? x : inkLeft;
+                inkRight = x;
+                inkTop = std::min(inkTop, highest[size_t(x)]);
+                inkBottom = std::max(inkBottom, lowest[size_t(x)]);
+            }
+        }
+        if (inkRight - inkLeft + 1 < filledAtLeast * em || inkBottom - inkTop + 1 < filledAtLeast * height) {
+            return {};
         }
     }
     return best;
