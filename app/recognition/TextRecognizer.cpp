@@ -14,6 +14,7 @@
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/CodeReading.h"
 #include "app/recognition/ImagePreparation.h"
+#include "app/recognition/LabelCells.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/LookAlikeGlyphs.h"
@@ -152,6 +153,8 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
     // labels are settled by a vote of the line model and both passes.
     LookAlikeGlyphs::settle(screen, choice->pass);
     QStringList lines = LineRouting::refinedLines(screen, choice->pass, choice->scripts, choice->otherReading);
+    // Short labels hold as many characters as their ink has cells.
+    LabelCells::complete(screen, *choice, lines);
     // The line model reads nothing once the recognition is stopped: what it left out is not the text.
     if (stop.isRequested()) {
         return unexpected(stoppedError(stop));

@@ -5,6 +5,7 @@
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/CodeReading.h"
 #include "app/recognition/ImagePreparation.h"
+#include "app/recognition/LabelCells.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/LookAlikeGlyphs.h"
@@ -185,6 +186,30 @@ TEST(ChineseRecovery, LabelsTesseractMissedAreReadByTheLineModelInTheirScript)
         }
         EXPECT_EQ(ScriptChoice::inTheirScripts(lines, choice.scripts, {}).join(u'\n'), c.expected)
             << c.text.toStdString();
+    }
+}
+
+TEST(LabelCells, LabelsHoldAsManyCharactersAsTheirInkHasCells)
+{
+    const struct
+    {
+        QString text;
+        QStringList asRead;                              // one line each, parted where its cells meet
+    } cases[] = {{u"標準輸出"_s, {u"標輸出"_s}},         // a character dropped
+                 {u"幾內亞法郎"_s, {u"幾內亞法人郎"_s}}, // a glyph read as two
+                 {u"關鍵字"_s, {u"關"_s, u"鍵字"_s}}};   // found as two lines
+    for (auto c : cases) {
+        const QImage ink =
+            Tessary::Test::renderText({c.text}, u"Noto Sans CJK TC"_s, 13).convertToFormat(QImage::Format_RGB888);
+        const LabelCells::Cells cells = LabelCells::cellsOf(ink, ink.rect(), 255);
+        ScriptChoice::Choice choice{.scripts = QList<Script>(c.asRead.size(), Script::Traditional)};
+        for (qsizetype i = 0, from = 0; i < c.asRead.size(); from += c.asRead[i++].size()) {
+            const qsizetype last = i + 1 < c.asRead.size() ? from + c.asRead[i].size() - 1 : cells.count() - 1;
+            const QRect box(QPoint(cells.lefts.value(from), cells.top), QPoint(cells.rights.value(last), cells.bottom));
+            choice.pass.lines.append({c.asRead[i], {}, box});
+        }
+        LabelCells::complete(ink, choice, c.asRead);
+        EXPECT_EQ(ScriptChoice::inTheirScripts(c.asRead, choice.scripts, {}).join(u'\n'), c.text) << cells.count();
     }
 }
 
