@@ -7,6 +7,7 @@
 
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/DoubledHyphens.h"
 #include "app/recognition/MonospaceSpacing.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/PunctuationWidth.h"
@@ -60,9 +61,12 @@ QString readAgain(const QImage &image, const PassLine &line, int background)
     if (reading.text.trimmed().isEmpty()) {
         return {};
     }
-    QString text = PunctuationWidth::settle(reading.text, reading.centres, crop, background);
+    QString text = reading.text;
+    QList<float> centres = reading.centres;
+    DoubledHyphens::restore(text, centres, crop, background);
+    text = PunctuationWidth::settle(text, centres, crop, background);
     // Settling keeps the length, so the centres still match.
-    text = restoreWordSpaces(text, reading.centres, area.left(), line);
+    text = restoreWordSpaces(text, centres, area.left(), line);
     return ChineseTextCleanup::removeSpacesBetweenCjk(text.trimmed());
 }
 
@@ -127,6 +131,7 @@ QString finishedLine(const QImage &image, const PassLine &line, int background)
     for (float &centre : centres) {
         centre -= float(area.left());
     }
+    DoubledHyphens::restore(text, centres, image.copy(area), background);
     text = PunctuationWidth::settle(text, centres, image.copy(area), background);
     return ChineseTextCleanup::removeSpacesBetweenCjk(text).trimmed();
 }
