@@ -7,6 +7,7 @@
 
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/DoubledHyphens.h"
 #include "app/recognition/MonospaceSpacing.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/PunctuationWidth.h"
@@ -60,9 +61,12 @@ QString readAgain(const QImage &image, const PassLine &line, int background)
     if (reading.text.trimmed().isEmpty()) {
         return {};
     }
-    QString text = PunctuationWidth::settle(reading.text, reading.centres, crop, background);
+    QString text = reading.text;
+    QList<float> centres = reading.centres;
+    DoubledHyphens::restore(text, centres, crop, background);
+    text = PunctuationWidth::settle(text, centres, crop, background);
     // Settling keeps the length, so the centres still match.
-    text = restoreWordSpaces(text, reading.centres, area.left(), line);
+    text = restoreWordSpaces(text, centres, area.left(), line);
     return ChineseTextCleanup::removeSpacesBetweenCjk(text.trimmed());
 }
 
@@ -107,6 +111,79 @@ bool isLabel(const PassLine &line)
     return han && line.box.width() <= ChineseRecovery::longestLabel * std::max(1, line.box.height());
 }
 
+/**
+ * text, the finished reading of line, with the Chinese characters of each word Tesseract is plainly unsure of
+ * replaced by what the line model reads at the same place. A long line's confidence is the mean of its words', so one
+ * misread character (翰 for 輸, 审 for 串) hides among the many read well, while the rest of the line is better left
+ * as Tesseract read it: it reads the Latin words beside the Chinese, their quotes and brackets, better than the line
+ * model. A word is replaced only where the line model read as many Chinese characters there.
+ */
+QString withUnsureWordsReadAgain(const QImage &image, const PassLine &line, const QString &text, int background)
+{
+    const auto unsure = [](const PassWord &word) { return word.confidence < unsureWordBelow && hasHan(word.text); };
+    if (std::none_of(line.words.cbegin(), line.words.cend(), unsure) || !NeuralLineRecognizer::isAvailable()) {
+        return text;
+    }
+    // Only the part of the line that holds those words is read, with two characters on either side.
+    const double cell = line.box.height() / 0.9;
+    int left = line.box.right(), right = line.box.left();
+    for (const PassWord &word : line.words) {
+        if (unsure(word)) {
+            left = std::min(left, word.box.left() - int(2 * cell));
+            right = std::max(right, word.box.right() + int(2 * cell));
+        }
+    }
+    const QRect part(QPoint(std::max(left, line.box.left()), line.box.top()),
+                     QPoint(std::min(right, line.box.right()), line.box.bottom()));
+    const QRect area = inkBox(image, part, background);
+    if (area.isEmpty()) {
+        return text;
+    }
+    const LineReading reading = NeuralLineRecognizer::read(image.copy(area));
+    if (reading.centres.size() != reading.text.size()) {
+        return text;
+    }
+    // The line model places a character within about a quarter of a cell of its ink.
+    const double margin = cell / 4;
+    QString spliced = text;
+    qsizetype from = 0;
+    std::vector<bool> used(size_t(reading.text.size()), false);
+    for (const PassWord &word : line.words) {
+        QString han;
+        for (const QChar c : word.text) {
+            if (ChineseTextCleanup::isHan(c.unicode())) {
+                han.append(c);
+            }
+        }
+        const qsizetype at = han.isEmpty() ? -1 : spliced.indexOf(han, from);
+        if (at < 0) {
+            continue;
+        }
+        from = at + han.size();
+        if (!unsure(word) || !word.text.contains(han)) {
+            continue;
+        }
+        QString read;
+        QList<size_t> taken;
+        for (qsizetype i = 0; i < reading.text.size(); ++i) {
+            const double x = reading.centres[i] + area.left();
+            if (x >= word.box.left() - margin && x <= word.box.right() + margin && !used[size_t(i)] &&
+                ChineseTextCleanup::isHan(reading.text.at(i).unicode())) {
+                read.append(reading.text.at(i));
+                taken.append(size_t(i));
+            }
+        }
+        // Each character the line model read stands for one character of the line.
+        if (read.size() == han.size()) {
+            spliced.replace(at, han.size(), read);
+            for (const size_t i : taken) {
+                used[i] = true;
+            }
+        }
+    }
+    return spliced;
+}
+
 } // namespace
 
 QString finishedLine(const QImage &image, const PassLine &line, int background)
@@ -127,6 +204,7 @@ QString finishedLine(const QImage &image, const PassLine &line, int background)
     for (float &centre : centres) {
         centre -= float(area.left());
     }
+    DoubledHyphens::restore(text, centres, image.copy(area), background);
     text = PunctuationWidth::settle(text, centres, image.copy(area), background);
     return ChineseTextCleanup::removeSpacesBetweenCjk(text).trimmed();
 }
@@ -232,6 +310,8 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
                     (unsure || isLabel(PassLine{.text = otherReadings[i], .box = line.box}));
         if (voting[i] || unsure) {
             again.append(i);
+        } else if (script != Script::Latin) {
+            lines.last() = withUnsureWordsReadAgain(image, line, lines.last(), background);
         }
     }
     if (again.isEmpty() || !NeuralLineRecognizer::isAvailable()) {

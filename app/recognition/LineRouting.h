@@ -19,6 +19,12 @@ namespace LineRouting {
 constexpr float unsureBelow = 75;
 
 /**
+ * A Chinese word below this confidence is read again by the line model, however sure Tesseract is of the rest of
+ * its line.
+ */
+constexpr float unsureWordBelow = 50;
+
+/**
  * Chinese lines of Simplified text below this confidence are read again. Above it Tesseract's Simplified models
  * read as well as the line model; below it they misread about one character in ten. This holds only when the text
  * was rightly taken for Simplified, which the passes' mean confidences tell reliably from two lines of Chinese on;

@@ -92,6 +92,17 @@ TEST(LineRouting, ConfidentSimplifiedLinesStandOnlyInLongerText)
     EXPECT_EQ(LineRouting::refinedLines(two.image, passOf(two, asRead, 80), Script::Traditional), asRead);
 }
 
+TEST(LineRouting, AWordTesseractIsUnsureOfIsReadAgainInALineItIsSureOf)
+{
+    const QString shown = u"请打开 GtkIconSize 设置窗口"_s;
+    const Screen screen = draw({shown, u"我们一起去公园"_s}, u"Noto Sans CJK SC"_s, 24);
+    RecognitionPass pass = passOf(screen, {u"请打开 GtkIconSize 设置窗日"_s, u"我们一起去公园"_s}, 95);
+    const QFontMetrics metrics(Tessary::Test::fontOf(u"Noto Sans CJK SC"_s, 24));
+    const QRect word = screen.boxes.first().adjusted(metrics.horizontalAdvance(shown.chopped(2)), 0, 0, 0);
+    pass.lines[0].words = {PassWord{u"窗日"_s, word, 30, {}}};
+    EXPECT_EQ(LineRouting::refinedLines(screen.image, pass, Script::Simplified).first(), shown);
+}
+
 TEST(LineRouting, ReadingsAgainKeepTheirLinesPlaces)
 {
     const Screen screen = draw({u"打开设置窗口"_s, u"Second line here"_s, u"保存所有文件"_s, u"fourth line"_s},

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "app/recognition/DoubledHyphens.h"
 #include "app/recognition/PunctuationWidth.h"
 #include "tests/recognition/RenderedLine.h"
 
@@ -53,6 +54,19 @@ INSTANTIATE_TEST_SUITE_P(
                       WidthCase{"LatinLineNeverGetsFullWidth", "DejaVu Sans", "Hello ,  world : 1130  4567 ! ok",
                                 "Hello ,  world : 1130  4567 ! ok", "Hello ,  world : 1130  4567 ! ok"}),
     [](const ::testing::TestParamInfo<WidthCase> &info) { return std::string(info.param.name); });
+
+TEST(DoubledHyphens, TwoBarsReadAsOneHyphenAreTwoAndSingleHyphensStaySingle)
+{
+    for (const char *family : {"DejaVu Sans", "DejaVu Serif", "Noto Sans CJK SC"}) {
+        for (const QString &drawn : {u"-a, --text 所有檔案都以文"_s, u"x - y — 2006-03 -p"_s}) {
+            auto line = Tessary::Test::renderLine(drawn, Tessary::Test::fontOf(QString::fromUtf8(family), 18));
+            QString read = QString(drawn).replace(u"--"_s, u"-"_s);
+            line.centres.remove(std::max<qsizetype>(0, drawn.indexOf(u"--"_s)), drawn.size() - read.size());
+            DoubledHyphens::restore(read, line.centres, line.image, 255);
+            EXPECT_EQ(read, drawn) << family;
+        }
+    }
+}
 
 TEST(PunctuationWidth, ReadingWithoutPositionsIsLeftAsItIs)
 {
