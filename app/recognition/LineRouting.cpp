@@ -47,7 +47,9 @@ bool lostCharacters(const PassLine &line)
     return double(text.size()) < room - 0.75;
 }
 
-/** The line model's reading of one line, with punctuation widths and word spaces settled; empty when it read nothing.
+/**
+ * The line model's reading of one line, with punctuation widths and word spaces settled; empty when it read nothing.
+ * reading receives what the model read, its places in the image's pixels.
  */
 QString readAgain(const QImage &image, const PassLine &line, int background, LineReading &reading)
 {
