@@ -164,14 +164,13 @@ TEST(WordCheck, ACharacterInNoWordTakesTheCandidateThatMakesOne)
     const auto shows = [](qsizetype at, QChar) { return at == 0; }; // the glyph is against every other place
     const struct
     {
-        QString line;
+        QString line, expected;
         QStringList candidates;
-        QString expected;
     } cases[] = {
-        {u"均源"_s, {u"均資"_s, u"源"_s}, u"資源"_s},
-        {u"遣漏命令"_s, {u"寸遺"_s}, u"遺漏命令"_s},
-        {u"資源"_s, {u"均"_s}, u"資源"_s},
-        {u"中目"_s, {{}, u"止"_s}, u"中目"_s},
+        {u"均源"_s, u"資源"_s, {u"均資"_s, u"源"_s}},
+        {u"遣漏命令"_s, u"遺漏命令"_s, {u"寸遺"_s}},
+        {u"資源"_s, u"資源"_s, {u"均"_s}},
+        {u"中目"_s, u"中目"_s, {{}, u"止"_s}},
     };
     for (const auto &c : cases) {
         EXPECT_EQ(WordCheck::mended(c.line, c.candidates, knows, shows), c.expected) << c.line.toStdString();
