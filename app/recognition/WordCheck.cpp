@@ -69,36 +69,41 @@ QList<qsizetype> hanPlaces(const QString &text)
     return places;
 }
 
-/** A word dictionary of one of the Chinese models, borrowed from the pool when first asked. */
-class Dictionary
+/**
+ * The word dictionaries of both Chinese models, borrowed from the pool when first asked, always the Simplified
+ * engine first: two recognitions that each held one and waited for the other would wait for ever.
+ */
+class Dictionaries
 {
 public:
-    explicit Dictionary(const char *model)
-        : m_model(model)
-    {}
-
-    bool knows(const QString &word)
+    bool knows(Script script, const QString &word)
     {
-        const auto known = m_known.constFind(word);
-        if (known != m_known.cend()) {
-            return *known;
+        auto &known = script == Script::Traditional ? m_traditionalKnown : m_simplifiedKnown;
+        const auto found = known.constFind(word);
+        if (found != known.cend()) {
+            return *found;
         }
-        if (!m_engine && !m_tried) {
-            m_tried = true;
-            if (TesseractPool::hasModels(m_model)) {
-                m_engine = TesseractPool::shared().borrow(m_model);
+        if (!m_borrowed) {
+            m_borrowed = true;
+            for (auto [model, engine] : {std::pair{ModelPasses::simplifiedModel, &m_simplified},
+                                         std::pair{ModelPasses::traditionalModel, &m_traditional}}) {
+                if (TesseractPool::hasModels(model)) {
+                    *engine = TesseractPool::shared().borrow(model);
+                }
             }
         }
-        const bool valid = m_engine && m_engine->IsValidWord(word.toUtf8().constData()) != 0;
-        m_known.insert(word, valid);
+        const auto &engine = script == Script::Traditional ? m_traditional : m_simplified;
+        const bool valid = engine && engine->IsValidWord(word.toUtf8().constData()) != 0;
+        known.insert(word, valid);
         return valid;
     }
 
 private:
-    QByteArray m_model;
-    TesseractPool::Lease m_engine{nullptr, {}, {}};
-    bool m_tried = false;
-    QHash<QString, bool> m_known;
+    TesseractPool::Lease m_simplified{nullptr, {}, {}};
+    TesseractPool::Lease m_traditional{nullptr, {}, {}};
+    bool m_borrowed = false;
+    QHash<QString, bool> m_simplifiedKnown;
+    QHash<QString, bool> m_traditionalKnown;
 };
 
 } // namespace
@@ -137,8 +142,7 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
     }
     QElapsedTimer clock;
     clock.start();
-    Dictionary simplified(ModelPasses::simplifiedModel);
-    Dictionary traditional(ModelPasses::traditionalModel);
+    Dictionaries dictionaries;
     const int background = LineRouting::backgroundGrey(image);
     const auto perLine = [](const QStringList &texts, qsizetype i) { return i < texts.size() ? texts[i] : QString(); };
     for (qsizetype li = 0; li < lines.size() && li < choice.pass.lines.size() && li < choice.scripts.size(); ++li) {
@@ -153,11 +157,8 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
         // The words are looked up in the line's script, which the line model does not always write, and in the
         // other script's dictionary too: each lacks common words the other has.
         const Lookup knows = [&](const QString &word) {
-            const QString simplifiedForm = ScriptVariants::toSimplified(word);
-            const QString traditionalForm = ScriptVariants::toTraditional(word, hint);
-            return script == Script::Traditional
-                       ? traditional.knows(traditionalForm) || simplified.knows(simplifiedForm)
-                       : simplified.knows(simplifiedForm) || traditional.knows(traditionalForm);
+            return dictionaries.knows(Script::Simplified, ScriptVariants::toSimplified(word)) ||
+                   dictionaries.knows(Script::Traditional, ScriptVariants::toTraditional(word, hint));
         };
         const QString written = script == Script::Traditional ? ScriptVariants::toTraditional(text, hint)
                                                               : ScriptVariants::toSimplified(text);
