@@ -48,16 +48,18 @@ bool lostCharacters(const PassLine &line)
     return double(text.size()) < room - 0.75;
 }
 
-/** The line model's reading of one line, with punctuation widths and word spaces settled; empty when it read nothing.
+/**
+ * The line model's reading of one line, with punctuation widths and word spaces settled; empty when it read nothing.
+ * reading receives what the model read, its places in the image's pixels.
  */
-QString readAgain(const QImage &image, const PassLine &line, int background)
+QString readAgain(const QImage &image, const PassLine &line, int background, LineReading &reading)
 {
     const QRect area = inkBox(image, line.box, background);
     if (area.isEmpty()) {
         return {};
     }
     const QImage crop = image.copy(area);
-    const LineReading reading = NeuralLineRecognizer::read(crop);
+    reading = NeuralLineRecognizer::read(crop);
     if (reading.text.trimmed().isEmpty()) {
         return {};
     }
@@ -67,6 +69,10 @@ QString readAgain(const QImage &image, const PassLine &line, int background)
     text = PunctuationWidth::settle(text, centres, crop, background);
     // Settling keeps the length, so the centres still match.
     text = restoreWordSpaces(text, centres, area.left(), line);
+    // The model's places of characters, from here on in the image's pixels.
+    for (float &centre : reading.centres) {
+        centre += float(area.left());
+    }
     return ChineseTextCleanup::removeSpacesBetweenCjk(text.trimmed());
 }
 
@@ -290,8 +296,11 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Scrip
 }
 
 QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const QList<Script> &scripts,
-                         const QStringList &otherReadings)
+                         const QStringList &otherReadings, QList<LineReading> *modelReadings)
 {
+    if (modelReadings != nullptr) {
+        *modelReadings = QList<LineReading>(pass.lines.size());
+    }
     QStringList lines;
     QList<qsizetype> again;
     QList<bool> voting(pass.lines.size(), false);
@@ -323,8 +332,13 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
     // One line after the other with one network: a second network in parallel costs its own buffers (tens of
     // megabytes) and gains nothing while Tesseract's passes or other programs keep the cores busy.
     QStringList readings;
+    LineReading raw;
     for (const qsizetype i : again) {
-        readings.append(readAgain(image, pass.lines[i], background));
+        readings.append(readAgain(image, pass.lines[i], background, raw));
+        if (modelReadings != nullptr) {
+            (*modelReadings)[i] = std::move(raw);
+        }
+        raw = {};
     }
     for (qsizetype k = 0; k < again.size(); ++k) {
         // Tesseract reads Latin text better than the line model; a Latin line it is unsure of is only replaced when

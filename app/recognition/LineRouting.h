@@ -3,6 +3,7 @@
 #include <QImage>
 #include <QStringList>
 
+#include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/RecognitionPass.h"
 #include "app/recognition/ScriptChoice.h"
 
@@ -49,10 +50,11 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, Scrip
 /**
  * The same with a script for every line of the pass. otherReadings holds, per line, the other Chinese pass's reading
  * of it, or nothing: a short line of Chinese characters that has one is read by the line model too, and the three
- * readings vote on its characters.
+ * readings vote on its characters. modelReadings, when given, receives per line the line model's reading of it
+ * (empty where it did not read the line).
  */
 QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const QList<Script> &scripts,
-                         const QStringList &otherReadings = {});
+                         const QStringList &otherReadings = {}, QList<LineReading> *modelReadings = nullptr);
 
 /**
  * A Tesseract line as it is shown: underscores the engine lost put back, punctuation and digits at the width the

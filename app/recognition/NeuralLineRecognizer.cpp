@@ -219,6 +219,42 @@ bool stopRequested()
     return stop != nullptr && stop->isRequested();
 }
 
+/** Classes a character's reading may be mistaken for: at least this score at one of its steps. */
+constexpr float runnerUpFloor = 0.0001f;
+constexpr int runnersUpKept = 8;
+
+/**
+ * The classes other than chosen (and the blank) that scored at least runnerUpFloor at one of the steps from first
+ * to before last, by their best score, likeliest first.
+ */
+QString runnersUp(const cv::Mat &probabilities, int first, int last, int chosen, const std::vector<QString> &symbols)
+{
+    const int classes = probabilities.size[2];
+    std::vector<std::pair<float, int>> found;
+    for (int t = first; t < last; ++t) {
+        const float *scores = probabilities.ptr<float>(0, t);
+        for (int c = 1; c < classes && c < int(symbols.size()); ++c) {
+            if (c == chosen || scores[c] < runnerUpFloor) {
+                continue;
+            }
+            const auto same = std::find_if(found.begin(), found.end(), [c](const auto &f) { return f.second == c; });
+            if (same == found.end()) {
+                found.emplace_back(scores[c], c);
+            } else {
+                same->first = std::max(same->first, scores[c]);
+            }
+        }
+    }
+    std::sort(found.begin(), found.end(), std::greater<>());
+    QString kept;
+    for (size_t k = 0; k < found.size() && k < size_t(runnersUpKept); ++k) {
+        if (symbols[size_t(found[k].second)].size() == 1) {
+            kept += symbols[size_t(found[k].second)];
+        }
+    }
+    return kept;
+}
+
 LineReading readPiece(const QImage &crop)
 {
     LineReading reading;
@@ -267,6 +303,7 @@ LineReading readPiece(const QImage &crop)
         if (best != previous) {
             if (previous != 0 && previous < int(symbols.size())) {
                 reading.centres.append(float((runStart + t) / 2.0 * pixelsPerStep));
+                reading.alternatives.append(runnersUp(probabilities, runStart, t, previous, symbols));
             }
             runStart = t;
         }
@@ -344,6 +381,7 @@ LineReading read(const QImage &crop)
         const LineReading piece = readPiece(crop.copy(left, 0, right - left, crop.height()));
         whole.text += piece.text;
         whole.confidences += piece.confidences;
+        whole.alternatives += piece.alternatives;
         for (const float centre : piece.centres) {
             whole.centres.append(centre + float(left));
         }

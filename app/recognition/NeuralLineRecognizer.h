@@ -3,6 +3,7 @@
 #include <QImage>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 namespace Tessary {
 
@@ -12,6 +13,7 @@ struct LineReading
     QString text;
     QList<float> confidences; // one per character of text (code point), 0 to 1
     QList<float> centres;     // one per character: where the model saw it, in pixels of the crop from its left edge
+    QStringList alternatives; // one per character: the characters the model found next likeliest there, best first
     float meanConfidence = 0;
 };
 

@@ -27,6 +27,7 @@
 #include "app/recognition/ScreenImageLoader.h"
 #include "app/recognition/ScriptChoice.h"
 #include "app/recognition/TesseractPool.h"
+#include "app/recognition/WordCheck.h"
 
 using namespace Qt::StringLiterals;
 
@@ -152,13 +153,17 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
     // 6. Read again with the line model where Tesseract is unsure, and finish every line from the pixels; short
     // labels are settled by a vote of the line model and both passes.
     LookAlikeGlyphs::settle(screen, choice->pass);
-    QStringList lines = LineRouting::refinedLines(screen, choice->pass, choice->scripts, choice->otherReading);
+    QList<LineReading> modelReadings;
+    QStringList lines =
+        LineRouting::refinedLines(screen, choice->pass, choice->scripts, choice->otherReading, &modelReadings);
     // Short labels hold as many characters as their ink has cells.
     LabelCells::complete(screen, *choice, lines);
     // The line model reads nothing once the recognition is stopped: what it left out is not the text.
     if (stop.isRequested()) {
         return unexpected(stoppedError(stop));
     }
+    // Characters that make no word with their neighbours, where another reading of them does.
+    WordCheck::mend(screen, *choice, modelReadings, lines);
     // 7. Every line in its own script, monospaced lines with their indentation.
     ScriptChoice::settleTakenForms(screen, choice->pass, lines, choice->scripts);
     lines = ScriptChoice::inTheirScripts(lines, choice->scripts, choice->traditionalText);

@@ -2,6 +2,8 @@
 
 #include <QPainter>
 
+#include <tesseract/baseapi.h>
+
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/CodeReading.h"
 #include "app/recognition/ImagePreparation.h"
@@ -12,7 +14,9 @@
 #include "app/recognition/MissedLines.h"
 #include "app/recognition/ReadingVote.h"
 #include "app/recognition/ScriptChoice.h"
+#include "app/recognition/TesseractPool.h"
 #include "app/recognition/TextRecognizer.h"
+#include "app/recognition/WordCheck.h"
 #include "tests/recognition/RenderedLine.h"
 #include "tests/support/CodeImage.h"
 #include "tests/support/TestEnvironment.h"
@@ -154,6 +158,27 @@ TEST(ReadingVote, TwoReadingsAgreeingAgainstTheThirdWin)
     // Only Traditional forms come back (烏 for 扁; not 舟, nor 爾 over 尔), and only where the glyph shows them.
     const auto shows = [](qsizetype at, QChar, QChar) { return at < 3; };
     EXPECT_EQ(ReadingVote::withTraditionalForms(u"扁德穆尔特語扁"_s, u"烏德舟爾特語烏"_s, shows), u"烏德穆尔特語扁"_s);
+}
+
+TEST(WordCheck, ACharacterInNoWordTakesTheCandidateThatMakesOne)
+{
+    const auto engine = TesseractPool::shared().borrow("chi_tra");
+    ASSERT_TRUE(engine);
+    const auto knows = [&](const QString &word) { return engine->IsValidWord(word.toUtf8().constData()) != 0; };
+    const auto shows = [](qsizetype at, QChar) { return at == 0; }; // the glyph is against every other place
+    const struct
+    {
+        QString line, expected;
+        QStringList candidates;
+    } cases[] = {
+        {u"均源"_s, u"資源"_s, {u"均資"_s, u"源"_s}},
+        {u"遣漏命令"_s, u"遺漏命令"_s, {u"寸遺"_s}},
+        {u"資源"_s, u"資源"_s, {u"均"_s}},
+        {u"中目"_s, u"中目"_s, {{}, u"止"_s}},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(WordCheck::mended(c.line, c.candidates, knows, shows), c.expected) << c.line.toStdString();
+    }
 }
 
 TEST(ChineseRecovery, LabelsTesseractMissedAreReadByTheLineModelInTheirScript)
