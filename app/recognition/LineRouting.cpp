@@ -117,12 +117,18 @@ bool isLabel(const PassLine &line)
     return han && line.box.width() <= ChineseRecovery::longestLabel * std::max(1, line.box.height());
 }
 
+bool hasLatinLetter(const QString &text)
+{
+    return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80 && c.isLetter(); });
+}
+
 /**
- * text, the finished reading of line, with the Chinese characters of each word Tesseract is plainly unsure of
- * replaced by what the line model reads at the same place. A long line's confidence is the mean of its words', so one
- * misread character (翰 for 輸, 审 for 串) hides among the many read well, while the rest of the line is better left
- * as Tesseract read it: it reads the Latin words beside the Chinese, their quotes and brackets, better than the line
- * model. A word is replaced only where the line model read as many Chinese characters there.
+ * text, the finished reading of a line mixing Chinese and Latin words, with the Chinese characters of each word
+ * Tesseract is plainly unsure of replaced by what the line model reads at the same place. A long line's confidence is
+ * the mean of its words', so one misread character (翰 for 輸, 审 for 串) hides among the many read well, while the
+ * rest of the line is better left as Tesseract read it: it reads the Latin words beside the Chinese, their quotes and
+ * brackets, better than the line model. A word is replaced only where the line model read as many Chinese characters
+ * there. In lines of Chinese alone such a word was as often read worse as better (資料夾 as 資料爽), so they stay.
  */
 QString withUnsureWordsReadAgain(const QImage &image, const PassLine &line, const QString &text, int background)
 {
@@ -319,7 +325,7 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
                     (unsure || isLabel(PassLine{.text = otherReadings[i], .box = line.box}));
         if (voting[i] || unsure) {
             again.append(i);
-        } else if (script != Script::Latin) {
+        } else if (script != Script::Latin && hasLatinLetter(line.text)) {
             lines.last() = withUnsureWordsReadAgain(image, line, lines.last(), background);
         }
     }
