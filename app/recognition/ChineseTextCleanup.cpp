@@ -1,5 +1,7 @@
 #include "app/recognition/ChineseTextCleanup.h"
 
+#include <algorithm>
+
 #include <QList>
 #include <QStringView>
 
@@ -56,6 +58,16 @@ char32_t fullWidth(char32_t c)
 bool isHan(char32_t c)
 {
     return QChar::script(c) == QChar::Script_Han;
+}
+
+bool hasHan(const QString &text)
+{
+    return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return isHan(c.unicode()); });
+}
+
+bool allHan(const QString &text)
+{
+    return !text.isEmpty() && std::all_of(text.cbegin(), text.cend(), [](QChar c) { return isHan(c.unicode()); });
 }
 
 bool isCjk(char32_t c)

@@ -13,6 +13,12 @@ namespace ChineseTextCleanup {
 /** True for Han ideographs (also outside the BMP). */
 bool isHan(char32_t c);
 
+/** True when text holds a Han ideograph. */
+bool hasHan(const QString &text);
+
+/** True when text is not empty and holds Han ideographs only. */
+bool allHan(const QString &text);
+
 /** True for characters that sit in Chinese text without spaces: Han, CJK punctuation, full-width forms. */
 bool isCjk(char32_t c);
 

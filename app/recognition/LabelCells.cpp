@@ -21,6 +21,8 @@ namespace Tessary::LabelCells {
 
 namespace {
 
+using ChineseTextCleanup::allHan;
+
 Q_LOGGING_CATEGORY(lcCells, "tessary.recognition.cells", QtInfoMsg)
 
 /** Grey levels between ink and ground; anti-aliased edges below this count as ground. */
@@ -57,12 +59,6 @@ bool isInk(const uchar *row, int x, int background)
 {
     const int grey = (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
     return std::abs(grey - background) > inkContrast;
-}
-
-bool allHan(const QString &text)
-{
-    return !text.isEmpty() &&
-           std::all_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); });
 }
 
 /** The image of one cell alone: the ink of the cells beside it painted over with the ground. */

@@ -19,17 +19,15 @@ namespace Tessary::LineRouting {
 
 namespace {
 
+using ChineseTextCleanup::allHan;
+using ChineseTextCleanup::hasHan;
+
 /** Grey levels between ink and background; anti-aliased edges below this count as background. */
 constexpr int inkContrast = 48;
 
 int greyAt(const uchar *row, int x)
 {
     return (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
-}
-
-bool hasHan(const QString &text)
-{
-    return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); });
 }
 
 /**
@@ -40,8 +38,7 @@ bool hasHan(const QString &text)
 bool lostCharacters(const PassLine &line)
 {
     const QString text = QString(line.text).remove(u' ');
-    if (text.isEmpty() || line.box.height() <= 0 ||
-        !std::all_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); })) {
+    if (line.box.height() <= 0 || !allHan(text)) {
         return false;
     }
     const double room = line.box.width() / (line.box.height() / 0.92);
@@ -111,10 +108,7 @@ bool needsAgain(const PassLine &line, Script script, float simplifiedSure)
 /** A short line of Chinese characters only, as interface labels are. */
 bool isLabel(const PassLine &line)
 {
-    const bool han = !line.text.isEmpty() && std::all_of(line.text.cbegin(), line.text.cend(), [](QChar c) {
-        return ChineseTextCleanup::isHan(c.unicode());
-    });
-    return han && line.box.width() <= ChineseRecovery::longestLabel * std::max(1, line.box.height());
+    return allHan(line.text) && line.box.width() <= ChineseRecovery::longestLabel * std::max(1, line.box.height());
 }
 
 bool hasLatinLetter(const QString &text)

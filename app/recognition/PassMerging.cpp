@@ -9,6 +9,8 @@ namespace Tessary::PassMerging {
 
 namespace {
 
+using ChineseTextCleanup::hasHan;
+
 /** How much of two boxes is shared: the area of their overlap over the area of both together. */
 double overlapShare(const QRect &a, const QRect &b)
 {
@@ -18,11 +20,6 @@ double overlapShare(const QRect &a, const QRect &b)
     }
     const double shared = double(common.width()) * common.height();
     return shared / (double(a.width()) * a.height() + double(b.width()) * b.height() - shared);
-}
-
-bool hasHan(const QString &text)
-{
-    return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); });
 }
 
 /** The word of the pass at the same place, or nullptr when no word shares more than minimumShare of the boxes. */

@@ -10,6 +10,8 @@ namespace Tessary::PunctuationWidth {
 
 namespace {
 
+using ChineseTextCleanup::hasHan;
+
 struct Pair
 {
     char16_t ascii;
@@ -69,11 +71,6 @@ qsizetype neighbour(const QString &text, qsizetype at, int step)
         }
     }
     return -1;
-}
-
-bool hasHan(const QString &text)
-{
-    return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); });
 }
 
 bool isDigit(QChar c)

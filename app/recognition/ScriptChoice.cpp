@@ -73,7 +73,7 @@ int emOf(const PassLine &line)
     }
     // Chinese characters fill about nine tenths of the em square.
     const int fromHeight = int(std::lround(line.box.height() / 0.92));
-    if (!line.text.isEmpty() && std::all_of(line.text.cbegin(), line.text.cend(), isHan)) {
+    if (ChineseTextCleanup::allHan(line.text)) {
         return int(std::lround(double(line.box.width()) / double(line.text.size())));
     }
     if (steps.size() < 2) {
@@ -91,8 +91,7 @@ int emOf(const PassLine &line)
 QList<float> glyphCentres(const PassLine &line, int em)
 {
     QList<float> centres = line.centres;
-    const bool allHan = !line.text.isEmpty() && std::all_of(line.text.cbegin(), line.text.cend(), isHan);
-    if (allHan) {
+    if (ChineseTextCleanup::allHan(line.text)) {
         // A label of Chinese characters only: they share the line's width equally.
         const double pitch = double(line.box.width()) / double(line.text.size());
         for (qsizetype i = 0; i < centres.size(); ++i) {
@@ -340,8 +339,7 @@ void settleTakenForms(const QImage &image, const RecognitionPass &pass, const QS
 {
     for (qsizetype i = 0; i < lines.size() && i < pass.lines.size() && i < scripts.size(); ++i) {
         const PassLine &line = pass.lines[i];
-        if (scripts[i] == Script::Latin ||
-            !std::all_of(lines[i].cbegin(), lines[i].cend(), [](QChar c) { return isHan(c); })) {
+        if (scripts[i] == Script::Latin || !ChineseTextCleanup::allHan(lines[i])) {
             continue;
         }
         // A label of Chinese characters only, which share its width equally.
