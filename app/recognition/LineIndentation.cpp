@@ -279,6 +279,30 @@ double cellFromEnds(const RecognitionPass &pass)
     return cell;
 }
 
+/**
+ * text with full-width forms (，（）；：) in their ASCII look-alikes when it holds no Chinese character. In monospaced
+ * text every character of such a line takes one cell; the line model writes the full-width comma and brackets it
+ * learnt from Chinese text where code has the narrow ones, and takes a comma and the space after it for one wide
+ * comma.
+ */
+QString narrowForms(const QString &text)
+{
+    const auto wide = [](QChar c) { return c.unicode() >= 0xff01 && c.unicode() <= 0xff5e; };
+    if (std::any_of(text.cbegin(), text.cend(),
+                    [&](QChar c) { return ChineseTextCleanup::isCjk(c.unicode()) && !wide(c); })) {
+        return text;
+    }
+    QString narrow;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        narrow.append(wide(c) ? QChar(c.unicode() - 0xfee0) : c);
+        if ((c == u'，' || c == u'；') && i + 1 < text.size() && !text.at(i + 1).isSpace()) {
+            narrow.append(u' ');
+        }
+    }
+    return narrow;
+}
+
 } // namespace
 
 double cellOf(const RecognitionPass &pass)
@@ -344,7 +368,10 @@ QStringList indented(const QImage &image, const QStringList &lines, const Recogn
     if (cell <= 0 || lines.size() != pass.lines.size()) {
         return lines;
     }
-    QStringList result = lines;
+    QStringList result;
+    for (const QString &line : lines) {
+        result.append(narrowForms(line));
+    }
     for (qsizetype i = 0; i < result.size() && !fromEnds; ++i) {
         if (positioned(pass.lines[i])) {
             result[i] = spacedByCells(result[i].trimmed(), pass.lines[i], cell);
