@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <optional>
 #include <vector>
 
@@ -11,6 +12,9 @@
 namespace Tessary::LineIndentation {
 
 namespace {
+
+/** The most blank lines put back between two lines of code (a gap wider is other content's). */
+constexpr long mostBlankLines = 2;
 
 bool onTheGrid(QChar c)
 {
@@ -303,6 +307,51 @@ QString narrowForms(const QString &text)
     return narrow;
 }
 
+/**
+ * lines (one per line of pass) with the blank lines of monospaced text put back: the baselines of such text are one
+ * pitch apart, and every further pitch between two lines was an empty line the engine does not report. The pitch is
+ * the usual step between neighbouring lines among the shortest ones, so that a block with many blank lines still
+ * gives it. Lines without a baseline (a row of quote marks found later) have no blank lines beside them.
+ */
+QStringList withBlankLines(const QStringList &lines, const RecognitionPass &pass)
+{
+    std::vector<int> steps;
+    for (qsizetype i = 0; i + 1 < pass.lines.size(); ++i) {
+        const int above = pass.lines[i].baseline, below = pass.lines[i + 1].baseline;
+        steps.push_back(above >= 0 && below >= 0 ? below - above : 0);
+    }
+    std::vector<int> known;
+    std::copy_if(steps.begin(), steps.end(), std::back_inserter(known), [](int step) { return step > 0; });
+    if (known.empty() || lines.size() != pass.lines.size()) {
+        return lines;
+    }
+    const int shortest = *std::min_element(known.begin(), known.end());
+    int tallest = 0;
+    for (const PassLine &line : pass.lines) {
+        tallest = std::max(tallest, line.box.height());
+    }
+    // Lines closer than their own height are one line cut in two or overlapping reads: no pitch from them.
+    if (shortest < 0.8 * tallest) {
+        return lines;
+    }
+    std::vector<int> usual;
+    std::copy_if(known.begin(), known.end(), std::back_inserter(usual),
+                 [&](int step) { return step < 1.5 * shortest; });
+    std::nth_element(usual.begin(), usual.begin() + long(usual.size() / 2), usual.end());
+    const double pitch = usual[usual.size() / 2];
+    QStringList spaced;
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        spaced.append(lines[i]);
+        if (i + 1 < lines.size()) {
+            const auto blank = std::lround(double(steps[size_t(i)]) / pitch) - 1;
+            for (long k = 0; k < std::min(blank, mostBlankLines); ++k) {
+                spaced.append(QString());
+            }
+        }
+    }
+    return spaced;
+}
+
 } // namespace
 
 double cellOf(const RecognitionPass &pass)
@@ -402,7 +451,7 @@ QStringList indented(const QImage &image, const QStringList &lines, const Recogn
         }
         result[i] = QString(qsizetype(std::lround(offset)), u' ') + text;
     }
-    return result;
+    return withBlankLines(result, pass);
 }
 
 QString joined(const QStringList &lines)

@@ -308,9 +308,15 @@ TEST(ImagePreparation, FramesAroundTheSelectionAreCut)
 
 TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
 {
-    // Runs of spaces inside a line keep their width too.
-    const QStringList indented{u"#  the sum of both"_s, u"    total = compute(first, second)"_s, u"    if total:"_s,
-                               u"        return total"_s, u"return None"_s};
+    // Runs of spaces inside a line keep their width too, and blank lines stay.
+    const QStringList indented{u"#  the sum of both"_s,
+                               u"    total = compute(first, second)"_s,
+                               u""_s,
+                               u"    if total:"_s,
+                               u"        return total"_s,
+                               u""_s,
+                               u""_s,
+                               u"return None"_s};
     const QStringList proportional{u"A sentence of plain text"_s, u"and another one"_s};
     for (const int size : {13, 18}) {
         EXPECT_EQ(read(Tessary::Test::renderText(indented, u"DejaVu Sans Mono"_s, size)), indented.join(u'\n'))
