@@ -11,6 +11,7 @@
 #include "app/recognition/MonospaceSpacing.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/PunctuationWidth.h"
+#include "app/recognition/QuoteShapes.h"
 #include "app/recognition/ReadingVote.h"
 #include "app/recognition/ScriptVariants.h"
 #include "app/recognition/UnderscoreRecovery.h"
@@ -66,6 +67,7 @@ QString readAgain(const QImage &image, const PassLine &line, int background, Lin
     QString text = reading.text;
     QList<float> centres = reading.centres;
     DoubledHyphens::restore(text, centres, crop, background);
+    QuoteShapes::settle(text, centres, crop, background);
     text = PunctuationWidth::settle(text, centres, crop, background);
     // Settling keeps the length, so the centres still match.
     text = restoreWordSpaces(text, centres, area.left(), line);
@@ -216,8 +218,10 @@ QString finishedLine(const QImage &image, const PassLine &line, int background)
     for (float &centre : centres) {
         centre -= float(area.left());
     }
-    DoubledHyphens::restore(text, centres, image.copy(area), background);
-    text = PunctuationWidth::settle(text, centres, image.copy(area), background);
+    const QImage crop = image.copy(area);
+    DoubledHyphens::restore(text, centres, crop, background);
+    QuoteShapes::settle(text, centres, crop, background);
+    text = PunctuationWidth::settle(text, centres, crop, background);
     return ChineseTextCleanup::removeSpacesBetweenCjk(text).trimmed();
 }
 

@@ -2,6 +2,7 @@
 
 #include "app/recognition/DoubledHyphens.h"
 #include "app/recognition/PunctuationWidth.h"
+#include "app/recognition/QuoteShapes.h"
 #include "tests/recognition/RenderedLine.h"
 
 using namespace Qt::StringLiterals;
@@ -79,6 +80,22 @@ TEST(PunctuationWidth, MarkPlacedOnTheNextMarkKeepsItsOwnWidth)
         EXPECT_EQ(PunctuationWidth::settle(u"從 0 到 1 （右）。相反"_s, line.centres, line.image, 255),
                   u"從 0 到 1 (右)。相反"_s)
             << size << " px";
+    }
+}
+
+// Latin fonts draw curly quotes as narrow as straight ones; the readers write both straight.
+TEST(QuoteShapes, CurlyQuotesInChineseComeBackAndStraightOnesStay)
+{
+    for (const char *family : {"DejaVu Sans", "DejaVu Serif"}) {
+        for (const QString &drawn :
+             {u"设为“rgba”时，選擇“打开文件夹”的‘TRUE’"_s, u"执行 \"git rebase\" 與 'abc' 後"_s}) {
+            for (const int size : {13, 18, 24}) {
+                auto line = Tessary::Test::renderLine(drawn, Tessary::Test::fontOf(QString::fromUtf8(family), size));
+                QString read = QString(drawn).replace(u'“', u'"').replace(u'”', u'"').replace(u'‘', u'\'');
+                QuoteShapes::settle(read.replace(u'’', u'\''), line.centres, line.image, 255);
+                EXPECT_EQ(read.toStdString(), drawn.toStdString()) << family << " at " << size << " px";
+            }
+        }
     }
 }
 
