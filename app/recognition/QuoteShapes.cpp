@@ -199,11 +199,15 @@ void settle(QString &text, const QList<float> &centres, const QImage &crop, int 
             }
             continue;
         }
-        // Opening or closing: a quote before a Latin word opens, one after it closes. Elsewhere quotes alternate;
-        // the line's first one (its partner may stand on the line before) is told by its weight: an opening quote is
-        // heavy at the bottom.
+        // Opening or closing: a quote before a Latin word opens, one after it closes. Elsewhere a curly quote stays as
+        // read and straight ones alternate; the line's first one (its partner may stand on the line before) is told
+        // by its weight: an opening quote is heavy at the bottom.
         const bool latinBefore = isLatin(neighbour(text, i, -1)), latinAfter = isLatin(neighbour(text, i, 1));
-        const bool opening = latinAfter != latinBefore ? latinAfter : (opened ? !*opened : low > 0.5);
+        const bool curly = c != u'"' && c != u'\'';
+        const bool opening = latinAfter != latinBefore ? latinAfter
+                             : curly                   ? c == u'\u201c' || c == u'\u2018'
+                             : opened                  ? !*opened
+                                                       : low > 0.5;
         text[i] = twin ? QChar(opening ? u'\u201c' : u'\u201d') : QChar(opening ? u'\u2018' : u'\u2019');
         opened = opening;
     }
