@@ -334,6 +334,7 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
         }
     }
     if (again.isEmpty() || !NeuralLineRecognizer::isAvailable()) {
+        PunctuationWidth::matchBracketsAcrossLines(lines);
         return lines;
     }
 
@@ -395,6 +396,7 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
             restore(ScriptVariants::toTraditional(otherReadings[i], line.text));
         }
     }
+    PunctuationWidth::matchBracketsAcrossLines(lines);
     return lines;
 }
 

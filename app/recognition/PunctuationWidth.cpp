@@ -361,4 +361,42 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
     return settled;
 }
 
+void matchBracketsAcrossLines(QStringList &lines)
+{
+    struct Place
+    {
+        qsizetype line;
+        qsizetype at;
+        bool measured;
+    };
+    const auto measured = [&](qsizetype line, qsizetype at) {
+        return neighbour(lines[line], at, -1) >= 0 && neighbour(lines[line], at, 1) >= 0;
+    };
+    QList<Place> open;
+    for (qsizetype l = 0; l < lines.size(); ++l) {
+        for (qsizetype i = 0; i < lines[l].size(); ++i) {
+            const QChar c = lines[l].at(i);
+            if (c == u'(' || c == u'\uff08') {
+                open.append({l, i, measured(l, i)});
+                continue;
+            }
+            if ((c != u')' && c != u'\uff09') || open.isEmpty()) {
+                continue;
+            }
+            const Place o = open.takeLast();
+            const bool wide = lines[o.line].at(o.at) == u'\uff08';
+            if (o.line == l || o.measured == measured(l, i) || wide == (c == u'\uff09')) {
+                continue;
+            }
+            // The measured one decides; full width only in a line with Chinese in it.
+            const bool full = o.measured ? wide : c == u'\uff09';
+            const qsizetype line = o.measured ? l : o.line, at = o.measured ? i : o.at;
+            if (!full || hasHan(lines[line])) {
+                lines[line][at] =
+                    o.measured ? (full ? QChar(0xff09) : QChar(u')')) : (full ? QChar(0xff08) : QChar(u'('));
+            }
+        }
+    }
+}
+
 } // namespace Tessary::PunctuationWidth
