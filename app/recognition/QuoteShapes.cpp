@@ -157,6 +157,11 @@ QChar neighbour(const QString &text, qsizetype at, int step)
     return u' ';
 }
 
+bool isQuote(QChar c)
+{
+    return c == u'"' || c == u'\u201c' || c == u'\u201d' || c == u'\'' || c == u'\u2018' || c == u'\u2019';
+}
+
 bool isLatin(QChar c)
 {
     return c.unicode() < 0x80 && c.isLetterOrNumber();
@@ -168,7 +173,8 @@ void settle(QString &text, const QList<float> &centres, const QImage &crop, int 
 {
     const bool chinese =
         std::any_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); });
-    if (!chinese || centres.size() != text.size() || crop.isNull()) {
+    const bool quoted = std::any_of(text.cbegin(), text.cend(), [](QChar c) { return isQuote(c); });
+    if (!chinese || !quoted || centres.size() != text.size() || crop.isNull()) {
         return;
     }
     const QImage rgb = crop.convertToFormat(QImage::Format_RGB888);
@@ -180,10 +186,10 @@ void settle(QString &text, const QList<float> &centres, const QImage &crop, int 
     std::optional<bool> doubleOpened, singleOpened;
     for (qsizetype i = 0; i < text.size(); ++i) {
         const QChar c = text.at(i);
-        const bool twin = c == u'"' || c == u'\u201c' || c == u'\u201d';
-        if (!twin && c != u'\'' && c != u'\u2018' && c != u'\u2019') {
+        if (!isQuote(c)) {
             continue;
         }
+        const bool twin = c == u'"' || c == u'\u201c' || c == u'\u201d';
         std::optional<bool> &opened = twin ? doubleOpened : singleOpened;
         const std::vector<Stroke> strokes = ink.strokesNear(centres[i], twin);
         double lean = 0, low = 0;
