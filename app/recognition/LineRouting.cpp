@@ -11,6 +11,7 @@
 #include "app/recognition/MonospaceSpacing.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/PunctuationWidth.h"
+#include "app/recognition/QuoteShapes.h"
 #include "app/recognition/ReadingVote.h"
 #include "app/recognition/ScriptVariants.h"
 #include "app/recognition/UnderscoreRecovery.h"
@@ -63,6 +64,7 @@ QString readAgain(const QImage &image, const PassLine &line, int background, Lin
     QString text = reading.text;
     QList<float> centres = reading.centres;
     DoubledHyphens::restore(text, centres, crop, background);
+    QuoteShapes::settle(text, centres, crop, background);
     text = PunctuationWidth::settle(text, centres, crop, background);
     // Settling keeps the length, so the centres still match.
     text = restoreWordSpaces(text, centres, area.left(), line);
@@ -210,8 +212,10 @@ QString finishedLine(const QImage &image, const PassLine &line, int background)
     for (float &centre : centres) {
         centre -= float(area.left());
     }
-    DoubledHyphens::restore(text, centres, image.copy(area), background);
-    text = PunctuationWidth::settle(text, centres, image.copy(area), background);
+    const QImage crop = image.copy(area);
+    DoubledHyphens::restore(text, centres, crop, background);
+    QuoteShapes::settle(text, centres, crop, background);
+    text = PunctuationWidth::settle(text, centres, crop, background);
     return ChineseTextCleanup::removeSpacesBetweenCjk(text).trimmed();
 }
 
@@ -324,6 +328,7 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
         }
     }
     if (again.isEmpty() || !NeuralLineRecognizer::isAvailable()) {
+        PunctuationWidth::matchBracketsAcrossLines(lines);
         return lines;
     }
 
@@ -385,6 +390,7 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
             restore(ScriptVariants::toTraditional(otherReadings[i], line.text));
         }
     }
+    PunctuationWidth::matchBracketsAcrossLines(lines);
     return lines;
 }
 

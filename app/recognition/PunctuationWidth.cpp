@@ -132,11 +132,15 @@ void settleDigits(QString &text, const QList<float> &centres, double cell, bool 
     }
 }
 
+/** How a mark's width was told: not at all, from the readers' rough places of its neighbours, from its own ink. */
+enum class Evidence { None, Places, Ink };
+
 /**
  * Brackets come in pairs of one width. A bracket at either end of the line cannot be measured (there is no ink on
- * one side); it takes the width of its partner when that one could be.
+ * one side); it takes the width of its partner when that one could be. Where the two were told apart, the one told
+ * from its ink decides.
  */
-void matchBrackets(QString &text, const std::vector<bool> &judged)
+void matchBrackets(QString &text, const std::vector<Evidence> &judged)
 {
     QList<qsizetype> open;
     for (qsizetype i = 0; i < text.size(); ++i) {
@@ -146,9 +150,9 @@ void matchBrackets(QString &text, const std::vector<bool> &judged)
         } else if ((c == u')' || c == u'\uff09') && !open.isEmpty()) {
             const qsizetype o = open.takeLast();
             const bool wide = text.at(o) == u'\uff08';
-            if (judged[size_t(o)] && !judged[size_t(i)]) {
+            if (judged[size_t(o)] > judged[size_t(i)]) {
                 text[i] = wide ? QChar(0xff09) : QChar(u')');
-            } else if (judged[size_t(i)] && !judged[size_t(o)]) {
+            } else if (judged[size_t(i)] > judged[size_t(o)]) {
                 text[o] = c == u'\uff09' ? QChar(0xff08) : QChar(u'(');
             }
         }
@@ -256,17 +260,10 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
         cell = steps[steps.size() / 2];
     }
     const std::vector<Run> runs = inkRuns(contrast, inkContrast, 0.5 * cell);
-    QString settled = text;
-    std::vector<bool> judged(size_t(text.size()), false);
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const Pair *pair = pairOf(text.at(i));
-        if (pair == nullptr) {
-            continue;
-        }
-        // The run of ink at (or nearest to) where the reader saw the mark. Readers place a mark up to half a cell
-        // after its ink, onto the next character: a run as narrow as a mark a little before that place is taken
-        // first.
-        const double x = centres[i];
+    // The run of ink at (or nearest to) where the reader saw the mark. Readers place a mark up to half a cell
+    // after its ink, onto the next character: a run as narrow as a mark a little before that place is taken first.
+    const auto runOf = [&](qsizetype at) {
+        const double x = centres[at];
         size_t nearest = runs.size();
         double distance = 0.35 * cell, narrowDistance = 0.6 * cell;
         for (size_t r = 0; r < runs.size(); ++r) {
@@ -279,6 +276,24 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
                 distance = d;
                 nearest = r;
             }
+        }
+        return nearest;
+    };
+    QString settled = text;
+    std::vector<Evidence> judged(size_t(text.size()), Evidence::None);
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const Pair *pair = pairOf(text.at(i));
+        if (pair == nullptr) {
+            continue;
+        }
+        size_t nearest = runOf(i);
+        // Two marks in a row (`)。`, `），`): placed late, the first lands on the second's ink, and the room around
+        // that would be the second's. The first then has the narrow run just before it.
+        const qsizetype next = neighbour(text, i, 1);
+        if (nearest != runs.size() && nearest > 0 && next == i + 1 && pairOf(text.at(next)) != nullptr &&
+            runOf(next) == nearest && runs[nearest - 1].end - runs[nearest - 1].start + 1 <= 0.5 * cell &&
+            centres[i] - runs[nearest - 1].end <= cell) {
+            --nearest;
         }
         // A full stop is a dot as high as it is wide, a fifth of a cell at most, low in the line; a comma's tail
         // reaches down past it, a full-width full stop is a ring (in some fonts no larger than the dot). Readers take
@@ -304,11 +319,12 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
             if (filled && width <= 0.2 * cell && height <= 0.25 * cell && height <= width + 1 &&
                 markTop > top + 0.6 * (bottom - top)) {
                 settled[i] = u'.';
-                judged[size_t(i)] = true;
+                judged[size_t(i)] = Evidence::Ink;
                 continue;
             }
         }
         bool full = false;
+        Evidence evidence = Evidence::Ink;
         if (nearest != runs.size() && nearest != 0 && nearest + 1 != runs.size() &&
             runs[nearest].end - runs[nearest].start + 1 <= 0.5 * cell) {
             // The room between the neighbours' ink holds the mark's whole cell and the neighbours' side bearings.
@@ -323,6 +339,7 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
                 continue;
             }
             const double distance = centres[after] - centres[before];
+            evidence = Evidence::Places;
             if (distance > 1.7 * cell) {
                 full = true;
             } else if (distance >= 1.25 * cell) {
@@ -334,11 +351,49 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
         } else if (!full && text.at(i).unicode() == pair->full) {
             settled[i] = QChar(pair->ascii);
         }
-        judged[size_t(i)] = true;
+        judged[size_t(i)] = evidence;
     }
     settleDigits(settled, centres, cell, hasHan(text));
     matchBrackets(settled, judged);
     return settled;
+}
+
+void matchBracketsAcrossLines(QStringList &lines)
+{
+    struct Place
+    {
+        qsizetype line;
+        qsizetype at;
+        bool measured;
+    };
+    const auto measured = [&](qsizetype line, qsizetype at) {
+        return neighbour(lines[line], at, -1) >= 0 && neighbour(lines[line], at, 1) >= 0;
+    };
+    QList<Place> open;
+    for (qsizetype l = 0; l < lines.size(); ++l) {
+        for (qsizetype i = 0; i < lines[l].size(); ++i) {
+            const QChar c = lines[l].at(i);
+            if (c == u'(' || c == u'\uff08') {
+                open.append({l, i, measured(l, i)});
+                continue;
+            }
+            if ((c != u')' && c != u'\uff09') || open.isEmpty()) {
+                continue;
+            }
+            const Place o = open.takeLast();
+            const bool wide = lines[o.line].at(o.at) == u'\uff08';
+            if (o.line == l || o.measured == measured(l, i) || wide == (c == u'\uff09')) {
+                continue;
+            }
+            // The measured one decides; full width only in a line with Chinese in it.
+            const bool full = o.measured ? wide : c == u'\uff09';
+            const qsizetype line = o.measured ? l : o.line, at = o.measured ? i : o.at;
+            if (!full || hasHan(lines[line])) {
+                lines[line][at] =
+                    o.measured ? (full ? QChar(0xff09) : QChar(u')')) : (full ? QChar(0xff08) : QChar(u'('));
+            }
+        }
+    }
 }
 
 } // namespace Tessary::PunctuationWidth

@@ -3,6 +3,7 @@
 #include <QImage>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 namespace Tessary {
 
@@ -20,6 +21,12 @@ namespace PunctuationWidth {
  * becomes full-width only next to a Chinese character; marks at either end of the line are left as read.
  */
 QString settle(const QString &text, const QList<float> &centres, const QImage &crop, int background);
+
+/**
+ * Brackets at either end of a line cannot be measured (there is no ink on one side). One whose partner stands on
+ * another line, away from its ends, takes the partner's width; lines are in reading order.
+ */
+void matchBracketsAcrossLines(QStringList &lines);
 
 /**
  * The share of an ideograph cell that the room between a mark's neighbours must exceed for the mark to count as

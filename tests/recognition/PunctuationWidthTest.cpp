@@ -2,6 +2,7 @@
 
 #include "app/recognition/DoubledHyphens.h"
 #include "app/recognition/PunctuationWidth.h"
+#include "app/recognition/QuoteShapes.h"
 #include "tests/recognition/RenderedLine.h"
 
 using namespace Qt::StringLiterals;
@@ -68,11 +69,32 @@ TEST(DoubledHyphens, TwoBarsReadAsOneHyphenAreTwoAndSingleHyphensStaySingle)
     }
 }
 
-TEST(PunctuationWidth, ReadingWithoutPositionsIsLeftAsItIs)
+// A bracket read on the full stop after it keeps its own width; one at a line's end takes its partner's.
+TEST(PunctuationWidth, BracketsTakeTheWidthTheirOwnInkShows)
 {
-    const Tessary::Test::RenderedLine line =
-        Tessary::Test::renderLine(u"打开文件，然后保存"_s, Tessary::Test::fontOf(u"Noto Sans CJK SC"_s, 16));
-    EXPECT_EQ(PunctuationWidth::settle(u"打开文件,然后保存"_s, {}, line.image, 255), u"打开文件,然后保存"_s);
+    for (const int size : {12, 16, 22}) {
+        auto line = Tessary::Test::renderLine(u"到 1 (右)。相"_s, Tessary::Test::fontOf(u"Noto Sans CJK TC"_s, size));
+        line.centres[6] = line.centres[7];
+        EXPECT_EQ(PunctuationWidth::settle(u"到 1 （右）。相"_s, line.centres, line.image, 255), u"到 1 (右)。相"_s);
+        EXPECT_EQ(PunctuationWidth::settle(u"到 1 （右）。相"_s, {}, line.image, 255), u"到 1 （右）。相"_s);
+    }
+    QStringList lines{u"組件（不建"_s, u"議再使用)"_s, u"識別碼 (PIN"_s, u"碼）"_s, u"(x"_s, u"y）"_s};
+    PunctuationWidth::matchBracketsAcrossLines(lines);
+    EXPECT_EQ(lines, (QStringList{u"組件（不建"_s, u"議再使用）"_s, u"識別碼 (PIN"_s, u"碼)"_s, u"(x"_s, u"y）"_s}));
+}
+
+// Latin fonts draw curly quotes as narrow as straight ones; the readers write both straight.
+TEST(QuoteShapes, CurlyQuotesInChineseComeBackAndStraightOnesStay)
+{
+    for (const auto &[family, size] : {std::pair{"DejaVu Sans", 13}, {"DejaVu Serif", 18}, {"DejaVu Sans", 24}}) {
+        for (const QString &drawn : {u"设为“rgba”时，選擇“打开文件夹”的‘TRUE’"_s, u"执行 \"git\" 與 'abc' 後"_s}) {
+            auto line = Tessary::Test::renderLine(drawn, Tessary::Test::fontOf(QString::fromUtf8(family), size));
+            QString read =
+                QString(drawn).replace(u'“', u'"').replace(u'”', u'"').replace(u'‘', u'\'').replace(u'’', u'\'');
+            QuoteShapes::settle(read, line.centres, line.image, 255);
+            EXPECT_EQ(read.toStdString(), drawn.toStdString()) << family << " at " << size << " px";
+        }
+    }
 }
 
 } // namespace
