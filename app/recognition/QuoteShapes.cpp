@@ -171,8 +171,7 @@ bool isLatin(QChar c)
 
 void settle(QString &text, const QList<float> &centres, const QImage &crop, int background)
 {
-    const bool chinese =
-        std::any_of(text.cbegin(), text.cend(), [](QChar c) { return ChineseTextCleanup::isHan(c.unicode()); });
+    const bool chinese = ChineseTextCleanup::hasHan(text);
     const bool quoted = std::any_of(text.cbegin(), text.cend(), [](QChar c) { return isQuote(c); });
     if (!chinese || !quoted || centres.size() != text.size() || crop.isNull()) {
         return;
