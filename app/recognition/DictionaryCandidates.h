@@ -24,6 +24,12 @@ namespace DictionaryCandidates {
 QString proposed(const QString &text, qsizetype at, const tesseract::TessBaseAPI &dictionary);
 
 /**
+ * True when the glyph (ink bright on black, drawn at about em pixels) plainly is the character read: its drawing
+ * alone matches it well, and no proposal is looked for.
+ */
+bool plainlyRead(const QImage &ink, int em, QChar read);
+
+/**
  * Of the proposals, the one whose drawing fits the glyph (ink bright on black, drawn at about em pixels) clearly
  * better than the character read; a null character when none does, or where the drawings fit the glyph poorly.
  */

@@ -266,13 +266,19 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
             return likeness > (read[at].contains(candidate) ? -plainlyOther : clearlyLike);
         };
         QString fixed = mended(checked, candidates, knows, shows);
-        // Where still no word is made, the line's dictionary proposes characters no model read and the glyph
+        // Where a label still makes no word, the line's dictionary proposes characters no model read and the glyph
         // decides: only at desktop sizes, where the drawings fit the screen's glyphs, and at a few places an image.
-        const tesseract::TessBaseAPI *dictionary = dictionaries.dictionary(script);
+        // Paragraphs are left as they are: each place costs a few milliseconds, and their lines have enough context
+        // for the models.
+        const tesseract::TessBaseAPI *dictionary = label ? dictionaries.dictionary(script) : nullptr;
         for (const qsizetype at : places) {
             int em = 0;
             const auto centre = centreOf(at, em);
             if (dictionary == nullptr || proposalsLeft == 0 || !centre || em > desktopEm || inWord(fixed, at, knows)) {
+                continue;
+            }
+            const QImage ink = ScriptChoice::glyphInk(image, *centre, em, background);
+            if (DictionaryCandidates::plainlyRead(ink, em, fixed.at(at))) {
                 continue;
             }
             --proposalsLeft;
@@ -282,8 +288,7 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
                        (script == Script::Traditional ? ScriptVariants::isSimplifiedOnly(c.unicode())
                                                       : ScriptVariants::isTraditionalOnly(c.unicode()));
             });
-            const QChar taken = DictionaryCandidates::fittest(ScriptChoice::glyphInk(image, *centre, em, background),
-                                                              em, fixed.at(at), proposals);
+            const QChar taken = DictionaryCandidates::fittest(ink, em, fixed.at(at), proposals);
             if (!taken.isNull()) {
                 fixed[at] = taken;
             }
