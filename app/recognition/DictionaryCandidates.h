@@ -24,10 +24,13 @@ namespace DictionaryCandidates {
 QString proposed(const QString &text, qsizetype at, const tesseract::TessBaseAPI &dictionary);
 
 /**
- * True when the glyph (ink bright on black, drawn at about em pixels) plainly is the character read: its drawing
- * alone matches it well, and no proposal is looked for.
+ * How well the drawing of the character read matches the glyph (ink bright on black, drawn at about em pixels): a
+ * quick first look, a normalised correlation up to 1.
  */
-bool plainlyRead(const QImage &ink, int em, QChar read);
+double readMatch(const QImage &ink, int em, QChar read);
+
+/** True when a glyph matched by the drawing of the character read this well plainly is that character. */
+bool isPlainlyRead(double readMatch);
 
 /**
  * Of the proposals, the one whose drawing fits the glyph (ink bright on black, drawn at about em pixels) clearly

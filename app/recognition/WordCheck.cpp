@@ -1,5 +1,6 @@
 #include "app/recognition/WordCheck.h"
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
@@ -36,8 +37,8 @@ constexpr double plainlyOther = 0.06;
 /** How much more a glyph must look like a candidate no model read than like the character read. */
 constexpr double clearlyLike = 0.2;
 
-/** The places of an image where the dictionary proposes characters: each costs a few milliseconds. */
-constexpr qsizetype proposedPlaces = 4;
+/** The places of an image where the dictionary proposes characters: each costs up to five enumerations. */
+constexpr qsizetype proposedPlaces = 2;
 /** The largest em (pixels) at which proposals are drawn: above it the models read the glyphs well. */
 constexpr int desktopEm = 18;
 
@@ -270,27 +271,44 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
         // decides: only at desktop sizes, where the drawings fit the screen's glyphs, and at a few places an image.
         // Paragraphs are left as they are: each place costs a few milliseconds, and their lines have enough context
         // for the models.
+        // The glyphs least like their drawn reading are looked at first.
+        struct Unsure
+        {
+            double match;
+            qsizetype at;
+            int em;
+            QImage ink;
+        };
+        QList<Unsure> unsure;
         const tesseract::TessBaseAPI *dictionary = label ? dictionaries.dictionary(script) : nullptr;
         for (const qsizetype at : places) {
             int em = 0;
             const auto centre = centreOf(at, em);
-            if (dictionary == nullptr || proposalsLeft == 0 || !centre || em > desktopEm || inWord(fixed, at, knows)) {
+            if (dictionary == nullptr || !centre || em > desktopEm || inWord(fixed, at, knows)) {
                 continue;
             }
             const QImage ink = ScriptChoice::glyphInk(image, *centre, em, background);
-            if (DictionaryCandidates::plainlyRead(ink, em, fixed.at(at))) {
+            const double match = DictionaryCandidates::readMatch(ink, em, fixed.at(at));
+            if (!DictionaryCandidates::isPlainlyRead(match)) {
+                unsure.append({match, at, em, ink});
+            }
+        }
+        std::sort(unsure.begin(), unsure.end(), [](const Unsure &a, const Unsure &b) { return a.match < b.match; });
+        for (const Unsure &place : unsure) {
+            if (proposalsLeft == 0 || inWord(fixed, place.at, knows)) {
                 continue;
             }
             --proposalsLeft;
-            QString proposals = DictionaryCandidates::proposed(fixed, at, *dictionary);
+            const QChar read = fixed.at(place.at);
+            QString proposals = DictionaryCandidates::proposed(fixed, place.at, *dictionary);
             proposals.removeIf([&](QChar c) {
-                return ScriptVariants::areVariants(c.unicode(), fixed.at(at).unicode()) ||
+                return ScriptVariants::areVariants(c.unicode(), read.unicode()) ||
                        (script == Script::Traditional ? ScriptVariants::isSimplifiedOnly(c.unicode())
                                                       : ScriptVariants::isTraditionalOnly(c.unicode()));
             });
-            const QChar taken = DictionaryCandidates::fittest(ink, em, fixed.at(at), proposals);
+            const QChar taken = DictionaryCandidates::fittest(place.ink, place.em, read, proposals);
             if (!taken.isNull()) {
-                fixed[at] = taken;
+                fixed[place.at] = taken;
             }
         }
         QString result = text;
