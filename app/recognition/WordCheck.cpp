@@ -268,10 +268,9 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
         };
         QString fixed = mended(checked, candidates, knows, shows);
         // Where a label still makes no word, the line's dictionary proposes characters no model read and the glyph
-        // decides: only at desktop sizes, where the drawings fit the screen's glyphs, and at a few places an image.
-        // Paragraphs are left as they are: each place costs a few milliseconds, and their lines have enough context
-        // for the models.
-        // The glyphs least like their drawn reading are looked at first.
+        // decides: only at desktop sizes, where the drawings fit the screen's glyphs, and at a few places an image,
+        // the glyphs least like their drawn reading first. Paragraphs are left as they are: each place costs a few
+        // milliseconds, and their lines give the models context enough.
         struct Unsure
         {
             double match;
