@@ -312,4 +312,18 @@ double traditionalShare(const QImage &ink, int em, char16_t simplifiedForm, char
                : wholeShapes(ink, {em - 1, em, em + 1}, simplifiedForm, traditionalForm);
 }
 
+std::optional<double> fittedShare(const QImage &ink, int em, char16_t first, char16_t second)
+{
+    if (ink.isNull() || em <= 0 || em > compareAt + 2) {
+        return std::nullopt;
+    }
+    const Fit fit = mixOfForms(ink, em, first, second);
+    return fit.explained >= fitsWell ? std::optional(fit.share) : std::nullopt;
+}
+
+double drawnMatch(const QImage &ink, int em, char16_t character)
+{
+    return ink.isNull() || em <= 0 ? -1 : bestMatch(ink, drawn(character, em));
+}
+
 } // namespace Tessary::GlyphForms

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include <QImage>
 
 namespace Tessary::GlyphForms {
@@ -17,5 +19,18 @@ namespace Tessary::GlyphForms {
  * way at 12 px.
  */
 double traditionalShare(const QImage &ink, int em, char16_t simplifiedForm, char16_t traditionalForm);
+
+/**
+ * How a glyph at a desktop size stands between two characters, fitted as a mix of their drawings as above: from -1
+ * (the first) to 1 (the second). Nothing where no drawing explains the glyph well (another font, a wrong em, a
+ * character that is neither) or the text is larger.
+ */
+std::optional<double> fittedShare(const QImage &ink, int em, char16_t first, char16_t second);
+
+/**
+ * How well a character drawn once at the em matches the glyph at its best place (normalised correlation, up to 1): a
+ * quick first look, a fraction of fittedShare's cost.
+ */
+double drawnMatch(const QImage &ink, int em, char16_t character);
 
 } // namespace Tessary::GlyphForms

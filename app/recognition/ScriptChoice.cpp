@@ -206,6 +206,12 @@ Evidence formsEvidence(const QImage &image, const PassLine &line)
 double traditionalLikeness(const QImage &image, QPoint centre, int em, int background, char16_t simplifiedForm,
                            char16_t traditionalForm)
 {
+    const QImage ink = glyphInk(image, centre, em, background);
+    return ink.isNull() || em <= 0 ? 0 : GlyphForms::traditionalShare(ink, em, simplifiedForm, traditionalForm);
+}
+
+QImage glyphInk(const QImage &image, QPoint centre, int em, int background)
+{
     // The glyph is looked for within a third of an em of where it is expected, sideways within half an em (the
     // engine's positions of characters are off now and then).
     const int reach = em / 2 + em / 3;
@@ -213,7 +219,7 @@ double traditionalLikeness(const QImage &image, QPoint centre, int em, int backg
     const QRect area =
         QRect(centre.x() - sideways, centre.y() - reach, 2 * sideways + 1, 2 * reach + 1).intersected(image.rect());
     if (area.isEmpty() || em <= 0) {
-        return 0;
+        return {};
     }
     QImage ink(area.size(), QImage::Format_Grayscale8);
     for (int y = 0; y < area.height(); ++y) {
@@ -224,7 +230,7 @@ double traditionalLikeness(const QImage &image, QPoint centre, int em, int backg
             out[x] = uchar(std::min(255, std::abs(grey - background)));
         }
     }
-    return GlyphForms::traditionalShare(ink, em, simplifiedForm, traditionalForm);
+    return ink;
 }
 
 Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified, Reading traditional, Reading english)

@@ -64,6 +64,9 @@ Result<Choice, RecognitionError> choose(const QImage &image, Reading simplified,
 double traditionalLikeness(const QImage &image, QPoint centre, int em, int background, char16_t simplifiedForm,
                            char16_t traditionalForm);
 
+/** The glyph around centre and what is around it, bright on black, as the glyph comparisons take it. */
+QImage glyphInk(const QImage &image, QPoint centre, int em, int background);
+
 /**
  * The script of a Chinese line read by a model that writes Simplified characters whatever the screen shows: its
  * glyphs compared with the Traditional forms of its Simplified-only characters. Simplified when it has none;

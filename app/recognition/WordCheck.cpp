@@ -1,5 +1,6 @@
 #include "app/recognition/WordCheck.h"
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
@@ -12,6 +13,7 @@
 
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/DictionaryCandidates.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/ModelPasses.h"
 #include "app/recognition/ScriptVariants.h"
@@ -34,6 +36,11 @@ constexpr qsizetype longestWord = 4;
 constexpr double plainlyOther = 0.06;
 /** How much more a glyph must look like a candidate no model read than like the character read. */
 constexpr double clearlyLike = 0.2;
+
+/** The places of an image where the dictionary proposes characters: each costs up to five enumerations. */
+constexpr qsizetype proposedPlaces = 2;
+/** The largest em (pixels) at which proposals are drawn: above it the models read the glyphs well. */
+constexpr int desktopEm = 18;
 
 bool isHan(QChar c)
 {
@@ -83,6 +90,15 @@ public:
         if (found != known.cend()) {
             return *found;
         }
+        const tesseract::TessBaseAPI *engine = dictionary(script);
+        const bool valid = engine && engine->IsValidWord(word.toUtf8().constData()) != 0;
+        known.insert(word, valid);
+        return valid;
+    }
+
+    /** The engine holding the script's dictionary; null when its model is missing. */
+    const tesseract::TessBaseAPI *dictionary(Script script)
+    {
         if (!m_borrowed) {
             m_borrowed = true;
             for (auto [model, engine] : {std::pair{ModelPasses::simplifiedModel, &m_simplified},
@@ -93,9 +109,7 @@ public:
             }
         }
         const auto &engine = script == Script::Traditional ? m_traditional : m_simplified;
-        const bool valid = engine && engine->IsValidWord(word.toUtf8().constData()) != 0;
-        known.insert(word, valid);
-        return valid;
+        return engine.get();
     }
 
 private:
@@ -143,6 +157,7 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
     QElapsedTimer clock;
     clock.start();
     Dictionaries dictionaries;
+    qsizetype proposalsLeft = proposedPlaces;
     const int background = LineRouting::backgroundGrey(image);
     const auto perLine = [](const QStringList &texts, qsizetype i) { return i < texts.size() ? texts[i] : QString(); };
     for (qsizetype li = 0; li < lines.size() && li < choice.pass.lines.size() && li < choice.scripts.size(); ++li) {
@@ -251,7 +266,50 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
                              << "likeness" << likeness;
             return likeness > (read[at].contains(candidate) ? -plainlyOther : clearlyLike);
         };
-        const QString fixed = mended(checked, candidates, knows, shows);
+        QString fixed = mended(checked, candidates, knows, shows);
+        // Where a label still makes no word, the line's dictionary proposes characters no model read and the glyph
+        // decides: only at desktop sizes, where the drawings fit the screen's glyphs, and at a few places an image,
+        // the glyphs least like their drawn reading first. Paragraphs are left as they are: each place costs a few
+        // milliseconds, and their lines give the models context enough.
+        struct Unsure
+        {
+            double match;
+            qsizetype at;
+            int em;
+            QImage ink;
+        };
+        QList<Unsure> unsure;
+        const tesseract::TessBaseAPI *dictionary = label ? dictionaries.dictionary(script) : nullptr;
+        for (const qsizetype at : places) {
+            int em = 0;
+            const auto centre = centreOf(at, em);
+            if (dictionary == nullptr || !centre || em > desktopEm || inWord(fixed, at, knows)) {
+                continue;
+            }
+            const QImage ink = ScriptChoice::glyphInk(image, *centre, em, background);
+            const double match = DictionaryCandidates::readMatch(ink, em, fixed.at(at));
+            if (!DictionaryCandidates::isPlainlyRead(match)) {
+                unsure.append({match, at, em, ink});
+            }
+        }
+        std::sort(unsure.begin(), unsure.end(), [](const Unsure &a, const Unsure &b) { return a.match < b.match; });
+        for (const Unsure &place : unsure) {
+            if (proposalsLeft == 0 || inWord(fixed, place.at, knows)) {
+                continue;
+            }
+            --proposalsLeft;
+            const QChar read = fixed.at(place.at);
+            QString proposals = DictionaryCandidates::proposed(fixed, place.at, *dictionary);
+            proposals.removeIf([&](QChar c) {
+                return ScriptVariants::areVariants(c.unicode(), read.unicode()) ||
+                       (script == Script::Traditional ? ScriptVariants::isSimplifiedOnly(c.unicode())
+                                                      : ScriptVariants::isTraditionalOnly(c.unicode()));
+            });
+            const QChar taken = DictionaryCandidates::fittest(place.ink, place.em, read, proposals);
+            if (!taken.isNull()) {
+                fixed[place.at] = taken;
+            }
+        }
         QString result = text;
         for (qsizetype i = 0; i < fixed.size(); ++i) {
             if (fixed.at(i) != checked.at(i)) {

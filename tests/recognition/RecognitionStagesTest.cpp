@@ -6,6 +6,7 @@
 
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/CodeReading.h"
+#include "app/recognition/DictionaryCandidates.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LabelCells.h"
 #include "app/recognition/LineIndentation.h"
@@ -178,6 +179,25 @@ TEST(WordCheck, ACharacterInNoWordTakesTheCandidateThatMakesOne)
     };
     for (const auto &c : cases) {
         EXPECT_EQ(WordCheck::mended(c.line, c.candidates, knows, shows), c.expected) << c.line.toStdString();
+    }
+    // A character no model read: the dictionary proposes it, and only its glyph takes it, drawn as the desktop
+    // draws it (hinted); an unhinted glyph fits the drawings too poorly to change anything.
+    EXPECT_TRUE(DictionaryCandidates::proposed(u"街突"_s, 0, *engine.get()).contains(u'衝'));
+    const struct
+    {
+        QString drawn;
+        QFont::HintingPreference hinting;
+        QChar expected;
+    } glyphs[] = {{u"衝突"_s, QFont::PreferFullHinting, u'衝'},
+                  {u"街突"_s, QFont::PreferFullHinting, {}},
+                  {u"衝突"_s, QFont::PreferNoHinting, {}}};
+    for (const auto &g : glyphs) {
+        QFont font = Tessary::Test::fontOf(u"Noto Sans CJK TC"_s, 13);
+        font.setHintingPreference(g.hinting);
+        const auto line = Tessary::Test::renderLine(g.drawn, font);
+        const QPoint centre(int(line.centres[0]), line.box.center().y());
+        const QImage ink = ScriptChoice::glyphInk(line.image, centre, 13, 255);
+        EXPECT_EQ(DictionaryCandidates::fittest(ink, 13, u'街', u"沖衝"_s), g.expected) << g.drawn.toStdString();
     }
 }
 
