@@ -14,6 +14,7 @@
 #include <QStringList>
 #include <QThread>
 
+#include "app/recognition/DepthwiseConvolution.h"
 #include "app/recognition/RecognitionStop.h"
 
 using namespace Qt::StringLiterals;
@@ -147,6 +148,7 @@ private:
         // then: a network's convolutions split over two threads take about a fifth less time per line. More
         // threads gain nothing on lines this narrow.
         cv::setNumThreads(std::clamp(QThread::idealThreadCount(), 1, 2));
+        DepthwiseConvolution::install();
         m_folder = folder;
     }
 

@@ -2,8 +2,11 @@
 
 #include <atomic>
 
+#include <opencv2/dnn/all_layers.hpp>
+
 #include <QFontMetrics>
 
+#include "app/recognition/DepthwiseConvolution.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/RecognitionPass.h"
@@ -126,6 +129,28 @@ TEST(LineRouting, LongLinesAreReadWhole)
     ASSERT_EQ(reading.centres.size(), reading.text.size());
     for (qsizetype i = 1; i < reading.centres.size(); ++i) {
         EXPECT_GT(reading.centres[i], reading.centres[i - 1]) << "at " << i;
+    }
+}
+
+TEST(LineRouting, TheLineModelsOwnDepthwiseConvolutionMatchesOpenCVs)
+{
+    DepthwiseConvolution::install();
+    for (const auto &[stride, width] : {std::pair{1, 13}, {2, 13}, {1, 3}, {2, 6}}) {
+        cv::dnn::LayerParams params;
+        const int weightsShape[] = {3, 1, 5, 5}, inputShape[] = {2, 3, 7, width}, five[] = {5, 5}, two[] = {2, 2},
+                  strides[] = {stride, 1};
+        std::vector<cv::Mat> inputs{cv::Mat(4, inputShape, CV_32F)}, expected(1), actual(1), none;
+        params.blobs = {cv::Mat(4, weightsShape, CV_32F), cv::Mat(1, 3, CV_32F)};
+        cv::randu(params.blobs[0], -1, 1), cv::randu(params.blobs[1], -1, 1), cv::randu(inputs[0], -1, 1);
+        params.set("kernel_size", cv::dnn::DictValue::arrayInt(five, 2));
+        params.set("pad", cv::dnn::DictValue::arrayInt(two, 2)), params.set("group", 3), params.set("num_output", 3);
+        params.set("stride", cv::dnn::DictValue::arrayInt(strides, 2)), params.set("bias_term", true);
+        const int outShape[] = {2, 3, (7 - 1) / stride + 1, width};
+        expected[0].create(4, outShape, CV_32F), actual[0].create(4, outShape, CV_32F);
+        const auto reference = cv::dnn::ConvolutionLayer::create(params);
+        reference->finalize(inputs, expected), reference->forward(inputs, expected, none);
+        cv::dnn::LayerFactory::createLayerInstance("Convolution", params)->forward(inputs, actual, none);
+        EXPECT_LT(cv::norm(expected[0], actual[0], cv::NORM_INF), 1e-5) << "stride " << stride << ", width " << width;
     }
 }
 
