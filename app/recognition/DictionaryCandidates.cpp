@@ -39,11 +39,6 @@ constexpr double matchesRead = 0.75;
 /** How many proposals, those whose drawing matches the glyph best, are fitted as a mix with the character read. */
 constexpr qsizetype fittedProposals = 3;
 
-bool isHan(QChar c)
-{
-    return ChineseTextCleanup::isHan(c.unicode());
-}
-
 /** The UTF-8 form of a character of the Basic Multilingual Plane above U+07FF: three bytes. */
 void putUtf8(char16_t c, char *out)
 {
@@ -64,7 +59,7 @@ QString proposed(const QString &text, qsizetype at, const tesseract::TessBaseAPI
                 break;
             }
             const QString word = text.mid(start, length);
-            if (!std::all_of(word.cbegin(), word.cend(), isHan)) {
+            if (!ChineseTextCleanup::allHan(word)) {
                 continue;
             }
             // The word in UTF-8 with the place's three bytes written in for each character in turn.
