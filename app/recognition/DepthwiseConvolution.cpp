@@ -35,9 +35,10 @@ bool handles(const cv::dnn::LayerParams &params)
     const int channels = weights.size[0];
     const bool shape = weights.size[1] == 1 && weights.size[2] == kernelSize && weights.size[3] == kernelSize &&
                        params.get<int>("group", 1) == channels && int(params.blobs[1].total()) == channels;
-    bool padded = true;
-    for (int i = 0; i < 4 && params.has("pad"); ++i) {
-        padded = padded && valueAt(params, "pad", i, 0) == padding;
+    // Without padding given, the convolution has none.
+    bool padded = params.has("pad") && !params.has("pad_mode");
+    for (int i = 0; i < 4 && padded; ++i) {
+        padded = valueAt(params, "pad", i, 0) == padding;
     }
     return shape && padded && valueAt(params, "dilation", 0, 1) == 1 && valueAt(params, "dilation", 1, 1) == 1 &&
            valueAt(params, "stride", 1, 1) == 1 && valueAt(params, "stride", 0, 1) <= 2;
