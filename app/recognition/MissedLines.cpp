@@ -153,6 +153,52 @@ bool onePiece(const QImage &image, const QRect &ink, int lineHeight, int backgro
     return true;
 }
 
+/** The runs of rows of the columns [left, right] within area that hold ink, as [top, bottom] pairs. */
+QList<std::pair<int, int>> rowRunsOf(const QImage &image, const QRect &area, int left, int right, int background)
+{
+    QList<std::pair<int, int>> runs;
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        bool ink = false;
+        for (int x = left; x <= right && !ink; ++x) {
+            ink = inkAt(image, x, y, background);
+        }
+        if (ink && (runs.isEmpty() || runs.last().second < y - 1)) {
+            runs.append({y, y});
+        } else if (ink) {
+            runs.last().second = y;
+        }
+    }
+    return runs;
+}
+
+/**
+ * The semicolons a region of ink holds when it is a row of them alone, each a cell apart (the ";;" that closes a
+ * shell case), or an empty text. A semicolon is a narrow dot over a comma taller than the dot, with a gap between
+ * them at least most of the dot's height: the dot of an "i" or a "j" sits close over a stem far taller than it.
+ */
+QString semicolonsIn(const QImage &image, const QRect &ink, int lineHeight, double cell, int background)
+{
+    if (ink.isEmpty() || ink.height() < 0.3 * lineHeight || ink.height() > 1.3 * lineHeight) {
+        return {};
+    }
+    const auto marks = marksOf(image, ink, cell, background);
+    if (marks.isEmpty() || marks.size() != std::lround((ink.width() - spanOf(marks.first())) / cell) + 1) {
+        return {};
+    }
+    for (qsizetype k = 0; k < marks.size(); ++k) {
+        const auto runs = rowRunsOf(image, ink, marks[k].first, marks[k].second, background);
+        if (spanOf(marks[k]) > 0.5 * cell || runs.size() != 2 ||
+            (k > 0 && std::abs(marks[k].first - marks[k - 1].first - cell) > 0.3 * cell)) {
+            return {};
+        }
+        const int dot = spanOf(runs[0]), gap = runs[1].first - runs[0].second - 1, comma = spanOf(runs[1]);
+        if (dot > 0.3 * lineHeight || 5 * gap < 3 * dot || 10 * comma < 11 * dot || comma > 3 * dot) {
+            return {};
+        }
+    }
+    return QString(marks.size(), u';');
+}
+
 } // namespace
 
 void completeQuoteRuns(const QImage &image, RecognitionPass &pass)
@@ -216,11 +262,12 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
             }
         }
     }
-    if (image.isNull() || cells.empty()) {
+    // Lines of code taken for Chinese (a shell script's "fi" read as two ideographs) leave the grid to the positions.
+    const double cell = !cells.empty() ? median(cells) : LineIndentation::cellOf(choice.pass);
+    if (image.isNull() || cell <= 0) {
         return;
     }
     const int lineHeight = median(heights);
-    const double cell = median(cells);
     const int background = LineRouting::backgroundGrey(image);
     // A row of marks the passes found and read as letters ("wa" for """): the ink of its box is such a row too, and
     // not as flat as a row of dashes.
@@ -228,6 +275,22 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
         PassLine &line = choice.pass.lines[i];
         // A row of marks comes back as a few letters at most: longer lines are not looked at pixel by pixel.
         if (line.text.size() > 8) {
+            continue;
+        }
+        // A row of semicolons read as letters ("a9"), or its commas alone: its dots may stand above the box.
+        const int above = i > 0 ? choice.pass.lines[i - 1].box.bottom() + 1 : 0;
+        const int below =
+            i + 1 < choice.pass.lines.size() ? choice.pass.lines[i + 1].box.top() - 1 : image.height() - 1;
+        const QRect around(QPoint(int(line.box.left() - cell / 2), std::max(above, line.box.top() - lineHeight)),
+                           QPoint(int(line.box.right() + cell / 2), std::min(below, line.box.bottom() + lineHeight)));
+        const QRect rowInk = line.text.trimmed().size() <= 4 ? inkWithin(image, around, background) : QRect();
+        if (const QString semicolons = semicolonsIn(image, rowInk, lineHeight, cell, background);
+            !semicolons.isEmpty()) {
+            line = PassLine{semicolons, {}, rowInk, {}, line.baseline, 100};
+            choice.scripts[i] = Script::Latin;
+            if (i < choice.otherReading.size()) {
+                choice.otherReading[i].clear();
+            }
             continue;
         }
         const QRect ink = inkWithin(image, line.box, background);
@@ -245,10 +308,22 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
             }
         }
     }
-    for (const QRect &band : uncoveredBands(image, choice.pass.lines, background)) {
-        // A band no pass found spans whole cells: its marks are far enough apart not to be a letter's parts.
-        const QString marks = marksIn(image, band, lineHeight, cell, background);
-        if (marks.isEmpty() || marks.size() != std::lround(band.width() / cell)) {
+    const QList<QRect> bands = uncoveredBands(image, choice.pass.lines, background);
+    for (qsizetype b = 0; b < bands.size(); ++b) {
+        // A band no pass found spans whole cells: its marks are far enough apart not to be a letter's parts. The dots
+        // and commas of a row of semicolons make two bands a little apart.
+        QRect band = bands[b];
+        QString marks = marksIn(image, band, lineHeight, cell, background);
+        if (marks.size() != std::lround(band.width() / cell)) {
+            marks.clear();
+        }
+        if (const QRect pair = b + 1 < bands.size() ? band | bands[b + 1] : QRect();
+            marks.isEmpty() && pair.height() <= lineHeight) {
+            marks = semicolonsIn(image, pair, lineHeight, cell, background);
+            band = marks.isEmpty() ? band : pair;
+            b += marks.isEmpty() ? 0 : 1;
+        }
+        if (marks.isEmpty()) {
             continue;
         }
         PassLine line;

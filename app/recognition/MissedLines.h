@@ -10,7 +10,8 @@ namespace Tessary {
  * Lines no pass found. Tesseract takes a line of quote marks alone (the """ or ''' that opens a Python docstring)
  * for noise beside the lines of text around it, and the line model reads nothing there either. A band of ink
  * between, above or below the lines found that holds only short ticks at the top of a line's height is such a row
- * of two marks or more, each a character cell apart: double ones where a mark spans two ticks.
+ * of two marks or more, each a character cell apart: double ones where a mark spans two ticks. The ";;" that closes a
+ * shell case fares the same, or comes back as letters ("a9", ">>"): its ink is a dot over a comma in every cell.
  */
 namespace MissedLines {
 
