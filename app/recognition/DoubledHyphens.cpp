@@ -4,6 +4,8 @@
 #include <cmath>
 #include <vector>
 
+#include "app/recognition/GreyLevel.h"
+
 namespace Tessary::DoubledHyphens {
 
 namespace {
@@ -41,7 +43,7 @@ Columns columnsOf(const QImage &crop, int background)
     for (int y = 0; y < crop.height(); ++y) {
         const uchar *row = crop.constScanLine(y);
         for (size_t x = 0; x < width; ++x) {
-            const int grey = (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
+            const int grey = greyAt(row, x);
             const int ink = std::abs(grey - background);
             if (ink > inkContrast) {
                 columns.contrast[x] = std::max(columns.contrast[x], ink);

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "app/recognition/GreyLevel.h"
 #include "app/recognition/LineRouting.h"
 
 namespace Tessary::ImagePreparation {
@@ -17,11 +18,6 @@ constexpr int readHeight = 30;
 /** Grey levels between ink and background; anti-aliased edges below this count as background. */
 constexpr int inkContrast = 48;
 
-int greyAt(const uchar *pixel)
-{
-    return (299 * pixel[0] + 587 * pixel[1] + 114 * pixel[2]) / 1000;
-}
-
 /** The greys of one row or column, leaving out inset pixels at either end. */
 std::vector<int> greys(const QImage &image, int index, bool column, int inset)
 {
@@ -31,7 +27,7 @@ std::vector<int> greys(const QImage &image, int index, bool column, int inset)
     for (int i = inset; i < length - inset; ++i) {
         const int x = column ? index : i;
         const int y = column ? i : index;
-        values.push_back(greyAt(image.constScanLine(y) + 3 * x));
+        values.push_back(greyAt(image.constScanLine(y), x));
     }
     return values;
 }
@@ -79,7 +75,7 @@ int groundInside(const QImage &image, int inset)
     for (int y = inside.top(); y <= inside.bottom(); y += step) {
         const uchar *row = image.constScanLine(y);
         for (int x = inside.left(); x <= inside.right(); x += step) {
-            ++histogram[size_t(greyAt(row + 3 * x))];
+            ++histogram[size_t(greyAt(row, x))];
         }
     }
     int ground = 0;
@@ -136,7 +132,7 @@ QImage invertedWhenDark(QImage image)
     for (int y = 0; y < image.height(); ++y) {
         const uchar *row = image.constScanLine(y);
         for (int x = 0; x < image.width(); ++x) {
-            sum += greyAt(row + 3 * x);
+            sum += greyAt(row, x);
         }
     }
     const qint64 pixels = qint64(image.width()) * image.height();
@@ -205,7 +201,7 @@ int lineHeight(const QImage &image)
         if (y < image.height()) {
             const uchar *row = image.constScanLine(y);
             for (int x = 0; x < image.width() && !ink; ++x) {
-                ink = std::abs(greyAt(row + 3 * x) - background) > inkContrast;
+                ink = std::abs(greyAt(row, x) - background) > inkContrast;
             }
         }
         if (ink) {

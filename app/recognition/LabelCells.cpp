@@ -10,6 +10,7 @@
 
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/GreyLevel.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/ModelPasses.h"
@@ -57,7 +58,7 @@ constexpr double cellReadHeight = 40;
 
 bool isInk(const uchar *row, int x, int background)
 {
-    const int grey = (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
+    const int grey = greyAt(row, x);
     return std::abs(grey - background) > inkContrast;
 }
 

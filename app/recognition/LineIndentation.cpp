@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/GreyLevel.h"
 #include "app/recognition/LineRouting.h"
 
 namespace Tessary::LineIndentation {
@@ -43,7 +44,7 @@ std::optional<double> startOf(const QImage &image, const PassLine &line, double 
     const auto inked = [&](int x) {
         for (int y = box.top(); y <= box.bottom(); ++y) {
             const uchar *pixel = image.constScanLine(y) + 3 * x;
-            if (std::abs((299 * pixel[0] + 587 * pixel[1] + 114 * pixel[2]) / 1000 - background) > inkContrast) {
+            if (std::abs(greyOf(pixel) - background) > inkContrast) {
                 return true;
             }
         }

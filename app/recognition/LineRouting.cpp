@@ -8,6 +8,7 @@
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/DoubledHyphens.h"
+#include "app/recognition/GreyLevel.h"
 #include "app/recognition/MonospaceSpacing.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/PunctuationWidth.h"
@@ -25,11 +26,6 @@ using ChineseTextCleanup::hasHan;
 
 /** Grey levels between ink and background; anti-aliased edges below this count as background. */
 constexpr int inkContrast = 48;
-
-int greyAt(const uchar *row, int x)
-{
-    return (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
-}
 
 /**
  * A line of Chinese characters only that holds fewer of them than its width has room for: Tesseract drops a

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "app/recognition/GreyLevel.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/MonospaceSpacing.h"
@@ -30,7 +31,7 @@ QRect cellAt(const QImage &image, const PassLine &line, qsizetype i, double cell
         double ink = 0;
         for (int y = box.top(); x >= box.left() && x <= box.right() && y <= box.bottom(); ++y) {
             const uchar *pixel = image.constScanLine(y) + 3 * x;
-            ink += std::abs((299 * pixel[0] + 587 * pixel[1] + 114 * pixel[2]) / 1000 - background);
+            ink += std::abs(greyOf(pixel) - background);
         }
         return ink;
     };
@@ -76,7 +77,7 @@ Stroke strokeIn(const QImage &image, const QRect &cell, int baseline, int backgr
         const uchar *row = image.constScanLine(area.top() + y) + 3 * area.left();
         for (int x = 0; x < width; ++x) {
             const uchar *pixel = row + 3 * x;
-            const int contrast = std::abs((299 * pixel[0] + 587 * pixel[1] + 114 * pixel[2]) / 1000 - background);
+            const int contrast = std::abs(greyOf(pixel) - background);
             ink[size_t(y * width + x)] = contrast;
             darkest = std::max(darkest, contrast);
         }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <vector>
 
+#include "app/recognition/GreyLevel.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
 
@@ -17,7 +18,7 @@ constexpr int inkContrast = 48;
 bool inkAt(const QImage &image, int x, int y, int background)
 {
     const uchar *pixel = image.constScanLine(y) + 3 * x;
-    return std::abs((299 * pixel[0] + 587 * pixel[1] + 114 * pixel[2]) / 1000 - background) > inkContrast;
+    return std::abs(greyOf(pixel) - background) > inkContrast;
 }
 
 template <typename T> T median(std::vector<T> values)

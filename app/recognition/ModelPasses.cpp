@@ -11,6 +11,7 @@
 #include <QtConcurrent/QtConcurrentRun>
 
 #include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/GreyLevel.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/RecognitionStop.h"
@@ -32,7 +33,7 @@ int middleGap(const QImage &image)
     const auto blank = [&](int y) {
         const uchar *row = image.constScanLine(y);
         for (int x = 0; x < image.width(); ++x) {
-            const int grey = (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
+            const int grey = greyAt(row, x);
             if (std::abs(grey - background) > 24) {
                 return false;
             }

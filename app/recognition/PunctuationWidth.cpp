@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/GreyLevel.h"
 
 namespace Tessary::PunctuationWidth {
 
@@ -31,11 +32,6 @@ const Pair *pairOf(QChar c)
         }
     }
     return nullptr;
-}
-
-int greyAt(const uchar *row, int x)
-{
-    return (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
 }
 
 struct Run

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/GreyLevel.h"
 
 namespace Tessary::QuoteShapes {
 
@@ -49,7 +50,7 @@ public:
     int at(int x, int y) const
     {
         const uchar *p = m_crop.constScanLine(y) + 3 * x;
-        return std::abs((299 * p[0] + 587 * p[1] + 114 * p[2]) / 1000 - m_background);
+        return std::abs(greyOf(p) - m_background);
     }
 
     int height() const { return m_lineBottom - m_lineTop + 1; }

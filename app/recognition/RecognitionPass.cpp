@@ -11,6 +11,7 @@
 #include <tesseract/ocrclass.h>
 #include <tesseract/resultiterator.h>
 
+#include "app/recognition/GreyLevel.h"
 #include "app/recognition/RecognitionStop.h"
 #include "app/recognition/TesseractPool.h"
 
@@ -187,7 +188,7 @@ bool plainRow(const QImage &image, int y)
     const uchar *row = image.constScanLine(y);
     int darkest = 255, lightest = 0;
     for (int x = 0; x < image.width(); ++x) {
-        const int grey = (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
+        const int grey = greyAt(row, x);
         darkest = std::min(darkest, grey);
         lightest = std::max(lightest, grey);
     }

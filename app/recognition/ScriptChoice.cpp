@@ -7,6 +7,7 @@
 
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/GlyphForms.h"
+#include "app/recognition/GreyLevel.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/PassMerging.h"
 #include "app/recognition/ReadingVote.h"
@@ -226,7 +227,7 @@ QImage glyphInk(const QImage &image, QPoint centre, int em, int background)
         const uchar *row = image.constScanLine(area.top() + y) + 3 * area.left();
         uchar *out = ink.scanLine(y);
         for (int x = 0; x < area.width(); ++x) {
-            const int grey = (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
+            const int grey = greyAt(row, x);
             out[x] = uchar(std::min(255, std::abs(grey - background)));
         }
     }

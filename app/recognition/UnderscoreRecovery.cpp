@@ -5,15 +5,11 @@
 #include <vector>
 
 #include "app/recognition/ChineseTextCleanup.h"
+#include "app/recognition/GreyLevel.h"
 
 namespace Tessary::UnderscoreRecovery {
 
 namespace {
-
-int greyAt(const uchar *row, int x)
-{
-    return (299 * row[3 * x] + 587 * row[3 * x + 1] + 114 * row[3 * x + 2]) / 1000;
-}
 
 struct Column
 {
