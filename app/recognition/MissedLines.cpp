@@ -58,22 +58,33 @@ QList<QRect> uncoveredBands(const QImage &image, const QList<PassLine> &lines, i
     return bands;
 }
 
-/** The runs of columns of the band that hold ink: its ticks, as [first, last] pairs. */
-QList<std::pair<int, int>> ticksOf(const QImage &image, const QRect &band, int background)
+/**
+ * The runs of the area's columns (or, with rows set, of its rows) that hold ink, as [first, last] pairs: a band's
+ * ticks, or the dot and the comma of a semicolon's cell.
+ */
+QList<std::pair<int, int>> inkRuns(const QImage &image, const QRect &area, bool rows, int background)
 {
-    QList<std::pair<int, int>> ticks;
-    for (int x = band.left(); x <= band.right(); ++x) {
+    QList<std::pair<int, int>> runs;
+    const int first = rows ? area.top() : area.left(), last = rows ? area.bottom() : area.right();
+    const int acrossFirst = rows ? area.left() : area.top(), acrossLast = rows ? area.right() : area.bottom();
+    for (int i = first; i <= last; ++i) {
         bool ink = false;
-        for (int y = band.top(); y <= band.bottom() && !ink; ++y) {
-            ink = inkAt(image, x, y, background);
+        for (int j = acrossFirst; j <= acrossLast && !ink; ++j) {
+            ink = rows ? inkAt(image, j, i, background) : inkAt(image, i, j, background);
         }
-        if (ink && (ticks.isEmpty() || ticks.last().second < x - 1)) {
-            ticks.append({x, x});
+        if (ink && (runs.isEmpty() || runs.last().second < i - 1)) {
+            runs.append({i, i});
         } else if (ink) {
-            ticks.last().second = x;
+            runs.last().second = i;
         }
     }
-    return ticks;
+    return runs;
+}
+
+/** The runs of columns of the band that hold ink: its ticks. */
+QList<std::pair<int, int>> ticksOf(const QImage &image, const QRect &band, int background)
+{
+    return inkRuns(image, band, false, background);
 }
 
 /** The ticks of the band joined into marks: ticks closer than a third of a cell belong to one mark. */
@@ -154,24 +165,6 @@ bool onePiece(const QImage &image, const QRect &ink, int lineHeight, int backgro
     return true;
 }
 
-/** The runs of rows of the columns [left, right] within area that hold ink, as [top, bottom] pairs. */
-QList<std::pair<int, int>> rowRunsOf(const QImage &image, const QRect &area, int left, int right, int background)
-{
-    QList<std::pair<int, int>> runs;
-    for (int y = area.top(); y <= area.bottom(); ++y) {
-        bool ink = false;
-        for (int x = left; x <= right && !ink; ++x) {
-            ink = inkAt(image, x, y, background);
-        }
-        if (ink && (runs.isEmpty() || runs.last().second < y - 1)) {
-            runs.append({y, y});
-        } else if (ink) {
-            runs.last().second = y;
-        }
-    }
-    return runs;
-}
-
 /**
  * The semicolons a region of ink holds when it is a row of them alone, each a cell apart (the ";;" that closes a
  * shell case), or an empty text. A semicolon is a narrow dot over a comma taller than the dot, with a gap between
@@ -187,7 +180,8 @@ QString semicolonsIn(const QImage &image, const QRect &ink, int lineHeight, doub
         return {};
     }
     for (qsizetype k = 0; k < marks.size(); ++k) {
-        const auto runs = rowRunsOf(image, ink, marks[k].first, marks[k].second, background);
+        const auto runs = inkRuns(
+            image, QRect(QPoint(marks[k].first, ink.top()), QPoint(marks[k].second, ink.bottom())), true, background);
         if (spanOf(marks[k]) > 0.5 * cell || runs.size() != 2 ||
             (k > 0 && std::abs(marks[k].first - marks[k - 1].first - cell) > 0.3 * cell)) {
             return {};
