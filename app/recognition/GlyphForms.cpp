@@ -270,7 +270,8 @@ Fit mixOfForms(const QImage &glyph, int em, char16_t simplifiedForm, char16_t tr
     Fit best;
     bool found = false;
     for (const int size : {em, em - 1, em + 1}) {
-        for (const QFont::HintingPreference hinting : {QFont::PreferFullHinting, QFont::PreferVerticalHinting}) {
+        for (const QFont::HintingPreference hinting :
+             {QFont::PreferFullHinting, QFont::PreferVerticalHinting, QFont::PreferNoHinting}) {
             for (const bool emboldened : {false, true}) {
                 const FormPair pair = drawnPair(simplifiedForm, traditionalForm, {size, hinting, emboldened});
                 // The glyph is looked for everywhere once; the other drawings are fitted around where it was found.
