@@ -125,6 +125,7 @@ struct Drawing
     int size;
     QFont::HintingPreference hinting;
     bool emboldened;
+    qreal shift = 0; // of the pen, in pixels: unhinted text stands at fractions of a pixel
 };
 
 /** The two forms drawn the same way at the same pen position, cut to their joint ink: the same size each. */
@@ -144,6 +145,7 @@ QImage drawnAlone(char16_t character, const Drawing &drawing)
     font.setHintingPreference(drawing.hinting);
     painter.setFont(font);
     painter.setPen(Qt::white);
+    painter.translate(drawing.shift, 0);
     painter.drawText(image.rect(), Qt::AlignCenter, QString(QChar(character)));
     painter.end();
     if (drawing.emboldened) {
@@ -269,11 +271,16 @@ Fit mixOfForms(const QImage &glyph, int em, char16_t simplifiedForm, char16_t tr
 {
     Fit best;
     bool found = false;
+    const Drawing ways[] = {{0, QFont::PreferFullHinting, false},
+                            {0, QFont::PreferVerticalHinting, false},
+                            {0, QFont::PreferNoHinting, false},
+                            {0, QFont::PreferNoHinting, false, 0.5}};
     for (const int size : {em, em - 1, em + 1}) {
-        for (const QFont::HintingPreference hinting :
-             {QFont::PreferFullHinting, QFont::PreferVerticalHinting, QFont::PreferNoHinting}) {
+        for (Drawing drawing : ways) {
             for (const bool emboldened : {false, true}) {
-                const FormPair pair = drawnPair(simplifiedForm, traditionalForm, {size, hinting, emboldened});
+                drawing.size = size;
+                drawing.emboldened = emboldened;
+                const FormPair pair = drawnPair(simplifiedForm, traditionalForm, drawing);
                 // The glyph is looked for everywhere once; the other drawings are fitted around where it was found.
                 const Fit fit = fitted(glyph, pair, found ? QRect(best.at - QPoint(2, 2), QSize(5, 5)) : glyph.rect());
                 if (fit.explained > best.explained) {
@@ -304,9 +311,8 @@ double traditionalShare(const QImage &ink, int em, char16_t simplifiedForm, char
     }
     // At desktop sizes the forms are drawn as the desktop draws them, at the screen's own size, where hinting puts
     // their strokes on whole pixels as it did the glyph's: scaling the glyph instead blurs the few pixels that tell a
-    // form with more strokes at 12 px. The em is known to a pixel or so. Where no drawing fits (text drawn unhinted
-    // at fractions of a pixel, another font, an em further off) or the mix does not tell, the whole shapes are
-    // compared.
+    // form with more strokes at 12 px; unhinted text is drawn unhinted. The em is known to a pixel or so. Where no
+    // drawing fits (another font, an em further off) or the mix does not tell, the whole shapes are compared.
     const Fit fit = mixOfForms(ink, em, simplifiedForm, traditionalForm);
     return fit.explained >= fitsWell && std::abs(fit.share) >= plainMix
                ? fit.share

@@ -10,7 +10,8 @@ namespace Tessary::GlyphForms {
  * How a glyph on the screen stands between two forms of one character (the Simplified and the Traditional one).
  * ink is the glyph and what is around it, bright on black; em the size it was drawn at, in pixels. At desktop sizes
  * the two forms are drawn as the desktop draws them, with FreeType at the em and a pixel either side, hinted fully or
- * vertically only, regular or bold, at the same pen position; the glyph is fitted as a mix of the two over their
+ * vertically only as Qt and GTK draw text, or unhinted on a whole or a half pixel as browsers do, regular or bold, at
+ * the same pen position; the glyph is fitted as a mix of the two over their
  * joint ink with the drawing that fits it best, so that only the strokes one form has and the other lacks decide.
  * Returns from -1 (the glyph is the Simplified form) to 1 (the Traditional form).
  *

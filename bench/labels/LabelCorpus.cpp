@@ -26,7 +26,7 @@ QImage drawn(const QString &label, bool traditional)
     font.setWeight(pick(label, "weight", 5) == 0 ? QFont::DemiBold : QFont::Normal);
     // Qt and GTK hint the outlines; browsers draw them unhinted (TESSARY_LABEL_HINTING=none).
     const bool unhinted = qEnvironmentVariable("TESSARY_LABEL_HINTING") == u"none"_s;
-    font.setHintingPreference(unhinted                            ? QFont::PreferNoHinting
+    font.setHintingPreference(unhinted                         ? QFont::PreferNoHinting
                               : pick(label, "hinting", 2) == 0 ? QFont::PreferFullHinting
                                                                : QFont::PreferVerticalHinting);
     struct Theme
