@@ -180,19 +180,20 @@ TEST(WordCheck, ACharacterInNoWordTakesTheCandidateThatMakesOne)
     for (const auto &c : cases) {
         EXPECT_EQ(WordCheck::mended(c.line, c.candidates, knows, shows), c.expected) << c.line.toStdString();
     }
-    // A character no model read: the dictionary proposes it, and only its glyph takes it, drawn as the desktop
-    // draws it (hinted); an unhinted glyph fits the drawings too poorly to change anything.
+    // A character no model read: the dictionary proposes it, and only its glyph takes it, drawn as the desktop or a
+    // browser draws it (hinted or not); a glyph of another font fits the drawings too poorly to change anything.
     EXPECT_TRUE(DictionaryCandidates::proposed(u"街突"_s, 0, *engine.get()).contains(u'衝'));
     const struct
     {
-        QString drawn;
+        QString drawn, family;
         QFont::HintingPreference hinting;
         QChar expected;
-    } glyphs[] = {{u"衝突"_s, QFont::PreferFullHinting, u'衝'},
-                  {u"街突"_s, QFont::PreferFullHinting, {}},
-                  {u"衝突"_s, QFont::PreferNoHinting, {}}};
+    } glyphs[] = {{u"衝突"_s, u"Noto Sans CJK TC"_s, QFont::PreferFullHinting, u'衝'},
+                  {u"街突"_s, u"Noto Sans CJK TC"_s, QFont::PreferFullHinting, {}},
+                  {u"衝突"_s, u"Noto Sans CJK TC"_s, QFont::PreferNoHinting, u'衝'},
+                  {u"衝突"_s, u"Noto Serif CJK TC"_s, QFont::PreferFullHinting, {}}};
     for (const auto &g : glyphs) {
-        QFont font = Tessary::Test::fontOf(u"Noto Sans CJK TC"_s, 13);
+        QFont font = Tessary::Test::fontOf(g.family, 13);
         font.setHintingPreference(g.hinting);
         const auto line = Tessary::Test::renderLine(g.drawn, font);
         const QPoint centre(int(line.centres[0]), line.box.center().y());
