@@ -8,11 +8,23 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFont>
 #include <QGuiApplication>
 #include <QJsonDocument>
 #include <QJsonObject>
 
 namespace CorpusDrawing {
+
+/**
+ * The hinting text is drawn with: as Qt and GTK draw it, fully or vertically only as the corpus chose, or unhinted as
+ * browsers draw it when TESSARY_BENCH_HINTING=none.
+ */
+inline QFont::HintingPreference hinting(bool full)
+{
+    return qEnvironmentVariable("TESSARY_BENCH_HINTING") == QStringLiteral("none") ? QFont::PreferNoHinting
+           : full                                                                  ? QFont::PreferFullHinting
+                                                                                   : QFont::PreferVerticalHinting;
+}
 
 /**
  * Hands every line of INPUT to draw, which saves its image under OUT_DIR/images/ and returns the image's truth entry

@@ -25,8 +25,7 @@ QImage drawn(const QJsonObject &entry, QString *truth)
 {
     QFont font(entry[u"font"_s].toString());
     font.setPixelSize(entry[u"font_px"_s].toInt());
-    font.setHintingPreference(entry[u"hinting"_s].toString() == u"full"_s ? QFont::PreferFullHinting
-                                                                          : QFont::PreferVerticalHinting);
+    font.setHintingPreference(CorpusDrawing::hinting(entry[u"hinting"_s].toString() == u"full"_s));
     const Theme themes[] = {{Qt::white, QColor(0x1f, 0x1f, 0x1f), QColor(0x99, 0x99, 0x99)},
                             {QColor(0xf6, 0xf8, 0xfa), QColor(0x24, 0x29, 0x2f), QColor(0x8c, 0x95, 0x9f)},
                             {QColor(0x1e, 0x1e, 0x1e), QColor(0xd4, 0xd4, 0xd4), QColor(0x85, 0x85, 0x85)},

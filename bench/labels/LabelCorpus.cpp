@@ -24,11 +24,7 @@ QImage drawn(const QString &label, bool traditional)
     QFont font(traditional ? u"Noto Sans CJK TC"_s : u"Noto Sans CJK SC"_s);
     font.setPixelSize(12 + pick(label, "size", 5));
     font.setWeight(pick(label, "weight", 5) == 0 ? QFont::DemiBold : QFont::Normal);
-    // Qt and GTK hint the outlines; browsers draw them unhinted (TESSARY_LABEL_HINTING=none).
-    const bool unhinted = qEnvironmentVariable("TESSARY_LABEL_HINTING") == u"none"_s;
-    font.setHintingPreference(unhinted                         ? QFont::PreferNoHinting
-                              : pick(label, "hinting", 2) == 0 ? QFont::PreferFullHinting
-                                                               : QFont::PreferVerticalHinting);
+    font.setHintingPreference(CorpusDrawing::hinting(pick(label, "hinting", 2) == 0));
     struct Theme
     {
         QColor background, text;

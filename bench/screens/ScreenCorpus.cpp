@@ -64,7 +64,7 @@ Screen drawn(const QString &group, const QString &script, const QString &text)
     font.setFamilies(families);
     font.setPixelSize(screen.pixelSize * screen.scale);
     font.setWeight(pick(text, "weight", 6) == 0 ? QFont::DemiBold : QFont::Normal);
-    font.setHintingPreference(pick(text, "hinting", 2) == 0 ? QFont::PreferFullHinting : QFont::PreferVerticalHinting);
+    font.setHintingPreference(CorpusDrawing::hinting(pick(text, "hinting", 2) == 0));
     const Theme &theme = themes[pick(text, "theme", 5)];
     screen.theme = QString::fromLatin1(theme.name);
     const char *kinds[] = {"document", "chat", "web", "dialog"};
