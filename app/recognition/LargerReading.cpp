@@ -28,6 +28,7 @@ Q_LOGGING_CATEGORY(lcLarger, "tessary.recognition.larger", QtInfoMsg)
 
 /** The height in pixels a label's ink is brought to: glyphs of 12 px read at twice their size are still misread. */
 constexpr double readInkHeight = 40;
+constexpr double smallerInkHeight = 30;
 
 /**
  * How well the drawing of a candidate alone must match a glyph, and by how much better than the drawing of the
@@ -81,15 +82,22 @@ QString readLarger(const QImage &image, const QRect &ink, Script script)
             row[x] = uchar(std::clamp(255 * (row[x] - darkest) / (ground - darkest), 0, 255));
         }
     }
-    const QImage scaled = ImagePreparation::scaled(grey, std::max(1.0, readInkHeight / double(ink.height())));
+    // Bold glyphs brought that large are now and then read as nothing at all; a little smaller they are read.
+    QString reading;
     engine->SetPageSegMode(tesseract::PSM_SINGLE_LINE);
-    engine->SetImage(scaled.constBits(), scaled.width(), scaled.height(), 1, int(scaled.bytesPerLine()));
-    const std::unique_ptr<char[]> text(engine->GetUTF8Text());
-    engine->Clear();
+    for (const double height : {readInkHeight, smallerInkHeight}) {
+        const QImage scaled = ImagePreparation::scaled(grey, std::max(1.0, height / double(ink.height())));
+        engine->SetImage(scaled.constBits(), scaled.width(), scaled.height(), 1, int(scaled.bytesPerLine()));
+        const std::unique_ptr<char[]> text(engine->GetUTF8Text());
+        engine->Clear();
+        // Stray marks the engine reads beside the glyphs are no part of a label of Chinese characters.
+        reading = QString::fromUtf8(text.get());
+        reading.removeIf([](QChar c) { return !ChineseTextCleanup::isHan(c.unicode()); });
+        if (!reading.isEmpty()) {
+            break;
+        }
+    }
     engine->SetPageSegMode(tesseract::PSM_SINGLE_BLOCK);
-    // Stray marks the engine reads beside the glyphs are no part of a label of Chinese characters.
-    QString reading = QString::fromUtf8(text.get());
-    reading.removeIf([](QChar c) { return !ChineseTextCleanup::isHan(c.unicode()); });
     return reading;
 }
 
@@ -126,14 +134,17 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, QStringList &
         for (qsizetype k = 0; k < text.size(); ++k) {
             const QPoint centre(int(std::lround(ink.left() + (double(k) + 0.5) * pitch)), ink.center().y());
             inks.append(ScriptChoice::glyphInk(image, centre, em, background));
-            // The line's script is settled later: the glyph may be either form of the character read.
+            // The line's script is settled later: the glyph may be the other form of the character read.
             QChar form = text.at(k);
-            double match = -1;
-            for (const QString &variant : {QString(form), ScriptVariants::toTraditional(QString(form)),
-                                           ScriptVariants::toSimplified(QString(form))}) {
-                const double formMatch = DictionaryCandidates::readMatch(inks.last(), em, variant.at(0));
-                if (variant.size() == 1 && formMatch > match) {
-                    match = formMatch;
+            double match = DictionaryCandidates::readMatch(inks.last(), em, form);
+            for (const QString &variant :
+                 {ScriptVariants::toTraditional(QString(form)), ScriptVariants::toSimplified(QString(form))}) {
+                if (DictionaryCandidates::isPlainlyRead(match) || variant.size() != 1 || variant.at(0) == form) {
+                    continue;
+                }
+                const double variantMatch = DictionaryCandidates::readMatch(inks.last(), em, variant.at(0));
+                if (variantMatch > match) {
+                    match = variantMatch;
                     form = variant.at(0);
                 }
             }
