@@ -16,6 +16,7 @@
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/ModelPasses.h"
+#include "app/recognition/RecognitionStop.h"
 #include "app/recognition/ScriptVariants.h"
 #include "app/recognition/TesseractPool.h"
 
@@ -37,6 +38,12 @@ constexpr double smallerInkHeight = 30;
  */
 constexpr double plainlyBetterFrom = 0.6;
 constexpr double plainlyBetterBy = 0.15;
+
+/**
+ * The labels of one image read again: each read costs tens of milliseconds, and a menu of a hundred small labels must
+ * not take seconds more.
+ */
+constexpr int labelsReadAgain = 6;
 
 /** The largest em (pixels) of a label read again: above it the passes see glyphs large enough. */
 constexpr int desktopEm = 18;
@@ -110,6 +117,7 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, QStringList &
         return;
     }
     const int background = LineRouting::backgroundGrey(image);
+    int readsLeft = labelsReadAgain;
     for (qsizetype li = 0; li < lines.size() && li < choice.pass.lines.size() && li < choice.scripts.size(); ++li) {
         const QString text = lines[li];
         const QRect box = choice.pass.lines[li].box;
@@ -154,9 +162,11 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, QStringList &
                 unsure.append(k);
             }
         }
-        if (unsure.isEmpty()) {
+        const RecognitionStop *stop = RecognitionStop::current();
+        if (unsure.isEmpty() || readsLeft == 0 || (stop != nullptr && stop->isRequested())) {
             continue;
         }
+        --readsLeft;
         const QString larger = readLarger(image, inkBox, script);
         if (larger.size() != text.size() || !ChineseTextCleanup::allHan(larger)) {
             qCDebug(lcLarger) << text << "read larger as" << larger;
