@@ -15,6 +15,7 @@
 #include "app/recognition/CodeReading.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LabelCells.h"
+#include "app/recognition/LargerReading.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/LookAlikeGlyphs.h"
@@ -164,6 +165,8 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
     }
     // Characters that make no word with their neighbours, where another reading of them does.
     WordCheck::mend(screen, *choice, modelReadings, lines);
+    // Glyphs of short labels their reading does not plainly show, read again alone and larger.
+    LargerReading::mend(screen, *choice, lines);
     // 7. Every line in its own script, monospaced lines with their indentation.
     ScriptChoice::settleTakenForms(screen, choice->pass, lines, choice->scripts);
     lines = ScriptChoice::inTheirScripts(lines, choice->scripts, choice->traditionalText);

@@ -9,6 +9,7 @@
 #include "app/recognition/DictionaryCandidates.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LabelCells.h"
+#include "app/recognition/LargerReading.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/LookAlikeGlyphs.h"
@@ -256,6 +257,25 @@ TEST(LabelCells, LabelsHoldAsManyCharactersAsTheirInkHasCells)
         }
         LabelCells::complete(ink, choice, c.asRead);
         EXPECT_EQ(ScriptChoice::inTheirScripts(c.asRead, choice.scripts, {}).join(u'\n'), c.text) << cells.count();
+    }
+}
+
+TEST(LargerReading, GlyphsOfSmallLabelsTheirReadingDoesNotShowAreReadAgain)
+{
+    const struct
+    {
+        QString drawn, font, asRead;
+        Script script;
+    } cases[] = {{u"埃及鎊"_s, u"Noto Sans CJK TC"_s, u"埃及鉻"_s, Script::Traditional}, // 鎊: no look-alike's drawing
+                 {u"切換至鏈模型"_s, u"Noto Sans CJK TC"_s, u"切換至鏈模型"_s, Script::Traditional},
+                 {u"苏丹镑"_s, u"Noto Sans CJK SC"_s, u"苏丹锈"_s, Script::Simplified}};
+    for (const auto &c : cases) {
+        const QImage image = Tessary::Test::renderText({c.drawn}, c.font, 12).convertToFormat(QImage::Format_RGB888);
+        ScriptChoice::Choice choice{.scripts = {c.script}};
+        choice.pass.lines = {PassLine{c.asRead, {}, LineRouting::inkBox(image, image.rect(), 255)}};
+        QStringList lines{c.asRead};
+        LargerReading::mend(image, choice, lines);
+        EXPECT_EQ(lines, QStringList{c.drawn}) << c.asRead.toStdString();
     }
 }
 
