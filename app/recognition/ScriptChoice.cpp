@@ -60,28 +60,75 @@ struct Evidence
     int glyphs = 0;
 };
 
+/** Characters an em wide in Chinese text: Han characters, CJK punctuation and full-width forms. */
+bool isWide(QChar c)
+{
+    const char16_t u = c.unicode();
+    return isHan(c) || (u >= 0x3000 && u <= 0x303f) || (u >= 0xff01 && u <= 0xff60);
+}
+
+/** The runs of two or more neighbouring characters an em wide in text: the first and the last index of each. */
+QList<std::pair<qsizetype, qsizetype>> wideRuns(const QString &text)
+{
+    QList<std::pair<qsizetype, qsizetype>> runs;
+    for (qsizetype i = 0; i + 1 < text.size();) {
+        qsizetype end = i;
+        while (end + 1 < text.size() && isWide(text.at(end)) && isWide(text.at(end + 1))) {
+            ++end;
+        }
+        if (end > i) {
+            runs.append({i, end});
+        }
+        i = end + 1;
+    }
+    return runs;
+}
+
+/** The middle of values (not empty; the upper one of two), reordered on the way. */
+double middleOf(std::vector<double> &values)
+{
+    std::nth_element(values.begin(), values.begin() + long(values.size() / 2), values.end());
+    return values[values.size() / 2];
+}
+
 /**
- * The em size of the line's Chinese characters: the usual distance of neighbouring ones, which stand one em apart;
- * from the line's height when too few stand side by side (Latin descenders make lines taller than the characters).
+ * The em size of the line's Chinese characters, which stand one em apart, from the engine's positions of them. At
+ * small sizes those go wrong in two ways: characters placed late and early by turns make single steps uneven, which
+ * the middle of the spacings of all pairs of a run of characters an em wide (Han characters and full-width marks)
+ * does not see; the first few of a run placed at one spot make most pairs too close, which the usual step between
+ * neighbours does not see. Of the two, the one nearer to what the line's height gives stands. From the line's height
+ * alone when too few stand side by side (Latin descenders make lines taller than the characters).
  */
 int emOf(const PassLine &line)
 {
-    std::vector<float> steps;
-    for (qsizetype i = 0; i + 1 < line.text.size(); ++i) {
-        if (isHan(line.text.at(i)) && isHan(line.text.at(i + 1))) {
-            steps.push_back(line.centres[i + 1] - line.centres[i]);
-        }
-    }
     // Chinese characters fill about nine tenths of the em square.
     const int fromHeight = int(std::lround(line.box.height() / 0.92));
     if (ChineseTextCleanup::allHan(line.text)) {
         return int(std::lround(double(line.box.width()) / double(line.text.size())));
     }
+    std::vector<double> steps, spacings;
+    for (qsizetype i = 0; i + 1 < line.text.size(); ++i) {
+        if (isHan(line.text.at(i)) && isHan(line.text.at(i + 1))) {
+            steps.push_back(line.centres[i + 1] - line.centres[i]);
+        }
+    }
+    for (const auto &[first, last] : wideRuns(line.text)) {
+        for (qsizetype a = first; a < last; ++a) {
+            for (qsizetype b = a + 1; b <= last; ++b) {
+                spacings.push_back(double(line.centres[b] - line.centres[a]) / double(b - a));
+            }
+        }
+    }
     if (steps.size() < 2) {
         return fromHeight;
     }
-    std::nth_element(steps.begin(), steps.begin() + long(steps.size() / 2), steps.end());
-    const float step = steps[steps.size() / 2];
+    // Anti-aliased rows above and below make a line of small characters about a tenth of an em taller than the em.
+    const double expected = line.box.height() / 1.1;
+    double step = middleOf(steps);
+    if (spacings.size() >= 2) {
+        const double paired = middleOf(spacings);
+        step = std::abs(paired - expected) < std::abs(step - expected) ? paired : step;
+    }
     return step > 0.5 * fromHeight && step < 1.2 * fromHeight ? int(std::lround(step)) : fromHeight;
 }
 

@@ -3,7 +3,9 @@
 Traditional Chinese translations (many of them mixed with English words, paths and numbers) and paragraphs of the
 English documentation under /usr/share/doc.
 
-Usage: make_screens.py [COUNT_PER_GROUP] > screens.tsv
+Usage: make_screens.py [COUNT_PER_GROUP [SALT [short]]] > screens.tsv
+A SALT picks other messages (and so other sizes, fonts and themes) than the default set, to look beyond it; "short"
+takes single short messages (a line or two, where a line's script has few characters to go by) instead of pairs.
 Each output line: group (zh-Hans, zh-Hant, mixed, en), tab, script (Hans, Hant, Latn), tab, source, tab, text (paragraphs
 separated by a backslash and n).
 Choices go by a hash of the text, never by the order of a catalogue or directory, so the set is the same on every
@@ -23,6 +25,10 @@ HAN = re.compile(r"[\u4e00-\u9fff]")
 LATIN_WORD = re.compile(r"[A-Za-z]{2,}")
 # Markup, format directives and escapes are not what a screen shows.
 UNSHOWN = re.compile(r"[%<>\\{}\t_&]|\$\w|\.\.\.$")
+
+
+SALT = sys.argv[2] if len(sys.argv) > 2 else ""
+SHORT = sys.argv[3:] == ["short"]
 
 
 def key(text, salt=""):
@@ -51,16 +57,21 @@ def chinese(per_group):
                 continue
             for text in set(messages(locale, domain)):
                 text = " ".join(text.split())
-                if not 24 <= len(text) <= 160 or UNSHOWN.search(text) or len(HAN.findall(text)) < 12:
+                shortest, longest, han = (8, 24, 4) if SHORT else (24, 160, 12)
+                if not shortest <= len(text) <= longest or UNSHOWN.search(text) or len(HAN.findall(text)) < han:
                     continue
                 group = "mixed" if LATIN_WORD.search(text) else "zh-" + script
-                candidates.append((key(text), group, domain, text))
+                candidates.append((key(text, SALT), group, domain, text))
         candidates.sort()
         # Two messages a screen, as two paragraphs: a dialog's text, a page or a chat holds more than one.
         wanted = {"zh-" + script: per_group, "mixed": per_group // 2}
         pending = {}
         for _, group, domain, text in candidates:
             if wanted.get(group, 0) == 0:
+                continue
+            if SHORT:
+                wanted[group] -= 1
+                picked[group].append((script, "gettext:" + domain, text))
                 continue
             if group not in pending:
                 pending[group] = (domain, text)
@@ -93,7 +104,7 @@ def english(count):
                     continue
                 prose = " ".join(" ".join(lines).split())
                 if 120 <= len(prose) <= 420 and not re.search(r"[<>{}\[\]|@`_*\\]|https?:", prose):
-                    paragraphs.append((key(prose), "doc:" + top + "/" + name, prose))
+                    paragraphs.append((key(prose, SALT), "doc:" + top + "/" + name, prose))
     paragraphs.sort()
     return [("Latn", source, text) for _, source, text in paragraphs[:count]]
 

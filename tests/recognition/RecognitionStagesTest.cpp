@@ -135,6 +135,27 @@ TEST(ScriptChoice, LinesAreWrittenInTheirOwnScript)
     }
 }
 
+TEST(ScriptChoice, SmallLinesAreComparedAtTheirOwnEm)
+{
+    // At 9 px the engine places characters up to most of an em off, most of them late, and reads the dashes as 一:
+    // an em taken from single steps is a third too large, and the glyphs compared at it lean the wrong way.
+    QFont font = Tessary::Test::fontOf(u"Noto Sans CJK SC"_s, 9);
+    font.setHintingPreference(QFont::PreferVerticalHinting);
+    const auto drawn = Tessary::Test::renderLine(u"-- 与之相关的设置。"_s, font);
+    PassLine line{u"一 与之相关的设置。"_s, drawn.centres, LineRouting::inkBox(drawn.image, drawn.image.rect(), 255)};
+    line.centres.removeFirst();
+    const float late[] = {0, 0, 4, 8, 5, 1, 6, 2, 7, 0};
+    for (qsizetype i = 0; i < line.centres.size(); ++i) {
+        line.centres[i] += late[i];
+    }
+    line.words = {PassWord{line.text, line.box, 80}};
+    PassLine other = line;
+    other.text = other.words[0].text = u"一 與之相關的設置。"_s;
+    auto choice = ScriptChoice::choose(drawn.image, RecognitionPass{.lines = {line}}, RecognitionPass{.lines = {other}},
+                                       RecognitionPass{});
+    EXPECT_EQ(choice->scripts, QList<Script>{Script::Simplified});
+}
+
 TEST(ScriptChoice, EachLineKeepsItsOwnScript)
 {
     const QStringList lines{u"请把这个文件发给我"_s, u"請把這個檔案發給我"_s};
