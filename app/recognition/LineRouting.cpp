@@ -8,6 +8,7 @@
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/DoubledHyphens.h"
+#include "app/recognition/DroppedMarks.h"
 #include "app/recognition/GreyLevel.h"
 #include "app/recognition/MonospaceSpacing.h"
 #include "app/recognition/NeuralLineRecognizer.h"
@@ -210,6 +211,7 @@ QString finishedLine(const QImage &image, const PassLine &line, int background)
     }
     const QImage crop = image.copy(area);
     DoubledHyphens::restore(text, centres, crop, background);
+    DroppedMarks::restore(text, centres, crop, background);
     QuoteShapes::settle(text, centres, crop, background);
     text = PunctuationWidth::settle(text, centres, crop, background);
     return ChineseTextCleanup::removeSpacesBetweenCjk(text).trimmed();

@@ -57,8 +57,8 @@ QStringList refinedLines(const QImage &image, const RecognitionPass &pass, const
                          const QStringList &otherReadings = {}, QList<LineReading> *modelReadings = nullptr);
 
 /**
- * A Tesseract line as it is shown: underscores the engine lost put back, punctuation and digits at the width the
- * screen shows, no spaces between Chinese characters.
+ * A Tesseract line as it is shown: underscores and full-width marks the engine lost put back, punctuation and
+ * digits at the width the screen shows, no spaces between Chinese characters.
  */
 QString finishedLine(const QImage &image, const PassLine &line, int background);
 
