@@ -80,4 +80,21 @@ void dropSpacesWithoutRoom(QString &text, QList<float> &centres)
     }
 }
 
+void dropDoubledLetters(QString &text, QList<float> &centres)
+{
+    const double cell = cellOf(text, centres);
+    const auto dollar = [](QChar a, QChar b) { return a == u'$' && b.toLower() == u's'; };
+    for (qsizetype i = text.size() - 1; cell > 0 && i > 0; --i) {
+        const QChar first = text.at(i - 1), second = text.at(i);
+        const bool like =
+            (first.isLetter() && first.toLower() == second.toLower()) || dollar(first, second) || dollar(second, first);
+        if (like && centres[i] - centres[i - 1] < cell / 3) {
+            centres[i - 1] = (centres[i - 1] + centres[i]) / 2;
+            text[i - 1] = dollar(second, first) ? second : first;
+            text.remove(i, 1);
+            centres.remove(i, 1);
+        }
+    }
+}
+
 } // namespace Tessary::MonospaceSpacing

@@ -21,6 +21,13 @@ double cellOf(const QString &text, const QList<float> &centres);
 /** Removes every space between two characters that stand in neighbouring cells; centres are kept in step. */
 void dropSpacesWithoutRoom(QString &text, QList<float> &centres);
 
+/**
+ * Keeps one of two like characters (a letter in both cases, or a dollar sign and an S) that stand within a third of
+ * a cell of each other: the engine read one glyph twice ("Xx = 1", "$Scur"). The dollar sign is kept, else the
+ * first; it stands between the two. Centres are kept in step.
+ */
+void dropDoubledLetters(QString &text, QList<float> &centres);
+
 } // namespace MonospaceSpacing
 
 } // namespace Tessary

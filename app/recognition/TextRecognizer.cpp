@@ -13,6 +13,7 @@
 
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/CodeReading.h"
+#include "app/recognition/GlyphHeights.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LabelCells.h"
 #include "app/recognition/LargerReading.h"
@@ -154,6 +155,7 @@ Result<Recognition, RecognitionError> recognizeWithin(const QImage &source, Reco
     // 6. Read again with the line model where Tesseract is unsure, and finish every line from the pixels; short
     // labels are settled by a vote of the line model and both passes.
     LookAlikeGlyphs::settle(screen, choice->pass);
+    GlyphHeights::settle(screen, choice->pass);
     QList<LineReading> modelReadings;
     QStringList lines =
         LineRouting::refinedLines(screen, choice->pass, choice->scripts, choice->otherReading, &modelReadings);
