@@ -302,7 +302,7 @@ double traditionalShare(const QImage &ink, int em, char16_t simplifiedForm, char
     }
     // Larger text is compared at one size, where an image scaled down (or a blurred one) is as smooth as the forms,
     // and its glyphs have strokes enough to tell the forms apart as a whole.
-    if (em > compareAt + 2) {
+    if (em > desktopEm) {
         const double scale = double(compareAt) / em;
         const QImage glyph = ink.scaled(std::max(1, int(std::lround(ink.width() * scale))),
                                         std::max(1, int(std::lround(ink.height() * scale))), Qt::IgnoreAspectRatio,
@@ -321,7 +321,7 @@ double traditionalShare(const QImage &ink, int em, char16_t simplifiedForm, char
 
 std::optional<double> fittedShare(const QImage &ink, int em, char16_t first, char16_t second)
 {
-    if (ink.isNull() || em <= 0 || em > compareAt + 2) {
+    if (ink.isNull() || em <= 0 || em > desktopEm) {
         return std::nullopt;
     }
     const Fit fit = mixOfForms(ink, em, first, second);

@@ -7,6 +7,13 @@
 namespace Tessary::GlyphForms {
 
 /**
+ * The largest em (pixels) of text drawn at a desktop size: up to it a glyph is fitted with the forms drawn as the
+ * desktop draws them, pixel for pixel; larger text is brought to one size and compared as a whole, and the models
+ * read it well enough.
+ */
+constexpr int desktopEm = 18;
+
+/**
  * How a glyph on the screen stands between two forms of one character (the Simplified and the Traditional one).
  * ink is the glyph and what is around it, bright on black; em the size it was drawn at, in pixels. At desktop sizes
  * the two forms are drawn as the desktop draws them, with FreeType at the em and a pixel either side, hinted fully or

@@ -12,6 +12,7 @@
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/DictionaryCandidates.h"
+#include "app/recognition/GlyphForms.h"
 #include "app/recognition/GreyLevel.h"
 #include "app/recognition/ImagePreparation.h"
 #include "app/recognition/LineRouting.h"
@@ -44,9 +45,6 @@ constexpr double plainlyBetterBy = 0.15;
  * not take seconds more.
  */
 constexpr int labelsReadAgain = 6;
-
-/** The largest em (pixels) of a label read again: above it the passes see glyphs large enough. */
-constexpr int desktopEm = 18;
 
 /** The label read as one line by Tesseract's model of its script, its ink at readInkHeight. */
 QString readLarger(const QImage &image, const QRect &ink, Script script)
@@ -132,7 +130,8 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, QStringList &
         const QRect ink = inkBox.adjusted(margin, margin, -margin, -margin);
         const double pitch = double(ink.width() + 1) / double(text.size());
         const int em = int(std::lround(pitch));
-        if (ink.isEmpty() || em > desktopEm) {
+        // Above a desktop size the passes see glyphs large enough.
+        if (ink.isEmpty() || em > GlyphForms::desktopEm) {
             continue;
         }
         QList<qsizetype> unsure;

@@ -14,6 +14,7 @@
 #include "app/recognition/ChineseRecovery.h"
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/DictionaryCandidates.h"
+#include "app/recognition/GlyphForms.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/ModelPasses.h"
 #include "app/recognition/ScriptVariants.h"
@@ -39,8 +40,6 @@ constexpr double clearlyLike = 0.2;
 
 /** The places of an image where the dictionary proposes characters: each costs up to five enumerations. */
 constexpr qsizetype proposedPlaces = 2;
-/** The largest em (pixels) at which proposals are drawn: above it the models read the glyphs well. */
-constexpr int desktopEm = 18;
 
 bool isHan(QChar c)
 {
@@ -283,7 +282,7 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
         for (const qsizetype at : places) {
             int em = 0;
             const auto centre = centreOf(at, em);
-            if (dictionary == nullptr || !centre || em > desktopEm || inWord(fixed, at, knows)) {
+            if (dictionary == nullptr || !centre || em > GlyphForms::desktopEm || inWord(fixed, at, knows)) {
                 continue;
             }
             const QImage ink = ScriptChoice::glyphInk(image, *centre, em, background);
