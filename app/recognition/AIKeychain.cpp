@@ -9,6 +9,7 @@
 #include <optional>
 #include <thread>
 
+#include <libintl.h>
 #include <libsecret/secret.h>
 
 #include <QByteArray>
@@ -139,10 +140,13 @@ KeychainError failure(const GError *error)
 }
 
 /**
- * Storing replaces only an item of our own schema; one made by another client (secret-tool) under the same
- * attributes would survive beside it and might be read instead. There is one key, so those copies go.
+ * Storing replaces an item the keyring judges the same, but one made by another client ("secret-tool store" sets no
+ * schema) survives beside it and might be read instead. There is one key, so every other item under our attributes
+ * goes. The item just stored is told apart by its object path alone: gnome-keyring reports the generic schema for an
+ * item stored without one as soon as it reloads the keyring file, which it does whenever that file's time stamp has
+ * moved on by a second.
  */
-std::optional<KeychainError> removeForeignCopies(GCancellable *cancellable)
+std::optional<KeychainError> removeOtherCopies(const char *keptPath, GCancellable *cancellable)
 {
     GHashTable *attributes =
         secret_attributes_build(schema(), serviceAttribute, serviceValue, accountAttribute, accountValue, nullptr);
@@ -156,11 +160,8 @@ std::optional<KeychainError> removeForeignCopies(GCancellable *cancellable)
     }
     for (GList *entry = items; entry != nullptr && !result; entry = entry->next) {
         auto *item = static_cast<SecretItem *>(entry->data);
-        GHashTable *itemAttributes = secret_item_get_attributes(item);
-        const auto *itemSchema = static_cast<const char *>(g_hash_table_lookup(itemAttributes, "xdg:schema"));
-        const bool ours = itemSchema != nullptr && std::strcmp(itemSchema, schemaName) == 0;
-        g_hash_table_unref(itemAttributes);
-        if (!ours && !secret_item_delete_sync(item, cancellable, &rawError)) {
+        const bool kept = std::strcmp(g_dbus_proxy_get_object_path(G_DBUS_PROXY(item)), keptPath) == 0;
+        if (!kept && !secret_item_delete_sync(item, cancellable, &rawError)) {
             result =
                 rawError != nullptr ? failure(rawError) : KeychainError::fromStatus(KeychainError::InternalComponent);
             g_clear_error(&rawError);
@@ -239,19 +240,44 @@ Result<void, KeychainError> writeNow(QByteArray bytes, GCancellable *cancellable
         std::memset(bytes.data(), 0, size_t(bytes.size()));
         return unexpected(KeychainError::fromStatus(KeychainError::NotAvailable));
     }
+    GError *rawError = nullptr;
+    SecretService *service = secret_service_get_sync(SECRET_SERVICE_OPEN_SESSION, cancellable, &rawError);
+    SecretCollection *collection =
+        service == nullptr ? nullptr
+                           : secret_collection_for_alias_sync(service, SECRET_COLLECTION_DEFAULT,
+                                                              SECRET_COLLECTION_NONE, cancellable, &rawError);
+    if (collection == nullptr && rawError == nullptr) {
+        // As libsecret's own storing does: gnome-keyring asks the user for the new keyring's password.
+        collection =
+            secret_collection_create_sync(service, dgettext("libsecret", "Default keyring"), SECRET_COLLECTION_DEFAULT,
+                                          SECRET_COLLECTION_CREATE_NONE, cancellable, &rawError);
+    }
+    if (service != nullptr) {
+        g_object_unref(service);
+    }
+    if (collection == nullptr) {
+        std::memset(bytes.data(), 0, size_t(bytes.size()));
+        const ErrorPointer error(rawError);
+        return unexpected(error ? failure(error.get()) : KeychainError::fromStatus(KeychainError::NoSuchKeychain));
+    }
     // Stored with its length, so a key is kept exactly as given, whatever it contains.
     SecretValue *value = secret_value_new(bytes.constData(), bytes.size(), "text/plain");
     std::memset(bytes.data(), 0, size_t(bytes.size()));
-    GError *rawError = nullptr;
-    const bool stored =
-        secret_password_store_binary_sync(schema(), SECRET_COLLECTION_DEFAULT, itemLabel, value, cancellable, &rawError,
-                                          serviceAttribute, serviceValue, accountAttribute, accountValue, nullptr);
+    GHashTable *attributes =
+        secret_attributes_build(schema(), serviceAttribute, serviceValue, accountAttribute, accountValue, nullptr);
+    SecretItem *item = secret_item_create_sync(collection, schema(), attributes, itemLabel, value,
+                                               SECRET_ITEM_CREATE_REPLACE, cancellable, &rawError);
+    g_hash_table_unref(attributes);
     secret_value_unref(value);
+    g_object_unref(collection);
     const ErrorPointer error(rawError);
-    if (!stored || error) {
+    if (item == nullptr) {
         return unexpected(error ? failure(error.get()) : KeychainError::fromStatus(KeychainError::InternalComponent));
     }
-    if (const std::optional<KeychainError> failed = removeForeignCopies(cancellable)) {
+    const std::optional<KeychainError> failed =
+        removeOtherCopies(g_dbus_proxy_get_object_path(G_DBUS_PROXY(item)), cancellable);
+    g_object_unref(item);
+    if (failed) {
         return unexpected(*failed);
     }
     return {};

@@ -59,6 +59,10 @@ TEST_F(AIKeychainTest, KeyStoredBySecretToolIsTheSameKey)
     // secret-tool stores no schema name; the item is still ours to read, replace and delete.
     ASSERT_EQ(secretTool(u"store"_s, {u"--label=typed in a terminal"_s}, "sk-from-terminal").exitCode, 0);
     EXPECT_EQ(AIKeychain::read().valueOr(QString()), u"sk-from-terminal"_s);
+    // A copy that names our schema, in a collection where storing replaces nothing: it goes too.
+    const QStringList copy{u"--label=copy"_s, u"--collection=/org/freedesktop/secrets/collection/session"_s,
+                           u"xdg:schema"_s, u"org.freedesktop.Secret.Generic"_s};
+    ASSERT_EQ(secretTool(u"store"_s, copy, "sk-copy").exitCode, 0);
 
     ASSERT_TRUE(AIKeychain::write(u"sk-from-tessary"_s));
     const ProcessResult search = secretTool(u"search"_s, {u"--all"_s});
