@@ -179,6 +179,9 @@ std::vector<int> inkColumns(const QImage &image, const QRect &box, int backgroun
     return columns;
 }
 
+/** How well a cell's ink must match a drawn form to be taken without looking at the cells beside it. */
+constexpr double plainMatch = 0.85;
+
 /** A cell of a line's ink: its first and last column. */
 struct Cell
 {
@@ -260,7 +263,8 @@ int inkHeight(const QImage &image, const QRect &box, const Cell &cell, int backg
  * simplifiedForm, looked for in the cells of the ink rather than at the engine's position: at 9 to 14 px the engine
  * places characters up to an em off, late and early by turns, and a glyph compared beside its place is fitted to a
  * part of its neighbour. The ink around x is cut into cells an em wide where their edges cross the least ink, each
- * cell's ink alone is matched with both forms, and the cell that holds either best is compared. Where the engine's
+ * cell's ink alone is matched with both forms, and the cell that holds either best (the first that plainly holds one)
+ * is compared. Where the engine's
  * positions gave a wrong em, the height of the cell's ink gives another, and the one whose cell matches better stands.
  */
 double likenessInCell(const QImage &image, const std::vector<int> &columns, const QRect &box, double x, int em,
@@ -271,10 +275,13 @@ double likenessInCell(const QImage &image, const std::vector<int> &columns, cons
     QImage bestInk;
     int bestEm = em;
     QList<int> ems{em};
-    for (qsizetype e = 0; e < ems.size(); ++e) {
+    for (qsizetype e = 0; e < ems.size() && bestMatch < plainMatch; ++e) {
         const int size = ems[e];
         QList<int> tried;
         for (const double offset : {0.0, -0.5, 0.5, -1.0, 1.0}) {
+            if (bestMatch >= plainMatch) {
+                break;
+            }
             for (const Cell &cell : cellsNear(columns, int(std::lround(x + offset * size - 0.5 * size)), size)) {
                 if (tried.contains(cell.left)) {
                     continue;
@@ -345,14 +352,16 @@ Evidence evidenceOf(const QImage &image, int background, const PassLine &simplif
             ScriptVariants::isTraditionalOnly(s.unicode()) || ScriptVariants::isSimplifiedOnly(t.unicode());
         const char16_t simplifiedForm = swapped ? t.unicode() : s.unicode();
         const char16_t traditionalForm = swapped ? s.unicode() : t.unicode();
-        // A label of Chinese characters only has its characters placed from its width already; the others are
-        // looked for in the cells of the ink, where a glyph the forms explain no better than by chance says nothing.
+        // A label of Chinese characters only has its characters placed from its width already, and larger text is
+        // placed well; the others are looked for in the cells of the ink, where a glyph the forms explain no better
+        // than by chance says nothing.
+        const bool inCells = !label && em <= GlyphForms::desktopEm;
         const double likeness =
-            label ? traditionalLikeness(image, QPoint(int(std::lround(centres[i])), simplified.box.center().y()), em,
-                                        background, simplifiedForm, traditionalForm)
-                  : likenessInCell(image, columns, simplified.box, centres[i], em, background, simplifiedForm,
-                                   traditionalForm);
-        if (!label && std::abs(likeness) < faintLikeness) {
+            inCells ? likenessInCell(image, columns, simplified.box, centres[i], em, background, simplifiedForm,
+                                     traditionalForm)
+                    : traditionalLikeness(image, QPoint(int(std::lround(centres[i])), simplified.box.center().y()), em,
+                                          background, simplifiedForm, traditionalForm);
+        if (inCells && std::abs(likeness) < faintLikeness) {
             continue;
         }
         evidence.likeness += likeness;
