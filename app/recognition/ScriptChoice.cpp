@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include <QGuiApplication>
 
@@ -32,6 +33,12 @@ constexpr double clearlySurer = 1;
 
 /** A confidence gap (in points) between the Chinese passes that outweighs a single glyph's faint likeness. */
 constexpr double farSurer = 25;
+
+/**
+ * How much more like one form a glyph the engine placed must be to count: where no drawing fits it plainly (another
+ * font, a stroke cut at 9 px), the whole shapes differ by a few hundredths either way, which is noise.
+ */
+constexpr double faintLikeness = 0.03;
 
 /** How much more like one script's forms (per glyph) a line's glyphs must be to set it apart from its block. */
 constexpr double clearLikeness = 0.15;
@@ -155,6 +162,155 @@ QList<float> glyphCentres(const PassLine &line, int em)
     return centres;
 }
 
+/** Grey levels between ink and ground; anti-aliased edges below this count as ground. */
+constexpr int inkContrast = 48;
+
+/** The ink of each column of the line's box: how many of its pixels differ from the ground by more than a shade. */
+std::vector<int> inkColumns(const QImage &image, const QRect &box, int background)
+{
+    const QRect area = box.intersected(image.rect());
+    std::vector<int> columns(size_t(std::max(0, image.width())), 0);
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        const uchar *row = image.constScanLine(y);
+        for (int x = area.left(); x <= area.right(); ++x) {
+            columns[size_t(x)] += std::abs(greyAt(row, x) - background) > inkContrast ? 1 : 0;
+        }
+    }
+    return columns;
+}
+
+/** How well a cell's ink must match a drawn form to be taken without looking at the cells beside it. */
+constexpr double plainMatch = 0.85;
+
+/** A cell of a line's ink: its first and last column. */
+struct Cell
+{
+    int left = 0;
+    int right = -1;
+};
+
+/**
+ * The cells an em wide near expected (its left column) whose edges cross the least ink, best first: the edges where
+ * the columns just outside cross the least ink, the left one looked for within a third of an em, the width within a
+ * sixth of an em of the em. A character with a blank column of its own (规, 輸) gives more than one such cell.
+ */
+QList<Cell> cellsNear(const std::vector<int> &columns, int expected, int em)
+{
+    const auto inkAt = [&](int column) {
+        return column >= 0 && column < int(columns.size()) ? columns[size_t(column)] : 0;
+    };
+    QList<std::pair<double, Cell>> found;
+    for (int left = expected - em / 3; left <= expected + em / 3; ++left) {
+        std::pair<double, Cell> best{-1, {}};
+        for (int width = em - em / 6; width <= em + em / 6; ++width) {
+            // Ties go to the cell nearest where it was expected and nearest an em wide.
+            const double cost =
+                inkAt(left - 1) + inkAt(left + width) + 0.01 * std::abs(left - expected) + 0.01 * std::abs(width - em);
+            if (best.first < 0 || cost < best.first) {
+                best = {cost, {left, left + width - 1}};
+            }
+        }
+        found.append(best);
+    }
+    std::sort(found.begin(), found.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    QList<Cell> cells;
+    for (const auto &[cost, cell] : found) {
+        const bool apart = std::none_of(cells.cbegin(), cells.cend(),
+                                        [&](const Cell &other) { return std::abs(other.left - cell.left) < 2; });
+        if (cells.size() < 2 && apart && cost <= found.first().first + 1) {
+            cells.append(cell);
+        }
+    }
+    return cells;
+}
+
+/** The glyph ink of a cell alone: its neighbours' ink beyond a column either side painted over. */
+QImage cellInk(const QImage &image, const Cell &cell, int y, int em, int background)
+{
+    const QPoint centre((cell.left + cell.right) / 2, y);
+    QImage ink = glyphInk(image, centre, em, background);
+    // The window starts em columns left of the centre (fewer at the image's edge).
+    const int origin = std::max(0, centre.x() - em);
+    for (int row = 0; row < ink.height(); ++row) {
+        uchar *line = ink.scanLine(row);
+        for (int column = 0; column < ink.width(); ++column) {
+            if (origin + column < cell.left - 1 || origin + column > cell.right + 1) {
+                line[column] = 0;
+            }
+        }
+    }
+    return ink;
+}
+
+/** The height of the ink in the cell's columns of the box: a Chinese character's is about its em. */
+int inkHeight(const QImage &image, const QRect &box, const Cell &cell, int background)
+{
+    int top = box.bottom() + 1, bottom = box.top() - 1;
+    for (int y = std::max(0, box.top()); y <= std::min(image.height() - 1, box.bottom()); ++y) {
+        const uchar *row = image.constScanLine(y);
+        for (int x = std::max(0, cell.left); x <= std::min(image.width() - 1, cell.right); ++x) {
+            if (std::abs(greyAt(row, x) - background) > inkContrast) {
+                top = std::min(top, y);
+                bottom = std::max(bottom, y);
+            }
+        }
+    }
+    return bottom - top + 1;
+}
+
+/**
+ * How much more the glyph of a character the engine placed at about x looks like traditionalForm than like
+ * simplifiedForm, looked for in the cells of the ink rather than at the engine's position: at 9 to 14 px the engine
+ * places characters up to an em off, late and early by turns, and a glyph compared beside its place is fitted to a
+ * part of its neighbour. The ink around x is cut into cells an em wide where their edges cross the least ink, each
+ * cell's ink alone is matched with both forms, and the cell that holds either best (the first that plainly holds one)
+ * is compared. Where the engine's
+ * positions gave a wrong em, the height of the cell's ink gives another, and the one whose cell matches better stands.
+ */
+double likenessInCell(const QImage &image, const std::vector<int> &columns, const QRect &box, double x, int em,
+                      int background, char16_t simplifiedForm, char16_t traditionalForm)
+{
+    const int y = box.center().y();
+    double bestMatch = -2;
+    QImage bestInk;
+    int bestEm = em;
+    QList<int> ems{em};
+    for (qsizetype e = 0; e < ems.size() && bestMatch < plainMatch; ++e) {
+        const int size = ems[e];
+        QList<int> tried;
+        for (const double offset : {0.0, -0.5, 0.5, -1.0, 1.0}) {
+            if (bestMatch >= plainMatch) {
+                break;
+            }
+            for (const Cell &cell : cellsNear(columns, int(std::lround(x + offset * size - 0.5 * size)), size)) {
+                if (tried.contains(cell.left)) {
+                    continue;
+                }
+                tried.append(cell.left);
+                const QImage ink = cellInk(image, cell, y, size, background);
+                if (ink.isNull()) {
+                    continue;
+                }
+                const double match = std::max(GlyphForms::drawnMatch(ink, size, simplifiedForm),
+                                              GlyphForms::drawnMatch(ink, size, traditionalForm)) -
+                                     0.02 * std::abs(offset);
+                if (match > bestMatch) {
+                    bestMatch = match;
+                    bestInk = ink;
+                    bestEm = size;
+                    if (e == 0 && offset == 0.0 && ems.size() == 1) {
+                        const int fromInk = inkHeight(image, box, cell, background);
+                        if (std::abs(fromInk - em) > 1 && fromInk > em / 2) {
+                            ems.append(fromInk);
+                        }
+                    }
+                }
+            }
+        }
+    }
+    return bestInk.isNull() ? 0 : GlyphForms::traditionalShare(bestInk, bestEm, simplifiedForm, traditionalForm);
+}
+
 /**
  * Compares the glyphs where the two readings of one line differ by a character written differently in the two
  * scripts. Characters are paired by their positions.
@@ -170,6 +326,8 @@ Evidence evidenceOf(const QImage &image, int background, const PassLine &simplif
     const int em = emOf(simplified);
     const QList<float> centres = glyphCentres(simplified, em);
     const QList<float> otherCentres = glyphCentres(traditional, em);
+    const bool label = ChineseTextCleanup::allHan(simplified.text);
+    const std::vector<int> columns = label ? std::vector<int>() : inkColumns(image, simplified.box, background);
     for (qsizetype i = 0; i < simplified.text.size(); ++i) {
         const QChar s = simplified.text.at(i);
         if (!isHan(s)) {
@@ -192,9 +350,21 @@ Evidence evidenceOf(const QImage &image, int background, const PassLine &simplif
         // The Simplified model now and then writes a Traditional form itself; the roles follow the characters.
         const bool swapped =
             ScriptVariants::isTraditionalOnly(s.unicode()) || ScriptVariants::isSimplifiedOnly(t.unicode());
-        const QPoint centre(int(std::lround(centres[i])), simplified.box.center().y());
-        evidence.likeness += traditionalLikeness(image, centre, em, background, swapped ? t.unicode() : s.unicode(),
-                                                 swapped ? s.unicode() : t.unicode());
+        const char16_t simplifiedForm = swapped ? t.unicode() : s.unicode();
+        const char16_t traditionalForm = swapped ? s.unicode() : t.unicode();
+        // A label of Chinese characters only has its characters placed from its width already, and larger text is
+        // placed well; the others are looked for in the cells of the ink, where a glyph the forms explain no better
+        // than by chance says nothing.
+        const bool inCells = !label && em <= GlyphForms::desktopEm;
+        const double likeness =
+            inCells ? likenessInCell(image, columns, simplified.box, centres[i], em, background, simplifiedForm,
+                                     traditionalForm)
+                    : traditionalLikeness(image, QPoint(int(std::lround(centres[i])), simplified.box.center().y()), em,
+                                          background, simplifiedForm, traditionalForm);
+        if (inCells && std::abs(likeness) < faintLikeness) {
+            continue;
+        }
+        evidence.likeness += likeness;
         ++evidence.glyphs;
     }
     return evidence;

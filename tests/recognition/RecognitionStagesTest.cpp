@@ -139,22 +139,47 @@ TEST(ScriptChoice, LinesAreWrittenInTheirOwnScript)
 TEST(ScriptChoice, SmallLinesAreComparedAtTheirOwnEm)
 {
     // At 9 px the engine places characters up to most of an em off, most of them late, and reads the dashes as 一:
-    // an em taken from single steps is a third too large, and the glyphs compared at it lean the wrong way.
-    QFont font = Tessary::Test::fontOf(u"Noto Sans CJK SC"_s, 9);
-    font.setHintingPreference(QFont::PreferVerticalHinting);
-    const auto drawn = Tessary::Test::renderLine(u"-- 与之相关的设置。"_s, font);
-    PassLine line{u"一 与之相关的设置。"_s, drawn.centres, LineRouting::inkBox(drawn.image, drawn.image.rect(), 255)};
-    line.centres.removeFirst();
-    const float late[] = {0, 0, 4, 8, 5, 1, 6, 2, 7, 0};
-    for (qsizetype i = 0; i < line.centres.size(); ++i) {
-        line.centres[i] += late[i];
+    // an em taken from single steps is a third too large, and the glyphs compared at it lean the wrong way. At 10 px
+    // it places them late and early by turns, each compared glyph on its neighbour's place.
+    const struct
+    {
+        QStringList texts; // drawn, read by the Simplified and by the Traditional pass
+        int size;
+        QList<float> off;
+        qsizetype unread; // drawn units the engine left out at the start
+        Script script;
+    } lines[] = {{{u"-- 与之相关的设置。"_s, u"一 与之相关的设置。"_s, u"一 與之相關的設置。"_s},
+                  9,
+                  {0, 0, 4, 8, 5, 1, 6, 2, 7, 0},
+                  1,
+                  Script::Simplified},
+                 {{u"不能设置子字段为 DEFAULT"_s, u"不能设置子字段为 DEFAULT"_s, u"不能設置子字段為 DEFAULT"_s},
+                  10,
+                  {0, 8, -8, 8, -8, 8, -8, 8},
+                  0,
+                  Script::Simplified},
+                 {{u"開關 C 期望一個數字值"_s, u"开关 C 期望一个数字值"_s, u"開關 C 期望一個數字值"_s},
+                  10,
+                  {8, -8, 0, 0, 0, -8, 8, -8, 8, -8, 8, -8},
+                  0,
+                  Script::Traditional}};
+    for (const auto &c : lines) {
+        QFont font = Tessary::Test::fontOf(
+            c.script == Script::Simplified ? u"Noto Sans CJK SC"_s : u"Noto Sans CJK TC"_s, c.size);
+        font.setHintingPreference(QFont::PreferVerticalHinting);
+        const auto drawn = Tessary::Test::renderLine(c.texts[0], font);
+        PassLine line{c.texts[1], drawn.centres.mid(c.unread),
+                      LineRouting::inkBox(drawn.image, drawn.image.rect(), 255)};
+        for (qsizetype i = 0; i < c.off.size(); ++i) {
+            line.centres[i] += c.off[i];
+        }
+        line.words = {PassWord{line.text, line.box, 80}};
+        PassLine other = line;
+        other.text = other.words[0].text = c.texts[2];
+        auto choice = ScriptChoice::choose(drawn.image, RecognitionPass{.lines = {line}},
+                                           RecognitionPass{.lines = {other}}, RecognitionPass{});
+        EXPECT_EQ(choice->scripts, QList<Script>{c.script}) << c.texts[0].toStdString();
     }
-    line.words = {PassWord{line.text, line.box, 80}};
-    PassLine other = line;
-    other.text = other.words[0].text = u"一 與之相關的設置。"_s;
-    auto choice = ScriptChoice::choose(drawn.image, RecognitionPass{.lines = {line}}, RecognitionPass{.lines = {other}},
-                                       RecognitionPass{});
-    EXPECT_EQ(choice->scripts, QList<Script>{Script::Simplified});
 }
 
 TEST(ScriptChoice, EachLineKeepsItsOwnScript)
