@@ -34,6 +34,12 @@ void matchBracketsAcrossLines(QStringList &lines);
  */
 constexpr double fullWidthRoom = 0.8;
 
+/**
+ * The share of a cell that must stand empty before a colon, semicolon, question or exclamation mark at a line's end
+ * for it to count as full-width (centred in its cell, as Traditional fonts draw it).
+ */
+constexpr double fullWidthEndGap = 0.3;
+
 } // namespace PunctuationWidth
 
 } // namespace Tessary
