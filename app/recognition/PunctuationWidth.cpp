@@ -349,6 +349,17 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
             // The room between the neighbours' ink holds the mark's whole cell and the neighbours' side bearings.
             const int room = runs[nearest + 1].start - runs[nearest - 1].end - 1;
             full = room > fullWidthRoom * cell;
+            // A full-width bracket stands at the inner side of its cell, leaving most of the cell empty outside it; an
+            // ASCII one has a word space there at most. That gap tells them apart more surely than the whole room,
+            // whose bracket and inner gap differ from font to font. Beside a mark, the mark's own empty half would
+            // count.
+            const bool opening = pair->ascii == u'(';
+            const qsizetype outside = neighbour(text, i, opening ? -1 : 1);
+            if ((opening || pair->ascii == u')') && outside >= 0 && text.at(outside).isLetterOrNumber()) {
+                const int gap = opening ? runs[nearest].start - runs[nearest - 1].end - 1
+                                        : runs[nearest + 1].start - runs[nearest].end - 1;
+                full = gap > fullWidthBracketGap * cell;
+            }
         } else if (nearest != runs.size() && nearest != 0 && nearest + 1 == runs.size() &&
                    QStringView(u":;?!").contains(QChar(pair->ascii)) && neighbour(text, i, 1) < 0 &&
                    runs[nearest].end - runs[nearest].start + 1 <= 0.5 * cell) {
