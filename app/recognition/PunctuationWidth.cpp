@@ -146,11 +146,32 @@ void matchBrackets(QString &text, const std::vector<Evidence> &judged)
         } else if ((c == u')' || c == u'\uff09') && !open.isEmpty()) {
             const qsizetype o = open.takeLast();
             const bool wide = text.at(o) == u'\uff08';
-            if (judged[size_t(o)] > judged[size_t(i)]) {
+            // An ASCII bracket with no Chinese on either side (`$(user.display)`) could not have been full-width:
+            // its partner is ASCII as well.
+            const bool latinOpen = !wide && !hanBeside(text, o), latinClose = c == u')' && !hanBeside(text, i);
+            if (judged[size_t(o)] > judged[size_t(i)] || (latinOpen && judged[size_t(o)] == judged[size_t(i)])) {
                 text[i] = wide ? QChar(0xff09) : QChar(u')');
-            } else if (judged[size_t(i)] > judged[size_t(o)]) {
+            } else if (judged[size_t(i)] > judged[size_t(o)] ||
+                       (latinClose && judged[size_t(o)] == judged[size_t(i)])) {
                 text[o] = c == u'\uff09' ? QChar(0xff08) : QChar(u'(');
             }
+        }
+    }
+}
+
+/**
+ * At small sizes readers take a full-width opening bracket for 〈 (`从 0〈左对齐）`): one with no 〉 after it whose
+ * closing bracket follows is an opening bracket.
+ */
+void pairAngleBrackets(QString &text)
+{
+    for (qsizetype i = text.indexOf(u'〈'); i >= 0; i = text.indexOf(u'〈', i + 1)) {
+        qsizetype close = i + 1;
+        while (close < text.size() && !QStringView(u")）〈〉").contains(text.at(close))) {
+            ++close;
+        }
+        if (close < text.size() && (text.at(close) == u')' || text.at(close) == u'）')) {
+            text[i] = QChar(0xff08);
         }
     }
 }
@@ -207,11 +228,13 @@ std::vector<Run> inkRuns(const std::vector<int> &contrast, int inkContrast, doub
 
 } // namespace
 
-QString settle(const QString &text, const QList<float> &centres, const QImage &source, int background)
+QString settle(const QString &read, const QList<float> &centres, const QImage &source, int background)
 {
-    if (centres.size() != text.size() || source.isNull()) {
-        return text;
+    if (centres.size() != read.size() || source.isNull()) {
+        return read;
     }
+    QString text = read;
+    pairAngleBrackets(text);
     const QImage crop = source.convertToFormat(QImage::Format_RGB888);
     constexpr int inkContrast = 48;
     std::vector<int> contrast(size_t(crop.width()), 0); // the strongest ink of each column
@@ -326,6 +349,27 @@ QString settle(const QString &text, const QList<float> &centres, const QImage &s
             // The room between the neighbours' ink holds the mark's whole cell and the neighbours' side bearings.
             const int room = runs[nearest + 1].start - runs[nearest - 1].end - 1;
             full = room > fullWidthRoom * cell;
+            // A full-width bracket stands at the inner side of its cell, leaving most of the cell empty outside it; an
+            // ASCII one has a word space there at most. That gap tells them apart more surely than the whole room,
+            // whose bracket and inner gap differ from font to font. Beside a mark, the mark's own empty half would
+            // count.
+            const bool opening = pair->ascii == u'(';
+            const qsizetype outside = neighbour(text, i, opening ? -1 : 1);
+            if ((opening || pair->ascii == u')') && outside >= 0 && text.at(outside).isLetterOrNumber()) {
+                const int gap = opening ? runs[nearest].start - runs[nearest - 1].end - 1
+                                        : runs[nearest + 1].start - runs[nearest].end - 1;
+                full = gap > fullWidthBracketGap * cell;
+            }
+        } else if (nearest != runs.size() && nearest != 0 && nearest + 1 == runs.size() &&
+                   QStringView(u":;?!").contains(QChar(pair->ascii)) && neighbour(text, i, 1) < 0 &&
+                   runs[nearest].end - runs[nearest].start + 1 <= 0.5 * cell) {
+            // At the line's end only the room before the mark shows. Traditional fonts centre a full-width mark in
+            // its cell, so a third of a cell stands empty before it; an ASCII mark stands close after the character
+            // before it. Simplified fonts put theirs at the left of the cell, as close as an ASCII one: left as read.
+            if (runs[nearest].start - runs[nearest - 1].end - 1 <= fullWidthEndGap * cell) {
+                continue;
+            }
+            full = true;
         } else {
             // The mark's ink touches a neighbour's (small sizes) or was not found: the reader's positions of the
             // characters on either side are two cells apart around a full-width mark, one and a half around an
