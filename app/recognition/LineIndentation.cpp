@@ -9,6 +9,7 @@
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/GreyLevel.h"
 #include "app/recognition/LineRouting.h"
+#include "app/recognition/MonospaceInk.h"
 
 namespace Tessary::LineIndentation {
 
@@ -27,8 +28,7 @@ bool positioned(const PassLine &line)
     return !line.centres.isEmpty() && line.centres.size() == line.text.size();
 }
 
-/** Grey levels between ink and background; anti-aliased edges below this count as background. */
-constexpr int inkContrast = 48;
+using MonospaceInk::inkContrast;
 
 /**
  * Where the line's first cell starts. A monospaced glyph stands in the middle of its cell, however narrow its ink
@@ -353,12 +353,11 @@ QStringList withBlankLines(const QStringList &lines, const RecognitionPass &pass
     return spaced;
 }
 
-} // namespace
-
-double cellOf(const RecognitionPass &pass)
+/** The steps between neighbouring characters on the grid, and the distances of two with one space between them. */
+std::pair<std::vector<double>, std::vector<double>> stepsOf(const RecognitionPass &pass)
 {
     std::vector<double> steps;
-    std::vector<double> spaced; // the distance of two characters with one space between them
+    std::vector<double> spaced;
     for (const PassLine &line : pass.lines) {
         if (!positioned(line)) {
             continue;
@@ -373,13 +372,26 @@ double cellOf(const RecognitionPass &pass)
             }
         }
     }
+    return {steps, spaced};
+}
+
+/** The usual step between neighbouring characters, or 0 with too few of them to see a grid. */
+double usualStep(std::vector<double> steps)
+{
     // Enough neighbours to see the grid: in a proportional font an "i" beside an "m" is far off the usual step.
     if (steps.size() < 8) {
         return 0;
     }
-    std::vector<double> sorted = steps;
-    std::nth_element(sorted.begin(), sorted.begin() + long(sorted.size() / 2), sorted.end());
-    double cell = sorted[sorted.size() / 2];
+    std::nth_element(steps.begin(), steps.begin() + long(steps.size() / 2), steps.end());
+    return std::max(steps[steps.size() / 2], 0.0);
+}
+
+} // namespace
+
+double cellOf(const RecognitionPass &pass)
+{
+    auto [steps, spaced] = stepsOf(pass);
+    double cell = usualStep(steps);
     if (cell <= 0) {
         return 0;
     }
@@ -408,9 +420,13 @@ double cellOf(const RecognitionPass &pass)
 
 QStringList indented(const QImage &image, const QStringList &lines, const RecognitionPass &pass)
 {
+    const int background = LineRouting::backgroundGrey(image);
     double cell = cellOf(pass);
-    // Without a cell from the characters' positions, the ends of the lines may still give one; it is trusted with
-    // the indentation alone, and only where every line starts a whole number of cells from the others.
+    if (cell <= 0) {
+        cell = MonospaceInk::cellOf(image, pass, usualStep(stepsOf(pass).first), background);
+    }
+    // Without a cell from the characters' positions or their ink, the ends of the lines may still give one; it is
+    // trusted with the indentation alone, and only where every line starts a whole number of cells from the others.
     const bool fromEnds = cell <= 0 && lines.size() >= 2;
     if (fromEnds) {
         cell = cellFromEnds(pass);
@@ -430,7 +446,6 @@ QStringList indented(const QImage &image, const QStringList &lines, const Recogn
     if (lines.size() < 2) {
         return result;
     }
-    const int background = LineRouting::backgroundGrey(image);
     std::vector<std::optional<double>> starts;
     double least = 0;
     bool any = false;

@@ -10,7 +10,8 @@ namespace Tessary {
 /**
  * Code keeps its indentation: in monospaced text every line starts on the cell grid, and how far it starts to the
  * right of the least indented line, in cells, is the number of spaces in front of it. Tesseract drops leading
- * white space; the positions of the characters still show it. Proportional text has no grid and stays as it is.
+ * white space; the positions of the characters, or their ink, still show it. Proportional text has no grid and stays as
+ * it is.
  */
 namespace LineIndentation {
 

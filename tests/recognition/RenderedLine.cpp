@@ -48,10 +48,11 @@ RenderedLine renderLine(const QString &text, const QFont &font)
 }
 
 QImage renderText(const QStringList &lines, const QString &family, int pixelSize, const QColor &foreground,
-                  const QColor &background)
+                  const QColor &background, QFont::HintingPreference hinting)
 {
     QFont font(family);
     font.setPixelSize(pixelSize);
+    font.setHintingPreference(hinting);
     const QFontMetrics metrics(font);
     const int lineHeight = metrics.lineSpacing() + pixelSize / 3;
     int width = 0;

@@ -23,8 +23,11 @@ RenderedLine renderLine(const QString &text, const QFont &font);
 
 QFont fontOf(const QString &family, int pixelSize);
 
-/** Renders lines of text the way a screen shows them: anti-aliased glyphs, one colour, a small margin. */
+/**
+ * Renders lines of text the way a screen shows them: anti-aliased glyphs, one colour, a small margin; hinted as
+ * desktop toolkits draw, or not as browsers do.
+ */
 QImage renderText(const QStringList &lines, const QString &family, int pixelSize, const QColor &foreground = Qt::black,
-                  const QColor &background = Qt::white);
+                  const QColor &background = Qt::white, QFont::HintingPreference hinting = QFont::PreferDefaultHinting);
 
 } // namespace Tessary::Test
