@@ -266,6 +266,23 @@ double wholeShapes(const QImage &glyph, const QList<int> &sizes, char16_t simpli
     return match(traditionalForm) - match(simplifiedForm);
 }
 
+/**
+ * The glyph with ground around it. A glyph at the edge of a region cut tightly around its text (a label at the edge of
+ * the selection) is cut there, and a drawing of a candidate a pixel taller than what the edge leaves of it could stand
+ * nowhere. The two forms of one character are compared on the glyph as it is: placed partly over that ground, the
+ * drawings of 图 and 圖 fitted a bold 图 leaning Traditional.
+ */
+QImage withGround(const QImage &ink)
+{
+    constexpr int margin = 2;
+    QImage padded(ink.width() + 2 * margin, ink.height() + 2 * margin, QImage::Format_Grayscale8);
+    padded.fill(0);
+    for (int y = 0; y < ink.height(); ++y) {
+        std::copy_n(ink.constScanLine(y), ink.width(), padded.scanLine(y + margin) + margin);
+    }
+    return padded;
+}
+
 /** The best fit of the glyph among the ways the desktop may have drawn the two forms at about the em size. */
 Fit mixOfForms(const QImage &glyph, int em, char16_t simplifiedForm, char16_t traditionalForm)
 {
@@ -324,13 +341,13 @@ std::optional<double> fittedShare(const QImage &ink, int em, char16_t first, cha
     if (ink.isNull() || em <= 0 || em > desktopEm) {
         return std::nullopt;
     }
-    const Fit fit = mixOfForms(ink, em, first, second);
+    const Fit fit = mixOfForms(withGround(ink), em, first, second);
     return fit.explained >= fitsWell ? std::optional(fit.share) : std::nullopt;
 }
 
 double drawnMatch(const QImage &ink, int em, char16_t character)
 {
-    return ink.isNull() || em <= 0 ? -1 : bestMatch(ink, drawn(character, em));
+    return ink.isNull() || em <= 0 ? -1 : bestMatch(withGround(ink), drawn(character, em));
 }
 
 } // namespace Tessary::GlyphForms

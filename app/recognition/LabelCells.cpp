@@ -50,6 +50,12 @@ constexpr double filledAtLeast = 0.5;
 /** The fewest and most characters a label counted from its ink may have: longer lines give no sure count. */
 constexpr qsizetype mostCells = 10;
 
+/**
+ * How many characters more than its cells a label's reading may hold: a glyph or two read as two characters each
+ * (及 as 有太). The ink of such a reading is counted as far, so that a longer line's own count stands.
+ */
+constexpr qsizetype mostSplit = 2;
+
 /** Tesseract's reading of a cell stands against the line model's from this confidence (0 to 100). */
 constexpr float tesseractSureFrom = 70;
 
@@ -141,8 +147,9 @@ Alone readAlone(const QImage &image, const Cells &cells, qsizetype k, int backgr
  * The reading's characters laid on the cells: the fewest changes that turn the reading into the cells' own readings
  * (compared in their Simplified forms), ties going to the characters nearest their share of the line's width. A
  * character on a cell stays where the cell alone reads otherwise (the reading had the line's context), unless both
- * models read the cell alike or a cell beside it has no character of the reading: then it is more often two glyphs
- * read as one (邏輯 as 邂). An empty cell takes its own reading; a character without a cell goes.
+ * models read the cell alike, a cell beside it has no character of the reading (two glyphs read as one: 邏輯 as 邂) or
+ * a character beside it in the reading has no cell (one glyph read as two: 及 as 有太). An empty cell takes its own
+ * reading; a character without a cell goes.
  */
 QString laidOnCells(const QString &text, const QList<Alone> &alone)
 {
@@ -182,14 +189,23 @@ QString laidOnCells(const QString &text, const QList<Alone> &alone)
             --k; // a cell the reading left empty
         }
     }
+    std::vector<bool> placed(size_t(m), false);
+    for (const qsizetype j : on) {
+        if (j >= 0) {
+            placed[size_t(j)] = true;
+        }
+    }
     QString laid;
     for (qsizetype k = 0; k < n; ++k) {
         const qsizetype j = on[size_t(k)];
         const auto filled = [&](qsizetype c) {
             return c >= 0 && c < n && on[size_t(c)] < 0 && !alone[c].text.isEmpty();
         };
-        const bool besideEmpty = filled(k - 1) || filled(k + 1);
-        laid += j >= 0 && (same(j, k) || alone[k].text.isEmpty() || !(alone[k].agreed || besideEmpty))
+        const auto dropped = [&](qsizetype c) { return c >= 0 && c < m && !placed[size_t(c)]; };
+        // A character beside one that has no cell is half of a glyph read as two (及 as 有太).
+        const bool split = j >= 0 && (dropped(j - 1) || dropped(j + 1));
+        laid += j >= 0 && (same(j, k) || alone[k].text.isEmpty() ||
+                           !(alone[k].agreed || filled(k - 1) || filled(k + 1) || split))
                     ? QString(text.at(j))
                     : alone[k].text;
     }
@@ -197,9 +213,9 @@ QString laidOnCells(const QString &text, const QList<Alone> &alone)
 }
 
 /** A short line of Chinese characters only, in a Chinese script, as interface labels are. */
-bool isLabel(const PassLine &line, Script script, const QString &text)
+bool isLabel(const PassLine &line, Script script, const QString &text, qsizetype longest = mostCells)
 {
-    return script != Script::Latin && allHan(text) && text.size() <= mostCells &&
+    return script != Script::Latin && allHan(text) && text.size() <= longest &&
            line.box.width() <= ChineseRecovery::longestLabel * std::max(1, line.box.height());
 }
 
@@ -331,7 +347,7 @@ Cells cellsOf(const QImage &image, const QRect &box, int background)
     // Of the counts whose cells are about an em wide, the one whose parts cross the least ink stands.
     Cells best;
     double bestScore = partsAtMost;
-    for (qsizetype count = 1; count <= mostCells; ++count) {
+    for (qsizetype count = 1; count <= mostCells + mostSplit; ++count) {
         const double pitch = width / double(count);
         const double stray = std::abs(pitch / em - 1);
         if (stray > cellTolerance) {
@@ -396,12 +412,13 @@ void complete(const QImage &image, ScriptChoice::Choice &choice, QStringList &li
     const RecognitionPass &pass = choice.pass;
     for (qsizetype i = 0; i < pass.lines.size() && i < lines.size() && i < choice.scripts.size(); ++i) {
         const QString text = lines[i];
-        if (!isLabel(pass.lines[i], choice.scripts[i], text)) {
+        if (!isLabel(pass.lines[i], choice.scripts[i], text, mostCells + mostSplit)) {
             continue;
         }
         const QRect box = withInkBeside(image, pass, i, background);
         const Cells cells = cellsOf(image, box, background);
-        if (cells.count() == 0 || cells.count() == text.size() || std::abs(cells.count() - text.size()) > 2) {
+        if (cells.count() == 0 || cells.count() > mostCells || cells.count() == text.size() ||
+            std::abs(cells.count() - text.size()) > mostSplit) {
             continue;
         }
         QList<Alone> alone;

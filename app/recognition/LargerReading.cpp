@@ -87,11 +87,15 @@ QString readLarger(const QImage &image, const QRect &ink, Script script)
             row[x] = uchar(std::clamp(255 * (row[x] - darkest) / (ground - darkest), 0, 255));
         }
     }
-    // Bold glyphs brought that large are now and then read as nothing at all; a little smaller they are read.
+    // Bold glyphs brought that large are now and then read as nothing at all; a little smaller they are read. Blurred
+    // glyphs (unhinted, at fractions of a pixel) brought that large are now and then taken for no text at all by the
+    // engine's layout analysis, which a raw line skips.
     QString reading;
-    engine->SetPageSegMode(tesseract::PSM_SINGLE_LINE);
-    for (const double height : {readInkHeight, smallerInkHeight}) {
+    for (const auto &[height, mode] :
+         {std::pair{readInkHeight, tesseract::PSM_SINGLE_LINE}, std::pair{smallerInkHeight, tesseract::PSM_SINGLE_LINE},
+          std::pair{readInkHeight, tesseract::PSM_RAW_LINE}}) {
         const QImage scaled = ImagePreparation::scaled(grey, std::max(1.0, height / double(ink.height())));
+        engine->SetPageSegMode(mode);
         engine->SetImage(scaled.constBits(), scaled.width(), scaled.height(), 1, int(scaled.bytesPerLine()));
         const std::unique_ptr<char[]> text(engine->GetUTF8Text());
         engine->Clear();

@@ -259,8 +259,28 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
             if (!centre) {
                 return false;
             }
-            const double likeness = ScriptChoice::traditionalLikeness(image, *centre, em, background,
-                                                                      checked.at(at).unicode(), candidate.unicode());
+            // The line's script is settled later: the glyph may be the other form of the character read (蘭, where
+            // the line is read as Simplified so far) or of the candidate (叠 for 疊), so the candidate's likeliest form
+            // must look more like it than each form of the character read.
+            const auto forms = [&](QChar c) {
+                QString all(c);
+                for (const QString &form :
+                     {ScriptVariants::toTraditional(QString(c), hint), ScriptVariants::toSimplified(QString(c))}) {
+                    if (form.size() == 1 && !all.contains(form.at(0))) {
+                        all += form;
+                    }
+                }
+                return all;
+            };
+            double likeness = -2;
+            for (const QChar shown : forms(candidate)) {
+                double against = 2;
+                for (const QChar read : forms(checked.at(at))) {
+                    against = std::min(against, ScriptChoice::traditionalLikeness(image, *centre, em, background,
+                                                                                  read.unicode(), shown.unicode()));
+                }
+                likeness = std::max(likeness, against);
+            }
             qCDebug(lcWords) << checked << "at" << at << checked.at(at) << "->" << candidate << "of" << candidates[at]
                              << "likeness" << likeness;
             return likeness > (read[at].contains(candidate) ? -plainlyOther : clearlyLike);

@@ -291,7 +291,8 @@ TEST(LabelCells, LabelsHoldAsManyCharactersAsTheirInkHasCells)
         QStringList asRead;                              // one line each, parted where its cells meet
     } cases[] = {{u"標準輸出"_s, {u"標輸出"_s}},         // a character dropped
                  {u"幾內亞法郎"_s, {u"幾內亞法人郎"_s}}, // a glyph read as two
-                 {u"關鍵字"_s, {u"關"_s, u"鍵字"_s}}};   // found as two lines
+                 {u"聖克里斯多福及尼維斯"_s, {u"聖克里斯多福有太尼維斯"_s}}, // ... beside a character
+                 {u"關鍵字"_s, {u"關"_s, u"鍵字"_s}}};                       // found as two lines
     for (auto c : cases) {
         const QImage ink =
             Tessary::Test::renderText({c.text}, u"Noto Sans CJK TC"_s, 13).convertToFormat(QImage::Format_RGB888);
