@@ -140,7 +140,14 @@ QList<Run> findRuns(const QImage &image, const QRect &box, int baseline, double 
         // An underline runs on under the neighbouring letters; an underscore ends where its cell ends.
         const bool underline = ruledColumns(columns, x - 1, -1, beside, top, bottom) > 0.6 * pitch &&
                                ruledColumns(columns, end + 1, 1, beside, top, bottom) > 0.6 * pitch;
-        if (length >= 0.6 * pitch && !underline) {
+        // Below a baseline the engine gave too low, the foot of a glyph (the bar of "」") stands where a rule would;
+        // a foot is joined to its stem.
+        const auto stem = [&](int at) {
+            return at >= 0 && at < int(columns.size()) && columns[size_t(at)].top >= 0 &&
+                   columns[size_t(at)].top <= ground && columns[size_t(at)].bottom >= top;
+        };
+        const bool foot = top <= baseline && (stem(x - 1) || stem(end + 1));
+        if (length >= 0.6 * pitch && !underline && !foot) {
             runs.append({area.left() + x, area.left() + end, std::max(1, int(std::lround(length / pitch - 0.1)))});
         }
         x = end + 1;
