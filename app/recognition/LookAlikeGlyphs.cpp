@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <optional>
-#include <utility>
 #include <vector>
 
 #include "app/recognition/GreyLevel.h"
@@ -61,103 +59,6 @@ bool isDigit(QChar c)
 bool isLetter(QChar c)
 {
     return ((c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z')) && c != u'l' && c != u'I' && c != u'L';
-}
-
-/** A row of a mark holds at least this much ink (in pixels of full ink). */
-constexpr double markRow = 0.15;
-
-/**
- * How far the lower half of the mark at middle (a quote mark at the top of the line) stands right of its upper half,
- * in pixels, and the mark's height; nothing where the cell's top holds no mark of one piece in height.
- */
-std::optional<std::pair<double, int>> slantAt(const QImage &image, const PassLine &line, double middle, double cell,
-                                              int background)
-{
-    const int top = std::max(0, line.box.top() - 1);
-    const int bottom = line.box.top() + int(0.6 * (line.baseline - line.box.top()));
-    const QRect area =
-        QRect(QPoint(int(std::lround(middle - cell / 2)), top), QPoint(int(std::lround(middle + cell / 2)) - 1, bottom))
-            .intersected(image.rect());
-    if (area.width() < 3 || area.height() < 4) {
-        return std::nullopt;
-    }
-    int darkest = 0;
-    for (int y = area.top(); y <= area.bottom(); ++y) {
-        for (int x = area.left(); x <= area.right(); ++x) {
-            darkest = std::max(darkest, std::abs(greyOf(image.constScanLine(y) + 3 * x) - background));
-        }
-    }
-    if (darkest < 24) {
-        return std::nullopt;
-    }
-    // Each row's ink and where it balances.
-    std::vector<std::pair<double, double>> rows; // weight, mean x
-    for (int y = area.top(); y <= area.bottom(); ++y) {
-        double weight = 0, moment = 0;
-        for (int x = area.left(); x <= area.right(); ++x) {
-            const double ink = std::abs(greyOf(image.constScanLine(y) + 3 * x) - background) / double(darkest);
-            if (ink >= faint) {
-                weight += ink;
-                moment += ink * x;
-            }
-        }
-        rows.emplace_back(weight, weight > 0 ? moment / weight : 0);
-    }
-    size_t first = 0;
-    while (first < rows.size() && rows[first].first < markRow) {
-        ++first;
-    }
-    size_t last = first;
-    while (last + 1 < rows.size() && rows[last + 1].first >= markRow) {
-        ++last;
-    }
-    for (size_t y = last + 1; y < rows.size(); ++y) {
-        if (rows[y].first >= markRow) {
-            return std::nullopt; // more ink below: not a mark alone at the top
-        }
-    }
-    const int height = int(last - first + 1);
-    if (first >= rows.size() || height < 3) {
-        return std::nullopt;
-    }
-    const auto meanOf = [&](size_t from, size_t to) {
-        double weight = 0, moment = 0;
-        for (size_t y = from; y <= to; ++y) {
-            weight += rows[y].first;
-            moment += rows[y].first * rows[y].second;
-        }
-        return moment / weight;
-    };
-    const size_t half = size_t(height / 2);
-    return std::pair(meanOf(last + 1 - half, last) - meanOf(first, first + half - 1), height);
-}
-
-/** The fewest pixels, and the least share of its height, a backtick's foot stands right of its head. */
-constexpr double leastSlant = 0.5;
-constexpr double leastSlantShare = 0.1;
-
-/**
- * A code font's backtick is a stroke leaning down to the right; the engines read it as a quote mark ("`file`" as
- * "‘file’"), whose strokes stand upright or lean the other way.
- */
-void writeBackticks(const QImage &image, RecognitionPass &pass, double imageCell, int background)
-{
-    for (PassLine &line : pass.lines) {
-        if (line.centres.size() != line.text.size() || line.box.isEmpty() || line.baseline < 0) {
-            continue;
-        }
-        const double lineCell = MonospaceSpacing::cellOf(line.text, line.centres);
-        for (qsizetype i = 0; i < line.text.size(); ++i) {
-            const QChar c = line.text.at(i);
-            if (c != u'\'' && c != u'‘' && c != u'’') {
-                continue;
-            }
-            const auto slant = slantAt(image, line, line.centres[i], lineCell > 0 ? lineCell : imageCell, background);
-            if (slant && slant->first >= std::max(leastSlant, leastSlantShare * slant->second)) {
-                line.text[i] = u'`';
-            }
-        }
-    }
 }
 
 } // namespace
@@ -274,7 +175,6 @@ void settle(const QImage &image, RecognitionPass &pass)
     const int background = LineRouting::backgroundGrey(image);
     const double imageCell = LineIndentation::cellOf(pass);
     if (imageCell > 0) {
-        writeBackticks(image, pass, imageCell, background);
         straightenQuotes(pass);
     }
     struct Candidate

@@ -37,8 +37,8 @@ void straightenQuotes(RecognitionPass &pass);
 
 /**
  * Writes every "1", "l" and "L" of the pass's monospaced lines as its glyph shows it; image is the RGB888 screen. An
- * "L" is told from an "l" only where the font's sure letters l have a serif at the top left. Their quote marks are
- * settled first: a mark leaning down to the right is a backtick, curly ones beside straight ones are straight.
+ * "L" is told from an "l" only where the font's sure letters l have a serif at the top left. Their quotes are
+ * straightened first.
  */
 void settle(const QImage &image, RecognitionPass &pass);
 
