@@ -33,6 +33,14 @@ int ruledColumns(const std::vector<Column> &columns, int x, int step, int limit,
     return count;
 }
 
+/** Below this contrast with the ground a pixel is noise (compression, a neighbour's anti-aliasing). */
+constexpr int faintContrast = 16;
+
+bool isDash(QChar c)
+{
+    return c == u'-' || c == u'‐' || c == u'–' || c == u'—' || c == u'~';
+}
+
 bool isReplaceable(QChar c)
 {
     return c == u'_' || c == u' ';
@@ -65,22 +73,49 @@ QList<Run> findRuns(const QImage &image, const QRect &box, int baseline, double 
     // Thin rules are anti-aliased over two rows, each fainter than the letters' stems.
     const int contrast = std::max(24, int(0.35 * strongest));
     std::vector<Column> columns(size_t(area.width()));
+    std::vector<Column> faint(size_t(area.width()));
+    std::vector<int> faintSum(size_t(area.width()), 0);
     for (int y = area.top(); y <= area.bottom(); ++y) {
         const uchar *row = image.constScanLine(y);
         for (int x = area.left(); x <= area.right(); ++x) {
-            if (std::abs(greyAt(row, x) - background) > contrast) {
-                Column &column = columns[size_t(x - area.left())];
+            const int ink = std::abs(greyAt(row, x) - background);
+            const auto mark = [&](std::vector<Column> &of) {
+                Column &column = of[size_t(x - area.left())];
                 if (column.top < 0) {
                     column.top = y;
                 }
                 column.bottom = y;
+            };
+            if (ink > contrast) {
+                mark(columns);
+            }
+            if (ink > faintContrast) {
+                mark(faint);
+                faintSum[size_t(x - area.left())] += ink;
             }
         }
     }
 
+    // The engine's baseline sits a row or two low now and then, pulled down by the rules themselves: the letters
+    // stand where most of their columns end.
+    std::vector<int> feet(3, 0);
+    for (const Column &column : columns) {
+        if (column.top >= 0 && column.top < baseline - 2 && column.bottom < baseline && column.bottom >= baseline - 3) {
+            ++feet[size_t(baseline - 1 - column.bottom)];
+        }
+    }
+    const int raised = int(std::max_element(feet.cbegin(), feet.cend()) - feet.cbegin());
+    const int ground = baseline - raised;
+    // Drawn at a fraction of a pixel, a rule thinner than a pixel splits its ink between two rows, neither of them as
+    // dark as a stem: together they are.
+    for (size_t x = 0; x < columns.size(); ++x) {
+        if (columns[x].top < 0 && faint[x].top > ground && faintSum[x] > contrast) {
+            columns[x] = faint[x];
+        }
+    }
     const int thickest = std::max(2, int(std::lround(0.12 * box.height())));
     auto isRule = [&](const Column &column) {
-        return column.top > baseline && column.bottom <= last &&
+        return column.top > ground && column.bottom <= last &&
                (last == area.bottom() || column.bottom < area.bottom()) && column.bottom - column.top + 1 <= thickest;
     };
     for (int x = 0; x < int(columns.size());) {
@@ -105,7 +140,14 @@ QList<Run> findRuns(const QImage &image, const QRect &box, int baseline, double 
         // An underline runs on under the neighbouring letters; an underscore ends where its cell ends.
         const bool underline = ruledColumns(columns, x - 1, -1, beside, top, bottom) > 0.6 * pitch &&
                                ruledColumns(columns, end + 1, 1, beside, top, bottom) > 0.6 * pitch;
-        if (length >= 0.6 * pitch && !underline) {
+        // Below a baseline the engine gave too low, the foot of a glyph (the bar of "」") stands where a rule would;
+        // a foot is joined to its stem.
+        const auto stem = [&](int at) {
+            return at >= 0 && at < int(columns.size()) && columns[size_t(at)].top >= 0 &&
+                   columns[size_t(at)].top <= ground && columns[size_t(at)].bottom >= top;
+        };
+        const bool foot = top <= baseline && (stem(x - 1) || stem(end + 1));
+        if (length >= 0.6 * pitch && !underline && !foot) {
             runs.append({area.left() + x, area.left() + end, std::max(1, int(std::lround(length / pitch - 0.1)))});
         }
         x = end + 1;
@@ -158,9 +200,12 @@ void apply(const QList<Run> &runs, double pitch, QString &text, QList<float> &ce
             return centres[i] < run.left ? run.left - centres[i]
                                          : (centres[i] > run.right ? centres[i] - run.right : 0.0);
         };
-        // Only the characters near the run: a stretch of spaces and underscores may hold the next run too.
+        // Only the characters near the run: a stretch of spaces and underscores may hold the next run too. A dash
+        // placed over the run is the engine's reading of one of its underscores ("__attribute__" read "_-attribute__"):
+        // the run's columns hold no ink above the baseline.
         auto candidate = [&](qsizetype i) {
-            return isReplaceable(text.at(i)) && !taken[size_t(i)] && distance(i) <= window;
+            const bool over = isDash(text.at(i)) && centres[i] >= run.left && centres[i] <= run.right;
+            return (isReplaceable(text.at(i)) || over) && !taken[size_t(i)] && distance(i) <= window;
         };
         qsizetype bestFirst = -1, bestLast = -1;
         double best = window;
@@ -248,12 +293,15 @@ void dropPhantoms(const QImage &image, const QRect &box, int baseline, double pi
         }
         const int left = std::max(0, int(std::lround(centres[i] - 0.35 * pitch)));
         const int right = std::min(image.width() - 1, int(std::lround(centres[i] + 0.35 * pitch)));
+        // A faint rule's ink is spread over two rows: a column's ink below the baseline is summed.
         bool ink = false;
-        for (int y = top; y <= bottom && !ink; ++y) {
-            const uchar *row = image.constScanLine(y);
-            for (int x = left; x <= right && !ink; ++x) {
-                ink = std::abs(greyAt(row, x) - background) > 48;
+        for (int x = left; x <= right && !ink; ++x) {
+            int sum = 0;
+            for (int y = top; y <= bottom; ++y) {
+                const int contrast = std::abs(greyAt(image.constScanLine(y), x) - background);
+                sum += contrast > faintContrast ? contrast : 0;
             }
+            ink = sum > 48;
         }
         if (!ink && top <= bottom && left <= right) {
             text[i] = u' ';
