@@ -10,9 +10,6 @@ namespace Tessary::DoubledHyphens {
 
 namespace {
 
-/** Grey levels between ink and background; anti-aliased edges below this count as background. */
-constexpr int inkContrast = 48;
-
 struct Bar
 {
     int start;

@@ -13,9 +13,6 @@ namespace {
 
 using ChineseTextCleanup::isHan;
 
-/** Grey levels between ink and background; anti-aliased edges below this count as background. */
-constexpr int inkContrast = 48;
-
 struct Run
 {
     int start;

@@ -7,6 +7,8 @@
 #include <QFont>
 #include <QPainter>
 
+#include "app/recognition/GreyLevel.h"
+
 namespace Tessary::GlyphForms {
 
 namespace {
@@ -16,9 +18,6 @@ const char *const chineseFont = "Noto Sans CJK SC";
 
 /** The em size (pixels) at which a glyph of larger text and the forms it may be are compared. */
 constexpr int compareAt = 16;
-
-/** Grey levels between ink and background; anti-aliased edges below this count as background. */
-constexpr int inkContrast = 48;
 
 /**
  * The share of the glyph's variance the best drawing must explain for its mix of the forms to count: drawings of the

@@ -4,6 +4,9 @@
 
 namespace Tessary {
 
+/** Grey levels between ink and background; anti-aliased edges below this count as background. */
+constexpr int inkContrast = 48;
+
 /** The grey level (0 to 255) of an RGB888 pixel, its channels weighed as the eye weighs them. */
 inline int greyOf(const uchar *pixel)
 {

@@ -15,9 +15,6 @@ namespace {
 constexpr int smallText = 16;
 constexpr int readHeight = 30;
 
-/** Grey levels between ink and background; anti-aliased edges below this count as background. */
-constexpr int inkContrast = 48;
-
 /** The greys of one row or column, leaving out inset pixels at either end. */
 std::vector<int> greys(const QImage &image, int index, bool column, int inset)
 {

@@ -26,9 +26,6 @@ using ChineseTextCleanup::allHan;
 
 Q_LOGGING_CATEGORY(lcCells, "tessary.recognition.cells", QtInfoMsg)
 
-/** Grey levels between ink and ground; anti-aliased edges below this count as ground. */
-constexpr int inkContrast = 48;
-
 /** The height of a line of Chinese characters' ink in ems: at desktop sizes hinting brings it to about an em. */
 constexpr double inkHeightInEms = 1.0;
 

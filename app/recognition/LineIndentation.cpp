@@ -28,8 +28,6 @@ bool positioned(const PassLine &line)
     return !line.centres.isEmpty() && line.centres.size() == line.text.size();
 }
 
-using MonospaceInk::inkContrast;
-
 /**
  * Where the line's first cell starts. A monospaced glyph stands in the middle of its cell, however narrow its ink
  * ("(" starts a third of a cell in): the middle of the first glyph's ink, from the line's first inked column to the

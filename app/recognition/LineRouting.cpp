@@ -25,9 +25,6 @@ namespace {
 using ChineseTextCleanup::allHan;
 using ChineseTextCleanup::hasHan;
 
-/** Grey levels between ink and background; anti-aliased edges below this count as background. */
-constexpr int inkContrast = 48;
-
 /**
  * A line of Chinese characters only that holds fewer of them than its width has room for: Tesseract drops a
  * character of a small label now and then and keeps its ink in the line's box. Each character is about an em wide,

@@ -12,9 +12,6 @@ namespace Tessary::MissedLines {
 
 namespace {
 
-/** Grey levels between ink and background; anti-aliased edges below this count as background. */
-constexpr int inkContrast = 48;
-
 bool inkAt(const QImage &image, int x, int y, int background)
 {
     const uchar *pixel = image.constScanLine(y) + 3 * x;

@@ -13,9 +13,6 @@ namespace Tessary {
  */
 namespace MonospaceInk {
 
-/** Grey levels between ink and background; anti-aliased edges below this count as background. */
-constexpr int inkContrast = 48;
-
 /**
  * The cell width within a tenth of near when the glyphs of the pass's lines without Chinese characters stand on a
  * cell grid (each line its own phase), or 0; image is the RGB888 image the pass read, background its grey level.

@@ -236,7 +236,6 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
     QString text = read;
     pairAngleBrackets(text);
     const QImage crop = source.convertToFormat(QImage::Format_RGB888);
-    constexpr int inkContrast = 48;
     std::vector<int> contrast(size_t(crop.width()), 0); // the strongest ink of each column
     std::vector<int> inkTop(size_t(crop.width()), crop.height()), inkBottom(size_t(crop.width()), -1);
     int top = crop.height(), bottom = -1;

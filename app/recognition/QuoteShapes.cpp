@@ -13,9 +13,6 @@ namespace Tessary::QuoteShapes {
 
 namespace {
 
-/** Grey levels between ink and background; anti-aliased edges below this count as background. */
-constexpr int inkContrast = 48;
-
 /** How far (a share of their height) a quote's strokes must lean right on average for the quote to be a curly one. */
 constexpr double curlyLean = 0.07;
 

@@ -162,9 +162,6 @@ QList<float> glyphCentres(const PassLine &line, int em)
     return centres;
 }
 
-/** Grey levels between ink and ground; anti-aliased edges below this count as ground. */
-constexpr int inkContrast = 48;
-
 /** The ink of each column of the line's box: how many of its pixels differ from the ground by more than a shade. */
 std::vector<int> inkColumns(const QImage &image, const QRect &box, int background)
 {
