@@ -9,6 +9,7 @@
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/GreyLevel.h"
 #include "app/recognition/LineRouting.h"
+#include "app/recognition/LookAlikeGlyphs.h"
 #include "app/recognition/MonospaceInk.h"
 
 namespace Tessary::LineIndentation {
@@ -433,7 +434,9 @@ QStringList indented(const QImage &image, const QStringList &lines, const Recogn
         return lines;
     }
     QStringList result;
-    for (const QString &line : lines) {
+    // The line model reads some lines again after their quotes were straightened.
+    for (QString line : lines) {
+        LookAlikeGlyphs::straightenQuotes(line);
         result.append(narrowForms(line));
     }
     for (qsizetype i = 0; i < result.size() && !fromEnds; ++i) {

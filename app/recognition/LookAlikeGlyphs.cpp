@@ -155,17 +155,15 @@ Stroke strokeIn(const QImage &image, const QRect &cell, int baseline, int backgr
     return topLeft >= reaches ? Stroke::Ell : topLeft <= bare ? Stroke::Corner : Stroke::Tail;
 }
 
-void straightenQuotes(RecognitionPass &pass)
+void straightenQuotes(QString &line)
 {
-    for (PassLine &line : pass.lines) {
-        const bool doubles = line.text.contains(u'"');
-        const bool singles = line.text.contains(u'\'');
-        for (QChar &c : line.text) {
-            if (doubles && (c == u'“' || c == u'”')) {
-                c = u'"';
-            } else if (singles && (c == u'‘' || c == u'’')) {
-                c = u'\'';
-            }
+    const bool doubles = line.contains(u'"');
+    const bool singles = line.contains(u'\'');
+    for (QChar &c : line) {
+        if (doubles && (c == u'“' || c == u'”')) {
+            c = u'"';
+        } else if (singles && (c == u'‘' || c == u'’')) {
+            c = u'\'';
         }
     }
 }
@@ -175,7 +173,9 @@ void settle(const QImage &image, RecognitionPass &pass)
     const int background = LineRouting::backgroundGrey(image);
     const double imageCell = LineIndentation::cellOf(pass);
     if (imageCell > 0) {
-        straightenQuotes(pass);
+        for (PassLine &line : pass.lines) {
+            straightenQuotes(line.text);
+        }
     }
     struct Candidate
     {

@@ -29,11 +29,11 @@ enum class Stroke { Unknown, One, Ell, Corner, Tail };
 Stroke strokeIn(const QImage &image, const QRect &cell, int baseline, int background);
 
 /**
- * Typographic quotes in lines of monospaced text that hold straight ones as well, written straight: the engines read
- * the straight marks of a code font as curly now and then ("version": read “version"), and one line of code does
+ * Typographic quotes in a line of monospaced text that holds straight ones as well, written straight: the engines
+ * read the straight marks of a code font as curly now and then ("version": read “version"), and one line of code does
  * not mix the two.
  */
-void straightenQuotes(RecognitionPass &pass);
+void straightenQuotes(QString &line);
 
 /**
  * Writes every "1", "l" and "L" of the pass's monospaced lines as its glyph shows it; image is the RGB888 screen. An

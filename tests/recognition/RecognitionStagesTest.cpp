@@ -439,9 +439,12 @@ TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
     swap.centres.insert(4, (swap.centres[3] + swap.centres[4]) / 2);
     const RecognitionPass pass{{}, {PassLine{u"std: :swap(a, b);"_s, swap.centres, swap.box, {}, swap.baseline, 90}}};
     EXPECT_EQ(LineIndentation::indented(swap.image, {pass.lines[0].text}, pass), QStringList{u"std::swap(a, b);"_s});
-    // The line model's full-width marks are narrow ones in monospaced text, unless the line holds Chinese.
+    // The line model's full-width marks are narrow ones in monospaced text, unless the line holds Chinese, and its
+    // curly quotes straight beside straight ones.
     EXPECT_EQ(LineIndentation::indented(swap.image, {u"std::swap(a，b）;"_s}, pass),
               QStringList{u"std::swap(a, b);"_s});
+    EXPECT_EQ(LineIndentation::indented(swap.image, {u"std::swap(“a\", b);"_s}, pass),
+              QStringList{u"std::swap(\"a\", b);"_s});
     EXPECT_EQ(LineIndentation::indented(swap.image, {u"交换（a，b）"_s}, pass), QStringList{u"交换（a，b）"_s});
 }
 
