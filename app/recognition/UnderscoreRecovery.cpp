@@ -301,7 +301,7 @@ void dropPhantoms(const QImage &image, const QRect &box, int baseline, double pi
                 const int contrast = std::abs(greyAt(image.constScanLine(y), x) - background);
                 sum += contrast > faintContrast ? contrast : 0;
             }
-            ink = sum > 48;
+            ink = sum > inkContrast;
         }
         if (!ink && top <= bottom && left <= right) {
             text[i] = u' ';
