@@ -40,6 +40,13 @@ constexpr double farSurer = 25;
  */
 constexpr double faintLikeness = 0.03;
 
+/**
+ * The largest em at which the engine places a line's characters loosely enough for its glyphs to be looked for in the
+ * cells of the ink. Above it (desktop text) the engine's positions hold, and the search would only cost time where no
+ * drawing plainly fits the font.
+ */
+constexpr int placedLooselyUpTo = 16;
+
 /** How much more like one script's forms (per glyph) a line's glyphs must be to set it apart from its block. */
 constexpr double clearLikeness = 0.15;
 
@@ -352,7 +359,7 @@ Evidence evidenceOf(const QImage &image, int background, const PassLine &simplif
         // A label of Chinese characters only has its characters placed from its width already, and larger text is
         // placed well; the others are looked for in the cells of the ink, where a glyph the forms explain no better
         // than by chance says nothing.
-        const bool inCells = !label && em <= GlyphForms::desktopEm;
+        const bool inCells = !label && em <= placedLooselyUpTo;
         const double likeness =
             inCells ? likenessInCell(image, columns, simplified.box, centres[i], em, background, simplifiedForm,
                                      traditionalForm)
