@@ -308,8 +308,16 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
         // Two marks in a row (`)。`, `），`): placed late, the first lands on the second's ink, and the room around
         // that would be the second's. The first then has the narrow run just before it.
         const qsizetype next = neighbour(text, i, 1);
-        if (nearest != runs.size() && nearest > 0 && next == i + 1 && pairOf(text.at(next)) != nullptr &&
-            runOf(next) == nearest && runs[nearest - 1].end - runs[nearest - 1].start + 1 <= 0.5 * cell &&
+        // So is a mark placed late onto the ink of the character after it (`误，p` read on the `p`): when that
+        // character's place falls on the same run, and the run before is narrow and not the previous character's (a
+        // Chinese character's ink is not that narrow; the readers' places of all three fall late).
+        const qsizetype previous = neighbour(text, i, -1);
+        const bool onNeighbour =
+            nearest != runs.size() && nearest > 0 && runs[nearest].end - runs[nearest].start + 1 > 0.5 * cell &&
+            (previous < 0 || ChineseTextCleanup::isHan(text.at(previous).unicode()) || runOf(previous) != nearest - 1);
+        if (nearest != runs.size() && nearest > 0 && next >= 0 &&
+            ((next == i + 1 && pairOf(text.at(next)) != nullptr) || onNeighbour) && runOf(next) == nearest &&
+            runs[nearest - 1].end - runs[nearest - 1].start + 1 <= 0.5 * cell &&
             centres[i] - runs[nearest - 1].end <= cell) {
             --nearest;
         }
@@ -360,7 +368,7 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
                 full = gap > fullWidthBracketGap * cell;
             }
         } else if (nearest != runs.size() && nearest != 0 && nearest + 1 == runs.size() &&
-                   QStringView(u":;?!").contains(QChar(pair->ascii)) && neighbour(text, i, 1) < 0 &&
+                   QStringView(u",.:;?!").contains(QChar(pair->ascii)) && neighbour(text, i, 1) < 0 &&
                    runs[nearest].end - runs[nearest].start + 1 <= 0.5 * cell) {
             // At the line's end only the room before the mark shows. Traditional fonts centre a full-width mark in
             // its cell, so a third of a cell stands empty before it; an ASCII mark stands close after the character

@@ -19,7 +19,7 @@ namespace PunctuationWidth {
  * Returns text with the width of each punctuation mark settled from the crop the text was read from. centres
  * holds, for every UTF-16 unit of text, the x position (pixels of crop) where the reader saw it. A mark
  * becomes full-width only next to a Chinese character; marks at either end of the line are left as read, except a
- * colon, semicolon, question or exclamation mark ending it with the room of a centred full-width one before it.
+ * mark (not a bracket) ending it with the room of a centred full-width one before it.
  */
 QString settle(const QString &text, const QList<float> &centres, const QImage &crop, int background);
 
@@ -42,8 +42,8 @@ constexpr double fullWidthRoom = 0.8;
 constexpr double fullWidthBracketGap = 0.55;
 
 /**
- * The share of a cell that must stand empty before a colon, semicolon, question or exclamation mark at a line's end
- * for it to count as full-width (centred in its cell, as Traditional fonts draw it).
+ * The share of a cell that must stand empty before a mark (not a bracket) at a line's end for it to count as
+ * full-width (centred in its cell, as Traditional fonts draw it).
  */
 constexpr double fullWidthEndGap = 0.3;
 

@@ -44,7 +44,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 "打开文件，然后保存。再关闭；好吗？是的"},
                       WidthCase{"AsciiMarksBetweenHanStayAscii", "Noto Sans CJK TC", "資訊. 在除錯, 認證和配置",
                                 "資訊。 在除錯， 認證和配置", "資訊. 在除錯, 認證和配置"},
-                      WidthCase{"FullWidthMarkAtLineEnd", "Noto Sans CJK TC", "證和配置：", "證和配置:", "證和配置："},
+                      WidthCase{"FullWidthMarkAtLineEnd", "Noto Sans CJK TC", "證和配置，", "證和配置,", "證和配置，"},
                       WidthCase{"AsciiMarkAtLineEnd", "Noto Sans CJK TC", "認證和配置:", "認證和配置:", "認證和配置:"},
                       WidthCase{"BracketPairsKeepOneWidth", "DejaVu Sans", "从 0（左对齐）$(a.b) 使用",
                                 "从 0〈左对齐)$(a.b） 使用", "从 0（左对齐）$(a.b) 使用"},
@@ -97,10 +97,15 @@ TEST(DroppedMarks, MarksLostBesideLatinWordsComeBack)
     }
 }
 
-// A bracket read on the full stop after it keeps its own width; one at a line's end takes its partner's.
-TEST(PunctuationWidth, BracketsTakeTheWidthTheirOwnInkShows)
+// A bracket read on the full stop after it keeps its own width; one at a line's end takes its partner's. A comma
+// placed late on the letter after it, with the character before it placed late on the comma, is still found.
+TEST(PunctuationWidth, MarksTakeTheWidthTheirOwnInkShows)
 {
     for (const int size : {12, 16, 22}) {
+        auto late = Tessary::Test::renderLine(u"错误，GRANT和"_s, Tessary::Test::fontOf(u"DejaVu Serif"_s, size));
+        late.centres[2] = late.centres[3] - 0.3f * float(size);
+        late.centres[1] += 0.6f * float(size);
+        EXPECT_EQ(PunctuationWidth::settle(u"错误,GRANT和"_s, late.centres, late.image, 255), u"错误，GRANT和"_s);
         auto line = Tessary::Test::renderLine(u"到 1 (右)。相"_s, Tessary::Test::fontOf(u"Noto Sans CJK TC"_s, size));
         line.centres[6] = line.centres[7];
         EXPECT_EQ(PunctuationWidth::settle(u"到 1 （右）。相"_s, line.centres, line.image, 255), u"到 1 (右)。相"_s);
