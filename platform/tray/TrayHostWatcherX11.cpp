@@ -23,7 +23,7 @@ xcb_atom_t internAtom(xcb_connection_t *connection, const char *name)
 {
     auto *reply = xcb_intern_atom_reply(
         connection, xcb_intern_atom(connection, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr);
-    const xcb_atom_t atom = reply != nullptr ? reply->atom : XCB_ATOM_NONE;
+    const xcb_atom_t atom = reply != nullptr ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
     free(reply);
     return atom;
 }
