@@ -24,9 +24,10 @@ enum class Stroke { Unknown, One, Ell, Corner, Tail };
 
 /**
  * What the ink of one character cell shows at its foot; baseline is the row the line's letters stand on (-1 when
- * unknown), background the screen's grey.
+ * unknown), background the screen's grey. footReach, when given, gets how far (in pixels) the foot's ink runs on to
+ * the right of the stem, past the cell too.
  */
-Stroke strokeIn(const QImage &image, const QRect &cell, int baseline, int background);
+Stroke strokeIn(const QImage &image, const QRect &cell, int baseline, int background, double *footReach = nullptr);
 
 /**
  * Typographic quotes in a line of monospaced text that holds straight ones as well, written straight: the engines
@@ -37,8 +38,8 @@ void straightenQuotes(QString &line);
 
 /**
  * Writes every "1", "l" and "L" of the pass's monospaced lines as its glyph shows it; image is the RGB888 screen. An
- * "L" is told from an "l" only where the font's sure letters l have a serif at the top left. Their quotes are
- * straightened first.
+ * "L" is told from an "l" where the font's sure letters l have a serif at the top left, or else by how far its foot
+ * runs on beyond the stem (an l's tail is shorter than an L's bar). Their quotes are straightened first.
  */
 void settle(const QImage &image, RecognitionPass &pass);
 

@@ -191,6 +191,92 @@ QString semicolonsIn(const QImage &image, const QRect &ink, int lineHeight, doub
     return QString(marks.size(), u';');
 }
 
+/**
+ * The brace a mark of ink is, or a null character: a brace is one stroke from above the capitals to below the
+ * baseline whose middle rows point out to one side by a good part of a cell, beyond a stem that the rows above and
+ * below them share; its ends turn the other way. An "i" has a gap under its dot, a "1" or an "l" stands on a foot
+ * and points out nowhere, a parenthesis bends out over all of its height.
+ */
+QChar braceIn(const QImage &image, const QRect &mark, int lineHeight, double cell, int background)
+{
+    const auto runs = inkRuns(image, mark, true, background);
+    if (runs.size() != 1 || mark.width() > 0.8 * cell || mark.height() < 0.8 * lineHeight) {
+        return {};
+    }
+    // The leftmost and the rightmost ink of every row.
+    std::vector<int> left, right;
+    for (int y = mark.top(); y <= mark.bottom(); ++y) {
+        int first = mark.right() + 1, last = mark.left() - 1;
+        for (int x = mark.left(); x <= mark.right(); ++x) {
+            if (inkAt(image, x, y, background)) {
+                first = std::min(first, x);
+                last = std::max(last, x);
+            }
+        }
+        left.push_back(first);
+        right.push_back(last);
+    }
+    const int height = mark.height();
+    const auto extreme = [&](const std::vector<int> &edge, int from, int to, bool most) {
+        int value = edge[size_t(from)];
+        for (int i = from; i <= to; ++i) {
+            value = most ? std::max(value, edge[size_t(i)]) : std::min(value, edge[size_t(i)]);
+        }
+        return value;
+    };
+    // The middle rows, the stem's rows above and below them, and the ends.
+    const int middleTop = int(0.38 * height), middleBottom = int(std::ceil(0.62 * height)) - 1;
+    const int upperTop = int(0.15 * height), lowerBottom = height - 1 - int(0.15 * height);
+    const int stemRight =
+        std::max(extreme(right, upperTop, middleTop - 1, true), extreme(right, middleBottom + 1, lowerBottom, true));
+    const int stemLeft =
+        std::min(extreme(left, upperTop, middleTop - 1, false), extreme(left, middleBottom + 1, lowerBottom, false));
+    const int endsLeft =
+        std::min(extreme(left, 0, upperTop - 1, false), extreme(left, lowerBottom + 1, height - 1, false));
+    const int endsRight =
+        std::max(extreme(right, 0, upperTop - 1, true), extreme(right, lowerBottom + 1, height - 1, true));
+    const int tipRight = extreme(right, middleTop, middleBottom, true) - stemRight;
+    const int tipLeft = stemLeft - extreme(left, middleTop, middleBottom, false);
+    const double tip = std::max(2.0, 0.15 * cell);
+    if (tipRight >= tip && tipLeft <= 0 && endsLeft < stemLeft && endsRight <= stemRight) {
+        return u'}';
+    }
+    if (tipLeft >= tip && tipRight <= 0 && endsRight > stemRight && endsLeft >= stemLeft) {
+        return u'{';
+    }
+    return {};
+}
+
+/**
+ * The text of a row holding a brace alone, or followed by a comma or a semicolon, as closes a block or an entry of
+ * code and data; or an empty text.
+ */
+QString braceRowIn(const QImage &image, const QRect &ink, int lineHeight, double cell, int background)
+{
+    const auto marks = marksOf(image, ink, cell, background);
+    if (marks.isEmpty() || marks.size() > 2) {
+        return {};
+    }
+    const auto inkOf = [&](const std::pair<int, int> &mark) {
+        return inkWithin(image, QRect(mark.first, ink.top(), spanOf(mark), ink.height()), background);
+    };
+    const QChar brace = braceIn(image, inkOf(marks.first()), lineHeight, cell, background);
+    if (brace.isNull()) {
+        return {};
+    }
+    if (marks.size() == 1) {
+        return QString(brace);
+    }
+    // What follows stands in the next cell: a comma hangs from the baseline, a semicolon has its dot above.
+    const QRect after = inkOf(marks.last());
+    const int pieces = int(inkRuns(image, after, true, background).size());
+    if (std::abs(marks.last().first - marks.first().first - cell) > 0.4 * cell || after.width() > 0.5 * cell ||
+        after.bottom() < inkOf(marks.first()).bottom() - 0.3 * lineHeight || pieces > 2) {
+        return {};
+    }
+    return QString(brace) + (pieces == 2 ? u';' : u',');
+}
+
 } // namespace
 
 void completeQuoteRuns(const QImage &image, RecognitionPass &pass)
@@ -261,6 +347,8 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
     }
     const int lineHeight = median(heights);
     const int background = LineRouting::backgroundGrey(image);
+    // Only monospaced text is taken for code.
+    const bool code = LineIndentation::cellOf(choice.pass) > 0;
     // A row of marks the passes found and read as letters ("wa" for """): the ink of its box is such a row too, and
     // not as flat as a row of dashes.
     for (qsizetype i = 0; i < choice.pass.lines.size(); ++i) {
@@ -279,6 +367,19 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
         if (const QString semicolons = semicolonsIn(image, rowInk, lineHeight, cell, background);
             !semicolons.isEmpty()) {
             line = PassLine{semicolons, {}, rowInk, {}, line.baseline, 100};
+            choice.scripts[i] = Script::Latin;
+            if (i < choice.otherReading.size()) {
+                choice.otherReading[i].clear();
+            }
+            continue;
+        }
+        // A row of a brace read as letters ("i," for "},"): the brace reaches above and below the letters' box.
+        if (const QString brace =
+                code && rowInk.height() <= 1.6 * lineHeight && !line.text.contains(u'{') && !line.text.contains(u'}')
+                    ? braceRowIn(image, rowInk, lineHeight, cell, background)
+                    : QString();
+            !brace.isEmpty()) {
+            line = PassLine{brace, {}, rowInk, {}, line.baseline, 100};
             choice.scripts[i] = Script::Latin;
             if (i < choice.otherReading.size()) {
                 choice.otherReading[i].clear();

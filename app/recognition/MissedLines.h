@@ -11,7 +11,9 @@ namespace Tessary {
  * for noise beside the lines of text around it, and the line model reads nothing there either. A band of ink
  * between, above or below the lines found that holds only short ticks at the top of a line's height is such a row
  * of two marks or more, each a character cell apart: double ones where a mark spans two ticks. The ";;" that closes a
- * shell case fares the same, or comes back as letters ("a9", ">>"): its ink is a dot over a comma in every cell.
+ * shell case fares the same, or comes back as letters ("a9", ">>"): its ink is a dot over a comma in every cell. So
+ * does a brace alone on its row in code ("}," read "i,", "};" read "is"): one stroke taller than the letters, pointing
+ * out to one side in the middle.
  */
 namespace MissedLines {
 
