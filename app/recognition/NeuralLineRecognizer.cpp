@@ -15,6 +15,7 @@
 #include <QThread>
 
 #include "app/recognition/DepthwiseConvolution.h"
+#include "app/recognition/LastAxisSoftmax.h"
 #include "app/recognition/RecognitionStop.h"
 
 using namespace Qt::StringLiterals;
@@ -149,6 +150,7 @@ private:
         // threads gain nothing on lines this narrow.
         cv::setNumThreads(std::clamp(QThread::idealThreadCount(), 1, 2));
         DepthwiseConvolution::install();
+        LastAxisSoftmax::install();
         m_folder = folder;
     }
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 
 #include <opencv2/dnn/all_layers.hpp>
@@ -7,6 +8,7 @@
 #include <QFontMetrics>
 
 #include "app/recognition/DepthwiseConvolution.h"
+#include "app/recognition/LastAxisSoftmax.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/NeuralLineRecognizer.h"
 #include "app/recognition/RecognitionPass.h"
@@ -151,6 +153,29 @@ TEST(LineRouting, TheLineModelsOwnDepthwiseConvolutionMatchesOpenCVs)
         reference->finalize(inputs, expected), reference->forward(inputs, expected, none);
         cv::dnn::LayerFactory::createLayerInstance("Convolution", params)->forward(inputs, actual, none);
         EXPECT_LT(cv::norm(expected[0], actual[0], cv::NORM_INF), 1e-5) << "stride " << stride << ", width " << width;
+    }
+}
+
+TEST(LineRouting, TheLineModelsOwnSoftmaxIsOpenCVsToTheBit)
+{
+    LastAxisSoftmax::install();
+    for (const auto &[shape, axis] : {std::pair{std::vector{1, 7, 6625}, 2}, {{1, 2, 5, 5}, -1}, {{1, 3, 4}, 1}}) {
+        cv::dnn::LayerParams params;
+        params.set("axis", axis);
+        std::vector<cv::Mat> inputs{cv::Mat(shape, CV_32F)}, expected{inputs[0].clone()}, actual{inputs[0].clone()};
+        cv::randn(inputs[0], 0, 8);
+        for (auto &&[layer, outputs] :
+             {std::pair{cv::Ptr<cv::dnn::Layer>(cv::dnn::SoftmaxLayer::create(params)), &expected},
+              {cv::dnn::LayerFactory::createLayerInstance("Softmax", params), &actual}}) {
+            std::vector<cv::dnn::MatShape> outputShapes, internalShapes;
+            layer->getMemoryShapes({shape}, 1, outputShapes, internalShapes);
+            std::vector<cv::Mat> internals(internalShapes.size());
+            std::transform(internalShapes.cbegin(), internalShapes.cend(), internals.begin(),
+                           [](const cv::dnn::MatShape &internal) { return cv::Mat(internal, CV_32F); });
+            layer->finalize(cv::InputArrayOfArrays(inputs), cv::OutputArrayOfArrays(*outputs));
+            layer->forward(inputs, *outputs, internals);
+        }
+        EXPECT_EQ(cv::norm(expected[0], actual[0], cv::NORM_INF), 0) << "axis " << axis;
     }
 }
 
