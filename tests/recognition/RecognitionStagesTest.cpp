@@ -180,6 +180,16 @@ TEST(ScriptChoice, SmallLinesAreComparedAtTheirOwnEm)
                                            RecognitionPass{.lines = {other}}, RecognitionPass{});
         EXPECT_EQ(choice->scripts, QList<Script>{c.script}) << c.texts[0].toStdString();
     }
+    // A label the Simplified pass read with a glyph as two (備 as 人备): its glyphs are compared at the places of the
+    // reading that fits its box, and the Traditional pass, far surer, stands.
+    const QImage label =
+        Tessary::Test::renderText({u"備註"_s}, u"Noto Sans CJK TC"_s, 15).convertToFormat(QImage::Format_RGB888);
+    const QRect box = LineRouting::inkBox(label, label.rect(), 255);
+    const auto pass = [&](const QString &text, float confidence) {
+        return RecognitionPass{.lines = {PassLine{text, QList<float>(text.size()), box, {{text, box, confidence}}}}};
+    };
+    EXPECT_EQ(ScriptChoice::choose(label, pass(u"人备注"_s, 60), pass(u"備註"_s, 90), RecognitionPass{})->scripts,
+              QList<Script>{Script::Traditional});
 }
 
 TEST(ScriptChoice, EachLineKeepsItsOwnScript)
