@@ -287,24 +287,33 @@ Fit mixOfForms(const QImage &glyph, int em, char16_t simplifiedForm, char16_t tr
 {
     Fit best;
     bool found = false;
-    const Drawing ways[] = {{0, QFont::PreferFullHinting, false},
-                            {0, QFont::PreferVerticalHinting, false},
-                            {0, QFont::PreferNoHinting, false},
-                            {0, QFont::PreferNoHinting, false, 0.5}};
-    for (const int size : {em, em - 1, em + 1}) {
-        for (Drawing drawing : ways) {
-            for (const bool emboldened : {false, true}) {
-                drawing.size = size;
-                drawing.emboldened = emboldened;
-                const FormPair pair = drawnPair(simplifiedForm, traditionalForm, drawing);
-                // The glyph is looked for everywhere once; the other drawings are fitted around where it was found.
-                const Fit fit = fitted(glyph, pair, found ? QRect(best.at - QPoint(2, 2), QSize(5, 5)) : glyph.rect());
-                if (fit.explained > best.explained) {
-                    best = fit;
-                    found = true;
+    const auto fitWays = [&](std::initializer_list<Drawing> ways) {
+        for (const int size : {em, em - 1, em + 1}) {
+            for (Drawing drawing : ways) {
+                for (const bool emboldened : {false, true}) {
+                    drawing.size = size;
+                    drawing.emboldened = emboldened;
+                    const FormPair pair = drawnPair(simplifiedForm, traditionalForm, drawing);
+                    // The glyph is looked for everywhere once; the other drawings are fitted around where it was found.
+                    const Fit fit =
+                        fitted(glyph, pair, found ? QRect(best.at - QPoint(2, 2), QSize(5, 5)) : glyph.rect());
+                    if (fit.explained > best.explained) {
+                        best = fit;
+                        found = true;
+                    }
                 }
             }
         }
+    };
+    fitWays({{0, QFont::PreferFullHinting, false},
+             {0, QFont::PreferVerticalHinting, false},
+             {0, QFont::PreferNoHinting, false},
+             {0, QFont::PreferNoHinting, false, 0.5}});
+    // Unhinted text stands wherever the layout put it: a browser places glyphs at fractions of a pixel, and at 14 px a
+    // quarter of a pixel changes which strokes a column holds (數 fitted at whole and half pixels mixes near the
+    // middle). Where no drawing so far tells the form plainly, the pen is tried at the quarters too.
+    if (best.explained < fitsWell || std::abs(best.share) < plainMix) {
+        fitWays({{0, QFont::PreferNoHinting, false, 0.25}, {0, QFont::PreferNoHinting, false, 0.75}});
     }
     return best;
 }

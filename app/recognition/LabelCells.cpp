@@ -423,6 +423,12 @@ void complete(const QImage &image, ScriptChoice::Choice &choice, QStringList &li
             alone.append(readAlone(image, cells, k, background, choice.scripts[i]));
         }
         const QString laid = laidOnCells(text, alone);
+        // The label's box spans its cells: the stages after this one place its glyphs by sharing the box's width.
+        if (laid.size() == cells.count()) {
+            QRect &labelBox = choice.pass.lines[i].box;
+            labelBox.setLeft(cells.lefts.first());
+            labelBox.setRight(cells.rights.last());
+        }
         // A reading that showed neither script (邂) may now hold a form of one (还辑): the glyphs settle which.
         const bool neutral =
             ScriptVariants::toSimplified(text) == text && ScriptVariants::toTraditional(text, {}) == text;

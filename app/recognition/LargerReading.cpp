@@ -110,6 +110,32 @@ QString readLarger(const QImage &image, const QRect &ink, Script script)
     return reading;
 }
 
+/**
+ * The larger reading laid on the label's characters: as it is, or, where it holds one character more (a stray mark
+ * at the label's end read as 上), without the end character that leaves the most characters where the label has them.
+ */
+QString alignedWith(const QString &text, const QString &larger)
+{
+    if (larger.size() != text.size() + 1) {
+        return larger;
+    }
+    const auto agreeing = [&](const QString &reading) {
+        qsizetype same = 0;
+        for (qsizetype k = 0; k < text.size(); ++k) {
+            same += ScriptVariants::toSimplified(QString(reading.at(k))) ==
+                    ScriptVariants::toSimplified(QString(text.at(k)));
+        }
+        return same;
+    };
+    const QString withoutFirst = larger.mid(1), withoutLast = larger.chopped(1);
+    const qsizetype first = agreeing(withoutFirst), last = agreeing(withoutLast);
+    // Most of the label's characters stand where the reading has them, or it read another text.
+    if (2 * std::max(first, last) < text.size() || first == last) {
+        return larger;
+    }
+    return first > last ? withoutFirst : withoutLast;
+}
+
 } // namespace
 
 void mend(const QImage &image, const ScriptChoice::Choice &choice, QStringList &lines)
@@ -170,7 +196,7 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, QStringList &
             continue;
         }
         --readsLeft;
-        const QString larger = readLarger(image, inkBox, script);
+        const QString larger = alignedWith(text, readLarger(image, inkBox, script));
         if (larger.size() != text.size() || !ChineseTextCleanup::allHan(larger)) {
             qCDebug(lcLarger) << text << "read larger as" << larger;
             continue;

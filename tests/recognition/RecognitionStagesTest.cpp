@@ -180,6 +180,16 @@ TEST(ScriptChoice, SmallLinesAreComparedAtTheirOwnEm)
                                            RecognitionPass{.lines = {other}}, RecognitionPass{});
         EXPECT_EQ(choice->scripts, QList<Script>{c.script}) << c.texts[0].toStdString();
     }
+    // A label the Simplified pass read with a glyph as two (備 as 人备): its glyphs are compared at the places of the
+    // reading that fits its box, and the Traditional pass, far surer, stands.
+    const QImage label =
+        Tessary::Test::renderText({u"備註"_s}, u"Noto Sans CJK TC"_s, 15).convertToFormat(QImage::Format_RGB888);
+    const QRect box = LineRouting::inkBox(label, label.rect(), 255);
+    const auto pass = [&](const QString &text, float confidence) {
+        return RecognitionPass{.lines = {PassLine{text, QList<float>(text.size()), box, {{text, box, confidence}}}}};
+    };
+    EXPECT_EQ(ScriptChoice::choose(label, pass(u"人备注"_s, 60), pass(u"備註"_s, 90), RecognitionPass{})->scripts,
+              QList<Script>{Script::Traditional});
 }
 
 TEST(ScriptChoice, EachLineKeepsItsOwnScript)
@@ -292,14 +302,15 @@ TEST(LabelCells, LabelsHoldAsManyCharactersAsTheirInkHasCells)
     } cases[] = {{u"標準輸出"_s, {u"標輸出"_s}},         // a character dropped
                  {u"幾內亞法郎"_s, {u"幾內亞法人郎"_s}}, // a glyph read as two
                  {u"聖克里斯多福及尼維斯"_s, {u"聖克里斯多福有太尼維斯"_s}}, // ... beside a character
-                 {u"關鍵字"_s, {u"關"_s, u"鍵字"_s}}};                       // found as two lines
+                 {u"關鍵字"_s, {u"關"_s, u"鍵字"_s}},                        // found as two lines
+                 {u"土耳其共和国"_s, {u"土耳其共和"_s}}}; // the last glyph outside the box: compared at its own place
     for (auto c : cases) {
         const QImage ink =
             Tessary::Test::renderText({c.text}, u"Noto Sans CJK TC"_s, 13).convertToFormat(QImage::Format_RGB888);
         const LabelCells::Cells cells = LabelCells::cellsOf(ink, ink.rect(), 255);
         ScriptChoice::Choice choice{.scripts = QList<Script>(c.asRead.size(), Script::Traditional)};
         for (qsizetype i = 0, from = 0; i < c.asRead.size(); from += c.asRead[i++].size()) {
-            const qsizetype last = i + 1 < c.asRead.size() ? from + c.asRead[i].size() - 1 : cells.count() - 1;
+            const qsizetype last = std::min(from + c.asRead[i].size(), cells.count()) - 1;
             const QRect box(QPoint(cells.lefts.value(from), cells.top), QPoint(cells.rights.value(last), cells.bottom));
             choice.pass.lines.append({c.asRead[i], {}, box});
         }
