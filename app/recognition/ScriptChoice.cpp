@@ -386,7 +386,8 @@ Evidence evidenceOf(const QImage &image, int background, const PassLine &simplif
         }
         const QChar t = traditional.text.at(nearest);
         char16_t simplifiedForm = s.unicode(), traditionalForm = t.unicode();
-        if (ScriptVariants::areVariants(s.unicode(), t.unicode())) {
+        const bool oneRead = !ScriptVariants::areVariants(s.unicode(), t.unicode());
+        if (!oneRead) {
             // The Simplified model now and then writes a Traditional form itself; the roles follow the characters.
             if (ScriptVariants::isTraditionalOnly(s.unicode()) || ScriptVariants::isSimplifiedOnly(t.unicode())) {
                 std::swap(simplifiedForm, traditionalForm);
@@ -406,6 +407,12 @@ Evidence evidenceOf(const QImage &image, int background, const PassLine &simplif
                     : traditionalLikeness(image, QPoint(int(std::lround(centres[i])), simplified.box.center().y()), em,
                                           background, simplifiedForm, traditionalForm);
         if (!label && std::abs(likeness) < faintLikeness) {
+            continue;
+        }
+        // A character one reading misread speaks only for the other reading's script: had the glyph been drawn in
+        // the misreading model's own script, that model would have read it, and its form compared the other way is a
+        // glyph compared where the forms do not fit (at a wrong em or place).
+        if (oneRead && (likeness > 0) != (traditionalForm == t.unicode())) {
             continue;
         }
         evidence.likeness += likeness;
