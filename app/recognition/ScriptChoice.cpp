@@ -409,9 +409,9 @@ Evidence evidenceOf(const QImage &image, int background, const PassLine &simplif
         if (!label && std::abs(likeness) < faintLikeness) {
             continue;
         }
-        // A character one reading misread speaks only for the other reading's script: had the glyph been drawn in
-        // the misreading model's own script, that model would have read it, and its form compared the other way is a
-        // glyph compared where the forms do not fit (at a wrong em or place).
+        // A character only one reading read speaks only for that reading's script: had the glyph been drawn in the
+        // misreading model's own script, that model would have read it, so a likeness the other way is a glyph
+        // compared where the forms do not fit it (at a wrong em or place).
         if (oneRead && (likeness > 0) != (traditionalForm == t.unicode())) {
             continue;
         }
