@@ -111,13 +111,14 @@ double middleOf(std::vector<double> &values)
  * the middle of the spacings of all pairs of a run of characters an em wide (Han characters and full-width marks)
  * does not see; the first few of a run placed at one spot make most pairs too close, which the usual step between
  * neighbours does not see. Of the two, the one nearer to what the line's height gives stands. From the line's height
- * alone when too few stand side by side (Latin descenders make lines taller than the characters).
+ * alone when too few stand side by side (Latin descenders make lines taller than the characters). A label's characters
+ * share its width.
  */
-int emOf(const PassLine &line)
+int emOf(const PassLine &line, bool label)
 {
     // Chinese characters fill about nine tenths of the em square.
     const int fromHeight = int(std::lround(line.box.height() / 0.92));
-    if (ChineseTextCleanup::allHan(line.text)) {
+    if (label) {
         return int(std::lround(double(line.box.width()) / double(line.text.size())));
     }
     std::vector<double> steps, spacings;
@@ -150,10 +151,10 @@ int emOf(const PassLine &line)
  * Where the line's characters stand, with Chinese characters, which are an em wide each, put an em apart where the
  * engine gave two of them one position or placed them out of order (it does so at the start of a label now and then).
  */
-QList<float> glyphCentres(const PassLine &line, int em)
+QList<float> glyphCentres(const PassLine &line, int em, bool label)
 {
     QList<float> centres = line.centres;
-    if (ChineseTextCleanup::allHan(line.text)) {
+    if (label) {
         // A label of Chinese characters only: they share the line's width equally.
         const double pitch = double(line.box.width()) / double(line.text.size());
         for (qsizetype i = 0; i < centres.size(); ++i) {
@@ -315,9 +316,43 @@ double likenessInCell(const QImage &image, const std::vector<int> &columns, cons
     return bestInk.isNull() ? 0 : GlyphForms::traditionalShare(bestInk, bestEm, simplifiedForm, traditionalForm);
 }
 
+/** Whether the characters before or after a at i and b at j are the same character, in either script. */
+bool besideTheSame(const QString &a, qsizetype i, const QString &b, qsizetype j)
+{
+    const auto same = [&](qsizetype x, qsizetype y) {
+        return x >= 0 && y >= 0 && x < a.size() && y < b.size() &&
+               (a.at(x) == b.at(y) || ScriptVariants::areVariants(a.at(x).unicode(), b.at(y).unicode()));
+    };
+    return same(i - 1, j - 1) || same(i + 1, j + 1);
+}
+
+/**
+ * Where one model misread a character its own script writes differently from the other as one both scripts write
+ * alike (the Simplified model, which knows no Traditional forms, reads 爾 as 泵), the pair of forms comes from the
+ * other reading alone: its character and that character's form in the other script. False where both or neither
+ * reading holds a character written differently in the two scripts (时 against 畫: they disagree on the character
+ * itself, not on its form).
+ */
+bool formsOfOne(QChar traditionalRead, QChar simplifiedRead, char16_t &simplifiedForm, char16_t &traditionalForm)
+{
+    const bool traditionalOnly = ScriptVariants::isTraditionalOnly(traditionalRead.unicode());
+    if (traditionalOnly == ScriptVariants::isSimplifiedOnly(simplifiedRead.unicode())) {
+        return false;
+    }
+    const QString read(traditionalOnly ? traditionalRead : simplifiedRead);
+    const QString other = traditionalOnly ? ScriptVariants::toSimplified(read) : ScriptVariants::toTraditional(read);
+    if (other.size() != 1 || other == read) {
+        return false;
+    }
+    simplifiedForm = (traditionalOnly ? other : read).at(0).unicode();
+    traditionalForm = (traditionalOnly ? read : other).at(0).unicode();
+    return true;
+}
+
 /**
  * Compares the glyphs where the two readings of one line differ by a character written differently in the two
- * scripts. Characters are paired by their positions.
+ * scripts, or where one reading holds such a character and the other misread it (formsOfOne). Characters are paired by
+ * their positions, and a misread one only between neighbours the readings share.
  */
 Evidence evidenceOf(const QImage &image, int background, const PassLine &simplified, const PassLine &traditional)
 {
@@ -336,10 +371,12 @@ Evidence evidenceOf(const QImage &image, int background, const PassLine &simplif
         return evidenceOf(image, background, traditional, simplified);
     }
     const int height = simplified.box.height();
-    const int em = emOf(simplified);
-    const QList<float> centres = glyphCentres(simplified, em);
-    const QList<float> otherCentres = glyphCentres(traditional, em);
-    const bool label = ChineseTextCleanup::allHan(simplified.text);
+    // A line is a label, of Chinese characters only, when both readings say so: a reading that dropped the line's
+    // closing mark would otherwise share the mark's width among its characters.
+    const bool label = ChineseTextCleanup::allHan(simplified.text) && ChineseTextCleanup::allHan(traditional.text);
+    const int em = emOf(simplified, label);
+    const QList<float> centres = glyphCentres(simplified, em, label);
+    const QList<float> otherCentres = glyphCentres(traditional, em, label);
     const std::vector<int> columns = label ? std::vector<int>() : inkColumns(image, simplified.box, background);
     for (qsizetype i = 0; i < simplified.text.size(); ++i) {
         const QChar s = simplified.text.at(i);
@@ -357,24 +394,34 @@ Evidence evidenceOf(const QImage &image, int background, const PassLine &simplif
             continue;
         }
         const QChar t = traditional.text.at(nearest);
-        if (!ScriptVariants::areVariants(s.unicode(), t.unicode())) {
+        char16_t simplifiedForm = s.unicode(), traditionalForm = t.unicode();
+        const bool oneRead = !ScriptVariants::areVariants(s.unicode(), t.unicode());
+        if (!oneRead) {
+            // The Simplified model now and then writes a Traditional form itself; the roles follow the characters.
+            if (ScriptVariants::isTraditionalOnly(s.unicode()) || ScriptVariants::isSimplifiedOnly(t.unicode())) {
+                std::swap(simplifiedForm, traditionalForm);
+            }
+        } else if (label || !besideTheSame(simplified.text, i, traditional.text, nearest) ||
+                   !formsOfOne(t, s, simplifiedForm, traditionalForm)) {
             continue;
         }
-        // The Simplified model now and then writes a Traditional form itself; the roles follow the characters.
-        const bool swapped =
-            ScriptVariants::isTraditionalOnly(s.unicode()) || ScriptVariants::isSimplifiedOnly(t.unicode());
-        const char16_t simplifiedForm = swapped ? t.unicode() : s.unicode();
-        const char16_t traditionalForm = swapped ? s.unicode() : t.unicode();
         // A label of Chinese characters only has its characters placed from its width already, and larger text is
-        // placed well; the others are looked for in the cells of the ink, where a glyph the forms explain no better
-        // than by chance says nothing.
+        // placed well; the others are looked for in the cells of the ink. Outside labels a glyph the forms explain no
+        // better than by chance says nothing, at any size: a font the forms are not drawn in, or a wrong em from the
+        // positions, leaves a few hundredths either way.
         const bool inCells = !label && em <= placedLooselyUpTo;
         const double likeness =
             inCells ? likenessInCell(image, columns, simplified.box, centres[i], em, background, simplifiedForm,
                                      traditionalForm)
                     : traditionalLikeness(image, QPoint(int(std::lround(centres[i])), simplified.box.center().y()), em,
                                           background, simplifiedForm, traditionalForm);
-        if (inCells && std::abs(likeness) < faintLikeness) {
+        if (!label && std::abs(likeness) < faintLikeness) {
+            continue;
+        }
+        // A character only one reading read speaks only for that reading's script: had the glyph been drawn in the
+        // misreading model's own script, that model would have read it, so a likeness the other way is a glyph
+        // compared where the forms do not fit it (at a wrong em or place).
+        if (oneRead && (likeness > 0) != (traditionalForm == t.unicode())) {
             continue;
         }
         evidence.likeness += likeness;
