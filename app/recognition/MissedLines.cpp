@@ -341,14 +341,24 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
         }
     }
     // Lines of code taken for Chinese (a shell script's "fi" read as two ideographs) leave the grid to the positions.
-    const double cell = !cells.empty() ? median(cells) : LineIndentation::cellOf(choice.pass);
+    const double gridCell = LineIndentation::cellOf(choice.pass);
+    const double cell = !cells.empty() ? median(cells) : gridCell;
     if (image.isNull() || cell <= 0) {
         return;
     }
     const int lineHeight = median(heights);
     const int background = LineRouting::backgroundGrey(image);
     // Only monospaced text is taken for code.
-    const bool code = LineIndentation::cellOf(choice.pass) > 0;
+    const bool code = gridCell > 0;
+    // A row read from its ink replaces what the passes read of it.
+    const auto readFromInk = [&choice](qsizetype i, const QString &text, const QRect &box) {
+        PassLine &line = choice.pass.lines[i];
+        line = PassLine{text, {}, box, {}, line.baseline, 100};
+        choice.scripts[i] = Script::Latin;
+        if (i < choice.otherReading.size()) {
+            choice.otherReading[i].clear();
+        }
+    };
     // A row of marks the passes found and read as letters ("wa" for """): the ink of its box is such a row too, and
     // not as flat as a row of dashes.
     for (qsizetype i = 0; i < choice.pass.lines.size(); ++i) {
@@ -366,11 +376,7 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
         const QRect rowInk = line.text.trimmed().size() <= 4 ? inkWithin(image, around, background) : QRect();
         if (const QString semicolons = semicolonsIn(image, rowInk, lineHeight, cell, background);
             !semicolons.isEmpty()) {
-            line = PassLine{semicolons, {}, rowInk, {}, line.baseline, 100};
-            choice.scripts[i] = Script::Latin;
-            if (i < choice.otherReading.size()) {
-                choice.otherReading[i].clear();
-            }
+            readFromInk(i, semicolons, rowInk);
             continue;
         }
         // A row of a brace read as letters ("i," for "},"): the brace reaches above and below the letters' box.
@@ -379,11 +385,7 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
                     ? braceRowIn(image, rowInk, lineHeight, cell, background)
                     : QString();
             !brace.isEmpty()) {
-            line = PassLine{brace, {}, rowInk, {}, line.baseline, 100};
-            choice.scripts[i] = Script::Latin;
-            if (i < choice.otherReading.size()) {
-                choice.otherReading[i].clear();
-            }
+            readFromInk(i, brace, rowInk);
             continue;
         }
         const QRect ink = inkWithin(image, line.box, background);
@@ -394,11 +396,7 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
             continue;
         }
         if (const QString marks = marksIn(image, ink, lineHeight, cell, background); !marks.isEmpty()) {
-            line = PassLine{marks, {}, line.box, {}, line.baseline, 100};
-            choice.scripts[i] = Script::Latin;
-            if (i < choice.otherReading.size()) {
-                choice.otherReading[i].clear();
-            }
+            readFromInk(i, marks, line.box);
         }
     }
     const QList<QRect> bands = uncoveredBands(image, choice.pass.lines, background);
