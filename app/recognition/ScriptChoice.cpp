@@ -361,19 +361,18 @@ Evidence evidenceOf(const QImage &image, int background, const PassLine &simplif
         qobject_cast<QGuiApplication *>(QCoreApplication::instance()) == nullptr) {
         return evidence;
     }
+    // A line is a label, of Chinese characters only, when both readings say so: a reading that dropped the line's
+    // closing mark would otherwise share the mark's width among its characters.
+    const bool label = ChineseTextCleanup::allHan(simplified.text) && ChineseTextCleanup::allHan(traditional.text);
     // A label's characters share its width: the reading whose count gives the em its height shows places the glyphs.
     // One that read a glyph as two (備 as 人备) would compare each glyph with the forms at a wrong em and place.
     const auto stray = [](const PassLine &line) {
         return std::abs(double(line.box.width()) / double(line.text.size()) - line.box.height() / 0.92);
     };
-    if (ChineseTextCleanup::allHan(simplified.text) && ChineseTextCleanup::allHan(traditional.text) &&
-        stray(traditional) < stray(simplified)) {
+    if (label && stray(traditional) < stray(simplified)) {
         return evidenceOf(image, background, traditional, simplified);
     }
     const int height = simplified.box.height();
-    // A line is a label, of Chinese characters only, when both readings say so: a reading that dropped the line's
-    // closing mark would otherwise share the mark's width among its characters.
-    const bool label = ChineseTextCleanup::allHan(simplified.text) && ChineseTextCleanup::allHan(traditional.text);
     const int em = emOf(simplified, label);
     const QList<float> centres = glyphCentres(simplified, em, label);
     const QList<float> otherCentres = glyphCentres(traditional, em, label);
