@@ -6,6 +6,7 @@
 
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/GreyLevel.h"
+#include "app/recognition/MarkShapes.h"
 
 namespace Tessary::DroppedMarks {
 
@@ -33,33 +34,6 @@ qsizetype neighbour(const QString &text, qsizetype at, int step)
         }
     }
     return -1;
-}
-
-/**
- * The mark a small blob of ink is: a tick whose lower half stands right of its upper half is 、, a
- * comma's tail leaves its lower half left of its head, a dot or a ring stands upright.
- */
-QChar markOf(const QImage &crop, const Run &run, int top, int bottom, int background)
-{
-    double upperX = 0, upperInk = 0, lowerX = 0, lowerInk = 0;
-    const double middle = (top + bottom) / 2.0;
-    for (int y = top; y <= bottom; ++y) {
-        const uchar *row = crop.constScanLine(y);
-        for (int x = run.start; x <= run.end; ++x) {
-            const int ink = std::max(0, std::abs(greyAt(row, x) - background) - inkContrast / 2);
-            (y < middle ? upperX : lowerX) += double(ink) * x;
-            (y < middle ? upperInk : lowerInk) += ink;
-        }
-    }
-    if (upperInk <= 0 || lowerInk <= 0) {
-        return QChar(u'。');
-    }
-    const double lean = (lowerX / lowerInk - upperX / upperInk) / double(bottom - top + 1);
-    if (lean > 0.08) {
-        return QChar(u'、');
-    }
-    // A comma is taller than wide even where its tail is too short to lean.
-    return lean < -0.05 || bottom - top + 1 >= 1.4 * (run.end - run.start + 1) ? QChar(u'，') : QChar(u'。');
 }
 
 } // namespace
@@ -187,7 +161,7 @@ void restore(QString &text, QList<float> &centres, const QImage &source, int bac
             (after >= 0 && isMark(text.at(after))) || last != (after < 0)) {
             continue;
         }
-        const QChar mark = markOf(crop, run, runTop, runBottom, background);
+        const QChar mark = MarkShapes::markOf(crop, run.start, run.end, runTop, runBottom, background);
         // The mark stands right after the character before it, before any space.
         text.insert(before + 1, mark);
         centres.insert(before + 1, float(centre));

@@ -6,6 +6,7 @@
 
 #include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/GreyLevel.h"
+#include "app/recognition/MarkShapes.h"
 
 namespace Tessary::PunctuationWidth {
 
@@ -320,6 +321,21 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
             runs[nearest - 1].end - runs[nearest - 1].start + 1 <= 0.5 * cell &&
             centres[i] - runs[nearest - 1].end <= cell) {
             --nearest;
+        }
+        // Traditional fonts centre a comma in its cell as they centre the full stop, and readers take the one for
+        // the other: a mark read as 。 beside Chinese whose ink, a blob standing alone, is a comma (taller than wide,
+        // its tail to the left) is one.
+        if (text.at(i) == u'。' && nearest != runs.size() && hanBeside(text, i)) {
+            const Run run = runs[nearest];
+            const bool alone = (run.start == 0 || contrast[size_t(run.start - 1)] <= inkContrast) &&
+                               (run.end + 1 == crop.width() || contrast[size_t(run.end + 1)] <= inkContrast);
+            const int markTop = *std::min_element(inkTop.begin() + run.start, inkTop.begin() + run.end + 1);
+            const int markBottom = *std::max_element(inkBottom.begin() + run.start, inkBottom.begin() + run.end + 1);
+            if (alone && run.end - run.start + 1 <= 0.3 * cell && markBottom - markTop + 1 <= 0.45 * cell &&
+                MarkShapes::markOf(crop, run.start, run.end, markTop, markBottom, background) == u'，') {
+                text[i] = settled[i] = QChar(u'，');
+                pair = pairOf(text.at(i));
+            }
         }
         // A full stop is a dot as high as it is wide, a fifth of a cell at most, low in the line; a comma's tail
         // reaches down past it, a full-width full stop is a ring (in some fonts no larger than the dot). Readers take
