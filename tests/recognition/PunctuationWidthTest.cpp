@@ -50,6 +50,8 @@ INSTANTIATE_TEST_SUITE_P(
                                 "从 0〈左对齐)$(a.b） 使用", "从 0（左对齐）$(a.b) 使用"},
                       WidthCase{"AsciiBracketsAfterSpaces", "DejaVu Sans", "修改引用規格 (refspec) 以便",
                                 "修改引用規格 （refspec） 以便", "修改引用規格 (refspec) 以便"},
+                      WidthCase{"BracketsBesideCornerBrackets", "DejaVu Serif", "有「both」(兩者)、「圖」（示）",
+                                "有「both」（兩者）、「圖」(示)", "有「both」(兩者)、「圖」（示）"},
                       WidthCase{"AsciiFullStopsTakenForCommas", "Noto Sans CJK SC", "会丢失. 值0表示缺省.",
                                 "会丢失， 值0表示缺省，", "会丢失. 值0表示缺省."},
                       WidthCase{"AsciiBracketTouchingHan", "Noto Sans CJK TC", "抽出檔案 (預設用於使用者)",
