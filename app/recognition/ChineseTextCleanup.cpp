@@ -78,16 +78,22 @@ bool isCjk(char32_t c)
 
 QString removeSpacesBetweenCjk(const QString &line)
 {
+    // The empty half of a corner bracket's cell reads as a space beside an ASCII bracket (`「both」 (兩者)`).
+    const auto cornerAndBracket = [](char32_t before, char32_t after) {
+        return ((before == U'」' || before == U'』') && after == U'(') ||
+               (before == U')' && (after == U'「' || after == U'『'));
+    };
     const QList<char32_t> in = codePoints(line);
     QList<char32_t> out;
     out.reserve(in.size());
     for (qsizetype i = 0; i < in.size(); ++i) {
-        if (isSpace(in[i]) && !out.isEmpty() && isCjk(out.back())) {
+        if (isSpace(in[i]) && !out.isEmpty()) {
             qsizetype next = i;
             while (next < in.size() && isSpace(in[next])) {
                 ++next;
             }
-            if (next < in.size() && isCjk(in[next])) {
+            if (next < in.size() &&
+                ((isCjk(out.back()) && isCjk(in[next])) || cornerAndBracket(out.back(), in[next]))) {
                 i = next - 1;
                 continue;
             }

@@ -22,7 +22,10 @@ bool allHan(const QString &text);
 /** True for characters that sit in Chinese text without spaces: Han, CJK punctuation, full-width forms. */
 bool isCjk(char32_t c);
 
-/** Removes white space between two CJK characters. Runs of other spaces are kept as they are. */
+/**
+ * Removes white space between two CJK characters, and between a corner bracket and an ASCII bracket outside it. Runs
+ * of other spaces are kept as they are.
+ */
 QString removeSpacesBetweenCjk(const QString &line);
 
 /**

@@ -25,6 +25,12 @@ bool isHyphen(QChar c)
     return c == u'-' || c == u'\u2010' || c == u'\u2013' || c == u'\u2014' || c == u'\uff0d' || c == u'~';
 }
 
+/** What a reader may have written for the two bars: a hyphen or dash, or the Chinese 一 (one bar as long as both). */
+bool isBar(QChar c)
+{
+    return isHyphen(c) || c == u'\u4e00';
+}
+
 /** Each column's strongest ink and the rows its ink spans (bottom -1 for a column without ink). */
 struct Columns
 {
@@ -104,7 +110,7 @@ std::vector<Bar> barsOf(const Columns &columns)
 
 void restore(QString &text, QList<float> &centres, const QImage &source, int background)
 {
-    if (centres.size() != text.size() || source.isNull() || !std::any_of(text.cbegin(), text.cend(), isHyphen)) {
+    if (centres.size() != text.size() || source.isNull() || !std::any_of(text.cbegin(), text.cend(), isBar)) {
         return;
     }
     const Columns columns = columnsOf(source.convertToFormat(QImage::Format_RGB888), background);
@@ -132,7 +138,7 @@ void restore(QString &text, QList<float> &centres, const QImage &source, int bac
         return true;
     };
     for (qsizetype i = text.size() - 1; i >= 0; --i) {
-        if (!isHyphen(text.at(i)) || (i > 0 && isHyphen(text.at(i - 1))) ||
+        if (!isBar(text.at(i)) || (i > 0 && isHyphen(text.at(i - 1))) ||
             (i + 1 < text.size() && isHyphen(text.at(i + 1)))) {
             continue;
         }

@@ -70,6 +70,12 @@ qsizetype neighbour(const QString &text, qsizetype at, int step)
     return -1;
 }
 
+/** 「」『』: drawn by the CJK font, each at the inner side of its own cell. */
+bool isCornerBracket(QChar c)
+{
+    return c.unicode() >= 0x300c && c.unicode() <= 0x300f;
+}
+
 bool isDigit(QChar c)
 {
     return (c >= u'0' && c <= u'9') || (c.unicode() >= 0xff10 && c.unicode() <= 0xff19);
@@ -322,6 +328,17 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
             centres[i] - runs[nearest - 1].end <= cell) {
             --nearest;
         }
+        // A bracket outside a corner bracket (`」(`, `)「`) placed on the corner bracket's ink: its own is the next
+        // run.
+        const bool opening = pair->ascii == u'(';
+        const qsizetype outside = neighbour(text, i, opening ? -1 : 1);
+        const bool besideCorner = (opening || pair->ascii == u')') && outside >= 0 && isCornerBracket(text.at(outside));
+        if (besideCorner && nearest != runs.size() && runOf(outside) == nearest) {
+            const size_t inner = opening ? nearest + 1 : nearest - 1;
+            if (inner < runs.size() && runs[inner].end - runs[inner].start + 1 <= 0.5 * cell) {
+                nearest = inner;
+            }
+        }
         // Traditional fonts centre a comma in its cell as they centre the full stop, and readers take the one for
         // the other: a mark read as 。 beside Chinese whose ink, a blob standing alone, is a comma (taller than wide,
         // its tail to the left) is one.
@@ -376,12 +393,12 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
             // ASCII one has a word space there at most. That gap tells them apart more surely than the whole room,
             // whose bracket and inner gap differ from font to font. Beside a mark, the mark's own empty half would
             // count.
-            const bool opening = pair->ascii == u'(';
-            const qsizetype outside = neighbour(text, i, opening ? -1 : 1);
-            if ((opening || pair->ascii == u')') && outside >= 0 && text.at(outside).isLetterOrNumber()) {
+            // A corner bracket stands in a full cell too, its outer half empty: that half is part of the gap.
+            if ((opening || pair->ascii == u')') && outside >= 0 &&
+                (text.at(outside).isLetterOrNumber() || besideCorner)) {
                 const int gap = opening ? runs[nearest].start - runs[nearest - 1].end - 1
                                         : runs[nearest + 1].start - runs[nearest].end - 1;
-                full = gap > fullWidthBracketGap * cell;
+                full = gap > (besideCorner ? fullWidthGapBesideCorner : fullWidthBracketGap) * cell;
             }
         } else if (nearest != runs.size() && nearest != 0 && nearest + 1 == runs.size() &&
                    QStringView(u",.:;?!").contains(QChar(pair->ascii)) && neighbour(text, i, 1) < 0 &&

@@ -42,6 +42,12 @@ constexpr double fullWidthRoom = 0.8;
 constexpr double fullWidthBracketGap = 0.55;
 
 /**
+ * The same beside a corner bracket (`」(`), whose own cell leaves about half a cell empty on the side of the bracket:
+ * an ASCII bracket there stands 0.6-0.7 cell from the corner bracket's ink, a full-width one half a cell further.
+ */
+constexpr double fullWidthGapBesideCorner = 0.9;
+
+/**
  * The share of a cell that must stand empty before a mark (not a bracket) at a line's end for it to count as
  * full-width (centred in its cell, as Traditional fonts draw it).
  */

@@ -48,4 +48,9 @@ INSTANTIATE_TEST_SUITE_P(
                       CleanupCase{"empty", "", ""}),
     [](const auto &info) { return std::string(info.param.name); });
 
+TEST(ChineseTextCleanup, NoSpaceBetweenACornerBracketAndABracketOutsideIt)
+{
+    EXPECT_EQ(ChineseTextCleanup::removeSpacesBetweenCjk(u"有「both」 (兩者) 「x」 y"_s), u"有「both」(兩者)「x」 y"_s);
+}
+
 } // namespace

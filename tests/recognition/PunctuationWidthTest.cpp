@@ -54,6 +54,8 @@ INSTANTIATE_TEST_SUITE_P(
                                 "从 0〈左对齐)$(a.b） 使用", "从 0（左对齐）$(a.b) 使用"},
                       WidthCase{"AsciiBracketsAfterSpaces", "DejaVu Sans", "修改引用規格 (refspec) 以便",
                                 "修改引用規格 （refspec） 以便", "修改引用規格 (refspec) 以便"},
+                      WidthCase{"BracketsBesideCornerBrackets", "DejaVu Serif", "有「both」(兩者)、「圖」（示）",
+                                "有「both」（兩者）、「圖」(示)", "有「both」(兩者)、「圖」（示）"},
                       WidthCase{"AsciiFullStopsTakenForCommas", "Noto Sans CJK SC", "会丢失. 值0表示缺省.",
                                 "会丢失， 值0表示缺省，", "会丢失. 值0表示缺省."},
                       WidthCase{"AsciiBracketTouchingHan", "Noto Sans CJK TC", "抽出檔案 (預設用於使用者)",
@@ -70,12 +72,14 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(DoubledHyphens, TwoBarsReadAsOneHyphenAreTwoAndSingleHyphensStaySingle)
 {
     for (const char *family : {"DejaVu Sans", "DejaVu Serif", "Noto Sans CJK SC"}) {
-        for (const QString &drawn : {u"-a, --text 所有檔案都以文"_s, u"x - y — 2006-03 -p"_s}) {
-            auto line = Tessary::Test::renderLine(drawn, Tessary::Test::fontOf(QString::fromUtf8(family), 18));
-            QString read = QString(drawn).replace(u"--"_s, u"-"_s);
-            line.centres.remove(std::max<qsizetype>(0, drawn.indexOf(u"--"_s)), drawn.size() - read.size());
-            DoubledHyphens::restore(read, line.centres, line.image, 255);
-            EXPECT_EQ(read, drawn) << family;
+        for (const QString &drawn : {u"-a, --text 所有檔案都以文"_s, u"x - y — 2006-03 -p 之一"_s, u"會忽略 --"_s}) {
+            for (const QString &bar : {u"-"_s, u"一"_s}) { // in Chinese lines, also read as 一
+                auto line = Tessary::Test::renderLine(drawn, Tessary::Test::fontOf(QString::fromUtf8(family), 18));
+                QString read = QString(drawn).replace(u"--"_s, bar);
+                line.centres.remove(std::max<qsizetype>(0, drawn.indexOf(u"--"_s)), drawn.size() - read.size());
+                DoubledHyphens::restore(read, line.centres, line.image, 255);
+                EXPECT_EQ(read, drawn) << family;
+            }
         }
     }
 }
