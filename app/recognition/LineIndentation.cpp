@@ -170,7 +170,8 @@ double gridCell(const RecognitionPass &pass, double step)
  * characters stand in the middle of their cells, so the distance of their centres over the cells between them is
  * the cell. Taken where at least two lines agree on it, three in four of their characters within half a cell of
  * their places (a proportional font's narrow and wide letters drift further); a short line whose ends disagree may
- * have lost a space and is left out. Text with wide characters is left alone: they take two cells.
+ * have lost a space and is left out. Text with Chinese characters is left alone: they take two cells. Curly quotes
+ * and full-width marks in a line without them are the engine's reading of the narrow marks of code, one cell each.
  */
 double cellFromEnds(const RecognitionPass &pass)
 {
@@ -178,10 +179,8 @@ double cellFromEnds(const RecognitionPass &pass)
     constexpr qsizetype unsure = 8; // a line this long must agree
     std::vector<double> steps;
     for (const PassLine &line : pass.lines) {
-        for (const QChar c : line.text) {
-            if (c.isSurrogate() || ChineseTextCleanup::isCjk(c.unicode())) {
-                return 0;
-            }
+        if (ChineseTextCleanup::hasHan(line.text)) {
+            return 0;
         }
         for (qsizetype i = 0; positioned(line) && i + 1 < line.text.size(); ++i) {
             if (onTheGrid(line.text.at(i)) && onTheGrid(line.text.at(i + 1))) {

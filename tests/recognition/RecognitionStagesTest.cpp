@@ -451,6 +451,25 @@ TEST(LineIndentation, MonospacedLinesKeepTheirIndentation)
     const QImage unhinted =
         Tessary::Test::renderText(json, u"Noto Sans Mono CJK SC"_s, 15, 0xd4d4d4, 0x1e1e1e, QFont::PreferNoHinting);
     EXPECT_EQ(indents(read(unhinted)), indents(json.join(u'\n'))) << read(unhinted).toStdString();
+    // The same lines with positions too far off for any grid and straight quotes read curly: the ink gives the cell.
+    QImage stacked(300, 40 * int(json.size()), QImage::Format_RGB888);
+    stacked.fill(Qt::white);
+    RecognitionPass strayed;
+    QStringList curly;
+    QPainter painter(&stacked);
+    for (qsizetype i = 0; i < json.size(); ++i) {
+        auto line = Tessary::Test::renderLine(json[i], Tessary::Test::fontOf(u"Noto Sans Mono CJK SC"_s, 15));
+        painter.drawImage(0, 40 * int(i), line.image);
+        QList<float> centres = line.centres.mid(json[i].size() - json[i].trimmed().size());
+        for (qsizetype k = 0; k < centres.size(); ++k) {
+            centres[k] += float(k % 4 == 3 ? 0.45 * line.pitch : 0);
+        }
+        curly.append(json[i].trimmed().replace(u"\": \""_s, u"\": “"_s));
+        strayed.lines.append(
+            {curly.back(), centres, line.box.translated(0, 40 * int(i)), {}, line.baseline + 40 * int(i)});
+    }
+    painter.end();
+    EXPECT_EQ(LineIndentation::indented(stacked, curly, strayed), json);
     // A space the engine wrote between two characters a cell apart goes.
     auto swap = Tessary::Test::renderLine(u"std::swap(a, b);"_s, Tessary::Test::fontOf(u"DejaVu Sans Mono"_s, 15));
     swap.centres.insert(4, (swap.centres[3] + swap.centres[4]) / 2);
