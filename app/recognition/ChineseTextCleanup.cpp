@@ -65,6 +65,11 @@ bool hasHan(const QString &text)
     return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return isHan(c.unicode()); });
 }
 
+bool hasDoubleWidth(const QString &text)
+{
+    return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return c.isSurrogate() || isHan(c.unicode()); });
+}
+
 bool allHan(const QString &text)
 {
     return !text.isEmpty() && std::all_of(text.cbegin(), text.cend(), [](QChar c) { return isHan(c.unicode()); });

@@ -16,6 +16,12 @@ bool isHan(char32_t c);
 /** True when text holds a Han ideograph. */
 bool hasHan(const QString &text);
 
+/**
+ * True when text holds a character a monospaced font draws two cells wide: a Han ideograph, or one outside the Basic
+ * Multilingual Plane (emoji, the rarer ideographs).
+ */
+bool hasDoubleWidth(const QString &text);
+
 /** True when text is not empty and holds Han ideographs only. */
 bool allHan(const QString &text);
 

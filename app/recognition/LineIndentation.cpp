@@ -170,8 +170,9 @@ double gridCell(const RecognitionPass &pass, double step)
  * characters stand in the middle of their cells, so the distance of their centres over the cells between them is
  * the cell. Taken where at least two lines agree on it, three in four of their characters within half a cell of
  * their places (a proportional font's narrow and wide letters drift further); a short line whose ends disagree may
- * have lost a space and is left out. Text with Chinese characters is left alone: they take two cells. Curly quotes
- * and full-width marks in a line without them are the engine's reading of the narrow marks of code, one cell each.
+ * have lost a space and is left out. Text with Chinese characters or emoji is left alone: they take two cells. Curly
+ * quotes and full-width marks in a line without them are the engine's reading of the narrow marks of code, one cell
+ * each.
  */
 double cellFromEnds(const RecognitionPass &pass)
 {
@@ -179,7 +180,7 @@ double cellFromEnds(const RecognitionPass &pass)
     constexpr qsizetype unsure = 8; // a line this long must agree
     std::vector<double> steps;
     for (const PassLine &line : pass.lines) {
-        if (ChineseTextCleanup::hasHan(line.text)) {
+        if (ChineseTextCleanup::hasDoubleWidth(line.text)) {
             return 0;
         }
         for (qsizetype i = 0; positioned(line) && i + 1 < line.text.size(); ++i) {

@@ -93,12 +93,12 @@ double cellOf(const QImage &image, const RecognitionPass &pass, double near, int
     if (near <= 0) {
         return 0;
     }
-    // Chinese characters are two cells wide and stand on a grid in any font: only the other lines tell. Curly quotes
-    // and full-width marks without them are the engine's reading of code's narrow marks.
+    // Chinese characters and emoji are two cells wide and stand on a grid in any font: only the other lines tell. Curly
+    // quotes and full-width marks without them are the engine's reading of code's narrow marks.
     std::vector<std::vector<std::pair<int, int>>> lines;
     for (const PassLine &line : pass.lines) {
         const QRect box = line.box.intersected(image.rect());
-        if (!box.isEmpty() && !ChineseTextCleanup::hasHan(line.text)) {
+        if (!box.isEmpty() && !ChineseTextCleanup::hasDoubleWidth(line.text)) {
             lines.push_back(inkedColumns(image, box, background));
         }
     }
