@@ -67,6 +67,11 @@ Alignment aligned(const QString &line, const QString &other)
 
 } // namespace
 
+std::vector<qsizetype> counterparts(const QString &line, const QString &other)
+{
+    return aligned(line, other).from;
+}
+
 QString voted(const QString &own, const QString &first, const QString &second)
 {
     if (own.isEmpty() || first.isEmpty() || second.isEmpty()) {

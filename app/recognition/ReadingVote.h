@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <vector>
 
 #include <QString>
 
@@ -26,6 +27,12 @@ constexpr float votesFrom = 60;
  * only.
  */
 QString voted(const QString &own, const QString &first, const QString &second);
+
+/**
+ * Per character of line, the place in other of the character it is matched with when the two readings are aligned
+ * as voted aligns them, or -1 where other dropped it.
+ */
+std::vector<qsizetype> counterparts(const QString &line, const QString &other);
 
 /**
  * reading with a character of traditional (the Traditional pass's reading) put back where it is a form only

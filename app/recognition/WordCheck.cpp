@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <optional>
 
 #include <tesseract/baseapi.h>
@@ -17,6 +18,7 @@
 #include "app/recognition/GlyphForms.h"
 #include "app/recognition/LineRouting.h"
 #include "app/recognition/ModelPasses.h"
+#include "app/recognition/ReadingVote.h"
 #include "app/recognition/ScriptVariants.h"
 #include "app/recognition/TesseractPool.h"
 
@@ -198,8 +200,9 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
                                                                : ScriptVariants::toSimplified(QString(c));
             return form.size() == 1 ? form.at(0) : c;
         };
-        // Every reading with as many Chinese characters gives one candidate for each, the line model's runners-up
-        // more.
+        // Every reading gives one candidate for each character, the line model's runners-up more. A reading that
+        // dropped or added a character (the line model loses one now and then in small Traditional text) still
+        // holds the others: its characters are matched to the line's where the two align.
         QStringList read(text.size());
         // A Traditional-only form a model read is written as read, whatever the line's script: the glyphs settle it
         // later.
@@ -209,14 +212,29 @@ void mend(const QImage &image, const ScriptChoice::Choice &choice, const QList<L
         const QStringList readings{model.text, line.text, perLine(choice.otherReading, li), hint};
         for (const QString &reading : readings) {
             const QList<qsizetype> theirs = hanPlaces(reading);
-            if (theirs.size() != places.size()) {
+            if (theirs.isEmpty()) {
                 continue;
             }
-            if (&reading == &readings.front()) {
+            if (&reading == &readings.front() && theirs.size() == places.size()) {
                 modelPlaces = theirs;
             }
+            std::vector<qsizetype> matched(size_t(places.size()));
+            std::iota(matched.begin(), matched.end(), 0);
+            if (theirs.size() != places.size()) {
+                QString own, their;
+                for (const qsizetype at : places) {
+                    own += checked.at(at);
+                }
+                for (const qsizetype at : theirs) {
+                    their += reading.at(at);
+                }
+                matched = ReadingVote::counterparts(own, their);
+            }
             for (qsizetype k = 0; k < places.size(); ++k) {
-                const QChar c = reading.at(theirs[k]);
+                if (matched[size_t(k)] < 0) {
+                    continue;
+                }
+                const QChar c = reading.at(theirs[matched[size_t(k)]]);
                 read[places[k]] += inScript(c);
                 if (ScriptVariants::isTraditionalOnly(c.unicode())) {
                     traditionalRead.insert({places[k], inScript(c)}, c);

@@ -227,6 +227,19 @@ TEST(ReadingVote, TwoReadingsAgreeingAgainstTheThirdWin)
 
 TEST(WordCheck, ACharacterInNoWordTakesTheCandidateThatMakesOne)
 {
+    {
+        // The other pass's reading gives its candidates though it wrote a 和 between two characters.
+        const QString shown = u"超過的名稱會被忽略。如果列表"_s, read = u"超過的名稱會被忽咯。如果列表"_s;
+        const auto drawn = Tessary::Test::renderLine(shown, Tessary::Test::fontOf(u"Noto Sans CJK TC"_s, 15));
+        ScriptChoice::Choice choice{.scripts = {Script::Traditional},
+                                    .traditionalText = {read},
+                                    .otherReading = {u"超过的名称会被和忽略。如果列表"_s}};
+        choice.pass.lines.append(
+            PassLine{.text = read, .centres = drawn.centres, .box = LineRouting::inkBox(drawn.image, drawn.box, 255)});
+        QStringList lines{read};
+        WordCheck::mend(drawn.image, choice, {LineReading{}}, lines);
+        EXPECT_EQ(lines.first().toStdString(), shown.toStdString());
+    } // the line's dictionaries are borrowed from the engines the rest uses
     const auto engine = TesseractPool::shared().borrow("chi_tra");
     ASSERT_TRUE(engine);
     const auto knows = [&](const QString &word) { return engine->IsValidWord(word.toUtf8().constData()) != 0; };
