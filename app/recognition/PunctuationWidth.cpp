@@ -81,7 +81,7 @@ bool isLatinLetter(QChar c)
     return c.unicode() < 0x80 && c.isLetter();
 }
 
-/** A sign beside a Chinese character, or a letter at either edge of a Latin word: what a corner bracket is read as. */
+/** A sign in a line with Chinese, or a letter at a Latin word's edge beside it: what a corner bracket is read as. */
 bool mayBeCorner(const QString &text, qsizetype at)
 {
     const QChar c = text.at(at);
@@ -90,7 +90,7 @@ bool mayBeCorner(const QString &text, qsizetype at)
         const auto chineseAt = [&](qsizetype k) { return k >= 0 && ChineseTextCleanup::isCjk(text.at(k).unicode()); };
         return chineseAt(before) || chineseAt(after);
     }
-    return !c.isSpace() && !c.isNumber() && !ChineseTextCleanup::isHan(c.unicode()) && hanBeside(text, at);
+    return !c.isSpace() && !c.isNumber() && !ChineseTextCleanup::isHan(c.unicode()) && hasHan(text);
 }
 
 bool isDigit(QChar c)
@@ -336,9 +336,9 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
         return nearest;
     };
     // Corner brackets drawn small come back as `[`, `(`, `J`, `，` or a letter of the Latin word they enclose. A sign
-    // beside Chinese, or a letter at a Latin word's edge, whose ink is a corner bracket's is one: 「 hangs from the top
-    // of the line, 」 stands on its foot, both about half a cell high (a mark is lower, a bracket reaches from the top
-    // of the line to its bottom).
+    // in a line with Chinese, or a letter at a Latin word's edge, whose ink is a corner bracket's is one: 「 hangs from
+    // the top of the line, 」 stands on its foot, both about half a cell high (a mark is lower, a bracket reaches from
+    // the top of the line to its bottom).
     const auto cornerIn = [&](int start, int end) {
         const int markTop = *std::min_element(inkTop.begin() + start, inkTop.begin() + end + 1);
         const int markBottom = *std::max_element(inkBottom.begin() + start, inkBottom.begin() + end + 1);
@@ -357,23 +357,27 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
         // The ink nearest to where it was read, or a mark's placed up to half a cell late.
         for (size_t r : {nearestRun(runs, centres[i], 0.35 * cell), runOf(i)}) {
             // Placed late onto the ink of the mark after it (`「右,、` for 「右」、): its own is the run before. Nor is
-            // it a bracket's whose ink the character before was read from (`「(` for `(「`).
-            if (r > 0 && r < runs.size() && next >= 0 && !hanAt(next) &&
-                nearestRun(runs, centres[next], 0.35 * cell) == r) {
+            // it a bracket's whose ink a corner bracket or a sign beside it was read from (`「「` for `(「`).
+            const bool sharedAfter =
+                r < runs.size() && next >= 0 && !hanAt(next) && nearestRun(runs, centres[next], 0.35 * cell) == r;
+            if (sharedAfter && !isCornerBracket(text.at(next)) && r > 0) {
                 --r;
+            } else if (sharedAfter) {
+                continue;
             }
             if (r == runs.size() ||
                 (previous >= 0 && !hanAt(previous) && nearestRun(runs, centres[previous], 0.35 * cell) == r)) {
                 continue;
             }
-            // One touching the character inside it (at small sizes) is looked for at that end of the run.
+            // A sign's ink touching the character inside it (at small sizes) is looked for at that end of the run.
             const Run run = runs[r];
             const int width = int(std::lround(0.3 * cell));
-            const bool wide = run.end - run.start + 1 > 0.5 * cell;
+            const bool wide = run.end - run.start + 1 > 0.5 * cell, sign = !isLatinLetter(text.at(i));
             QChar corner = wide ? QChar() : cornerIn(run.start, run.end);
-            if (wide && centres[i] < run.start + 0.35 * cell && hanAt(next)) {
+            const auto inside = [&](qsizetype at) { return at >= 0 && !isCornerBracket(text.at(at)); };
+            if (wide && sign && centres[i] < run.start + 0.35 * cell && inside(next)) {
                 corner = cornerIn(run.start, run.start + width - 1) == u'「' ? QChar(u'「') : QChar();
-            } else if (wide && centres[i] > run.end - 0.35 * cell && hanAt(previous)) {
+            } else if (wide && sign && centres[i] > run.end - 0.35 * cell && inside(previous)) {
                 corner = cornerIn(run.end - width + 1, run.end) == u'」' ? QChar(u'」') : QChar();
             }
             if (!corner.isNull()) {
