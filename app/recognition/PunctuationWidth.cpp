@@ -380,7 +380,11 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
             } else if (wide && sign && centres[i] > run.end - 0.35 * cell && inside(previous)) {
                 corner = cornerIn(run.end - width + 1, run.end) == u'」' ? QChar(u'」') : QChar();
             }
-            if (!corner.isNull()) {
+            // A corner bracket never stands beside another of its kind (`「「`, `」」`): that one was read from this
+            // ink.
+            const bool doubled =
+                (previous >= 0 && text.at(previous) == corner) || (next >= 0 && text.at(next) == corner);
+            if (!corner.isNull() && !doubled) {
                 text[i] = corner;
                 break;
             }
