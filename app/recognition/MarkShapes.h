@@ -18,6 +18,14 @@ namespace MarkShapes {
  */
 QChar markOf(const QImage &crop, int start, int end, int top, int bottom, int background);
 
+/**
+ * The corner bracket a narrow run of ink is, or a null QChar: 「 is a stroke down the left with an arm to the right at
+ * its top only, 」 its turn (a stroke down the right, an arm to the left at its bottom only). `[` `]` have arms at both
+ * ends, `(` `)` and commas no straight stroke down one side, `T` `J` no stroke at the side of the arm's end, 『 』 a
+ * doubled stroke.
+ */
+QChar cornerOf(const QImage &crop, int start, int end, int top, int bottom, int background);
+
 } // namespace MarkShapes
 
 } // namespace Tessary

@@ -76,6 +76,23 @@ bool isCornerBracket(QChar c)
     return c.unicode() >= 0x300c && c.unicode() <= 0x300f;
 }
 
+bool isLatinLetter(QChar c)
+{
+    return c.unicode() < 0x80 && c.isLetter();
+}
+
+/** A sign in a line with Chinese, or a letter at a Latin word's edge beside it: what a corner bracket is read as. */
+bool mayBeCorner(const QString &text, qsizetype at)
+{
+    const QChar c = text.at(at);
+    if (isLatinLetter(c)) {
+        const qsizetype before = neighbour(text, at, -1), after = neighbour(text, at, 1);
+        const auto chineseAt = [&](qsizetype k) { return k >= 0 && ChineseTextCleanup::isCjk(text.at(k).unicode()); };
+        return chineseAt(before) || chineseAt(after);
+    }
+    return !c.isSpace() && !c.isNumber() && !ChineseTextCleanup::isHan(c.unicode()) && hasHan(text);
+}
+
 bool isDigit(QChar c)
 {
     return (c >= u'0' && c <= u'9') || (c.unicode() >= 0xff10 && c.unicode() <= 0xff19);
@@ -133,6 +150,20 @@ void settleDigits(QString &text, const QList<float> &centres, double cell, bool 
             text[i] = centres[after] - centres[before] > 1.6 * cell ? QChar(0xff0d) : QChar(u'-');
         }
     }
+}
+
+/** The run of ink nearest to x, if one is within distance; runs.size() if none. */
+size_t nearestRun(const std::vector<Run> &runs, double x, double distance)
+{
+    size_t nearest = runs.size();
+    for (size_t r = 0; r < runs.size(); ++r) {
+        const double d = x < runs[r].start ? runs[r].start - x : (x > runs[r].end ? x - runs[r].end : 0);
+        if (d <= distance) {
+            distance = d;
+            nearest = r;
+        }
+    }
+    return nearest;
 }
 
 /** How a mark's width was told: not at all, from the readers' rough places of its neighbours, from its own ink. */
@@ -304,6 +335,61 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
         }
         return nearest;
     };
+    // Corner brackets drawn small come back as `[`, `(`, `J`, `，` or a letter of the Latin word they enclose. A sign
+    // in a line with Chinese, or a letter at a Latin word's edge, whose ink is a corner bracket's is one: 「 hangs from
+    // the top of the line, 」 stands on its foot, both about half a cell high (a mark is lower, a bracket reaches from
+    // the top of the line to its bottom).
+    const auto cornerIn = [&](int start, int end) {
+        const int markTop = *std::min_element(inkTop.begin() + start, inkTop.begin() + end + 1);
+        const int markBottom = *std::max_element(inkBottom.begin() + start, inkBottom.begin() + end + 1);
+        const QChar corner = MarkShapes::cornerOf(crop, start, end, markTop, markBottom, background);
+        const int height = markBottom - markTop + 1;
+        const bool placed =
+            (corner == u'「' && markTop <= top + 0.15 * cell) || (corner == u'」' && markBottom >= bottom - 0.3 * cell);
+        return height >= 0.45 * cell && height <= 0.8 * cell && placed ? corner : QChar();
+    };
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (!mayBeCorner(text, i)) {
+            continue;
+        }
+        const qsizetype previous = neighbour(text, i, -1), next = neighbour(text, i, 1);
+        const auto hanAt = [&](qsizetype at) { return at >= 0 && ChineseTextCleanup::isHan(text.at(at).unicode()); };
+        // The ink nearest to where it was read, or a mark's placed up to half a cell late.
+        for (size_t r : {nearestRun(runs, centres[i], 0.35 * cell), runOf(i)}) {
+            // Placed late onto the ink of the mark after it (`「右,、` for 「右」、): its own is the run before. Nor is
+            // it a bracket's whose ink a corner bracket or a sign beside it was read from (`「「` for `(「`).
+            const bool sharedAfter =
+                r < runs.size() && next >= 0 && !hanAt(next) && nearestRun(runs, centres[next], 0.35 * cell) == r;
+            if (sharedAfter && !isCornerBracket(text.at(next)) && r > 0) {
+                --r;
+            } else if (sharedAfter) {
+                continue;
+            }
+            if (r == runs.size() ||
+                (previous >= 0 && !hanAt(previous) && nearestRun(runs, centres[previous], 0.35 * cell) == r)) {
+                continue;
+            }
+            // A sign's ink touching the character inside it (at small sizes) is looked for at that end of the run.
+            const Run run = runs[r];
+            const int width = int(std::lround(0.3 * cell));
+            const bool wide = run.end - run.start + 1 > 0.5 * cell, sign = !isLatinLetter(text.at(i));
+            QChar corner = wide ? QChar() : cornerIn(run.start, run.end);
+            const auto inside = [&](qsizetype at) { return at >= 0 && !isCornerBracket(text.at(at)); };
+            if (wide && sign && centres[i] < run.start + 0.35 * cell && inside(next)) {
+                corner = cornerIn(run.start, run.start + width - 1) == u'「' ? QChar(u'「') : QChar();
+            } else if (wide && sign && centres[i] > run.end - 0.35 * cell && inside(previous)) {
+                corner = cornerIn(run.end - width + 1, run.end) == u'」' ? QChar(u'」') : QChar();
+            }
+            // A corner bracket never stands beside another of its kind (`「「`, `」」`): that one was read from this
+            // ink.
+            const bool doubled =
+                (previous >= 0 && text.at(previous) == corner) || (next >= 0 && text.at(next) == corner);
+            if (!corner.isNull() && !doubled) {
+                text[i] = corner;
+                break;
+            }
+        }
+    }
     QString settled = text;
     std::vector<Evidence> judged(size_t(text.size()), Evidence::None);
     for (qsizetype i = 0; i < text.size(); ++i) {
