@@ -348,6 +348,9 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
             (corner == u'「' && markTop <= top + 0.15 * cell) || (corner == u'」' && markBottom >= bottom - 0.3 * cell);
         return height >= 0.45 * cell && height <= 0.8 * cell && placed ? corner : QChar();
     };
+    // A Latin word's edge letter is one only with its partner in the line (`Torangej` for 「orange」): a J or j
+    // beside Chinese (使用Java) has a corner bracket's shape too.
+    std::vector<std::pair<qsizetype, QChar>> letters;
     for (qsizetype i = 0; i < text.size(); ++i) {
         if (!mayBeCorner(text, i)) {
             continue;
@@ -385,9 +388,27 @@ QString settle(const QString &read, const QList<float> &centres, const QImage &s
             const bool doubled =
                 (previous >= 0 && text.at(previous) == corner) || (next >= 0 && text.at(next) == corner);
             if (!corner.isNull() && !doubled) {
-                text[i] = corner;
+                if (sign) {
+                    text[i] = corner;
+                } else {
+                    letters.push_back({i, corner});
+                }
                 break;
             }
+        }
+    }
+    QString paired = text;
+    for (const auto &[at, corner] : letters) {
+        paired[at] = corner;
+    }
+    for (const auto &[at, corner] : letters) {
+        const int step = corner == u'「' ? 1 : -1;
+        qsizetype k = at + step;
+        while (k >= 0 && k < paired.size() && !isCornerBracket(paired.at(k))) {
+            k += step;
+        }
+        if (k >= 0 && k < paired.size() && paired.at(k) == (step > 0 ? u'」' : u'「')) {
+            text[at] = corner;
         }
     }
     QString settled = text;

@@ -60,6 +60,8 @@ INSTANTIATE_TEST_SUITE_P(
                                 "像Torangej或 user的 [左，、「上>", "像「orange」或 user的 「左」、「上」"},
                       WidthCase{"CornerBracketsReadAsSignsSerif", "Noto Serif CJK TC", "為「右」和「左」、[是]",
                                 "為[右]和{左J、[是]", "為「右」和「左」、[是]"},
+                      WidthCase{"LettersShapedLikeCornerBrackets", "Noto Sans CJK TC", "開啟Java和JPEG或jar檔",
+                                "開啟Java和JPEG或jar檔", "開啟Java和JPEG或jar檔"},
                       WidthCase{"AsciiFullStopsTakenForCommas", "Noto Sans CJK SC", "会丢失. 值0表示缺省.",
                                 "会丢失， 值0表示缺省，", "会丢失. 值0表示缺省."},
                       WidthCase{"AsciiBracketTouchingHan", "Noto Sans CJK TC", "抽出檔案 (預設用於使用者)",
