@@ -228,10 +228,13 @@ std::pair<double, double> shapeOf(const Ink &ink, const std::vector<Stroke> &str
  * narrow stroke, or two, wholly in the upper half of the line, set off from the ink beside it by a blank or fading
  * column (the arms of T, f or r stand high too, but join their stem), with nothing read from it.
  */
-void restoreDropped(QString &text, QList<float> &centres, const Ink &ink)
+/**
+ * The strokes that may be quotes: runs of high columns, split where the ink fades (a quote may touch the arm of a T
+ * beside it), set off from the ink beside them and about as tall as wide or taller (a flat piece is a bar's end).
+ */
+std::vector<Stroke> quoteStrokes(const Ink &ink)
 {
     const double height = ink.height();
-    // Runs of high columns, split where the ink fades: a quote may touch the arm of a T beside it.
     std::vector<Stroke> strokes;
     for (int x = 0; x < ink.width(); ++x) {
         if (!ink.high(x)) {
@@ -247,7 +250,6 @@ void restoreDropped(QString &text, QList<float> &centres, const Ink &ink)
             if (c <= end && !apart(c)) {
                 continue;
             }
-            // A quote's stroke is about as tall as it is wide or taller; a flat piece is a bar's end.
             const int wide = c - start;
             if (wide > 0 && apart(start - 1) && apart(c) && wide <= 0.35 * height &&
                 ink.rows(start, c - 1) >= 0.7 * wide) {
@@ -257,6 +259,12 @@ void restoreDropped(QString &text, QList<float> &centres, const Ink &ink)
         }
         x = end;
     }
+    return strokes;
+}
+
+void restoreDropped(QString &text, QList<float> &centres, const Ink &ink, const std::vector<Stroke> &strokes)
+{
+    const double height = ink.height();
     struct Found
     {
         qsizetype place;
@@ -292,6 +300,10 @@ void restoreDropped(QString &text, QList<float> &centres, const Ink &ink)
             ++at;
         } else if (at > 0 && swallowed(at - 1) && inWord(neighbour(text, at - 1, -1))) {
             --at;
+        }
+        // Not within a word: a stroke there is a quote read but placed off its ink.
+        if (at > 0 && at < text.size() && inWord(text.at(at - 1)) && inWord(text.at(at))) {
+            continue;
         }
         const qsizetype before = at - 1 >= 0 && text.at(at - 1).isSpace() ? at - 2 : at - 1;
         const qsizetype after = at < text.size() && text.at(at).isSpace() ? at + 1 : at;
@@ -343,7 +355,8 @@ void settle(QString &text, QList<float> &centres, const QImage &crop, int backgr
     if (ink.height() < 6) {
         return;
     }
-    restoreDropped(text, centres, ink);
+    const std::vector<Stroke> pieces = quoteStrokes(ink);
+    restoreDropped(text, centres, ink, pieces);
     // Whether the last curly quote of each kind in the line opened.
     std::optional<bool> doubleOpened, singleOpened;
     // A star or caret whose ink leans as a backtick does (blurred, a star's may) is one only where it pairs another.
@@ -357,8 +370,12 @@ void settle(QString &text, QList<float> &centres, const QImage &crop, int backgr
         std::optional<bool> &opened = twin ? doubleOpened : singleOpened;
         const std::vector<Stroke> strokes = ink.strokesNear(centres[i], twin);
         const auto [lean, low] = shapeOf(ink, strokes);
-        // One stroke leaning left, its upper end first: a backtick, whatever it was read as.
-        if (strokes.size() == 1 && lean <= -backtickLean) {
+        // One stroke leaning left, its upper end first, told apart from a letter it touches: a backtick, whatever it
+        // was read as.
+        const auto piece = std::find_if(pieces.cbegin(), pieces.cend(), [&](const Stroke &p) {
+            return strokes.size() == 1 && p.start <= strokes[0].end && p.end >= strokes[0].start;
+        });
+        if (piece != pieces.cend() && shapeOf(ink, {*piece}).first <= -backtickLean) {
             qCDebug(lcQuotes) << text << "at" << i << c << "may be a backtick, lean" << lean;
             if (isQuote(c)) {
                 text[i] = u'`';
