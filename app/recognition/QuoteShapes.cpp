@@ -223,12 +223,6 @@ std::pair<double, double> shapeOf(const Ink &ink, const std::vector<Stroke> &str
 }
 
 /**
- * Puts back the quotes and backticks no character was read from. Beside a Latin word the readers lose them, most
- * often a backtick and a quote touching a Chinese character (為‘TRUE’ read 為TRUE’), yet their ink stands apart: one
- * narrow stroke, or two, wholly in the upper half of the line, set off from the ink beside it by a blank or fading
- * column (the arms of T, f or r stand high too, but join their stem), with nothing read from it.
- */
-/**
  * The strokes that may be quotes: runs of high columns, split where the ink fades (a quote may touch the arm of a T
  * beside it), set off from the ink beside them and about as tall as wide or taller (a flat piece is a bar's end).
  */
@@ -262,6 +256,12 @@ std::vector<Stroke> quoteStrokes(const Ink &ink)
     return strokes;
 }
 
+/**
+ * Puts back the quotes and backticks no character was read from. Beside a Latin word the readers lose them, most
+ * often a backtick and a quote touching a Chinese character (為‘TRUE’ read 為TRUE’), yet their ink stands apart: one
+ * narrow stroke, or two, wholly in the upper half of the line, set off from the ink beside it by a blank or fading
+ * column (the arms of T, f or r stand high too, but join their stem), with nothing read from it.
+ */
 void restoreDropped(QString &text, QList<float> &centres, const Ink &ink, const std::vector<Stroke> &strokes)
 {
     const double height = ink.height();
