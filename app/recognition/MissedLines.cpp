@@ -4,13 +4,19 @@
 #include <cmath>
 #include <vector>
 
+#include <QLoggingCategory>
+
 #include "app/recognition/GreyLevel.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
+#include "app/recognition/MonospaceInk.h"
+#include "app/recognition/NeuralLineRecognizer.h"
 
 namespace Tessary::MissedLines {
 
 namespace {
+
+Q_LOGGING_CATEGORY(lcMissed, "tessary.recognition.missed", QtInfoMsg)
 
 bool inkAt(const QImage &image, int x, int y, int background)
 {
@@ -120,6 +126,30 @@ QRect inkWithin(const QImage &image, const QRect &area, int background)
 }
 
 /**
+ * Whether the ink of area is two ticks side by side: a column between two others of at most half the contrast of
+ * either. Anti-aliasing fills the gap of a small double quote over the threshold of ink.
+ */
+bool twoTicks(const QImage &image, const QRect &area, int background)
+{
+    std::vector<int> contrast;
+    for (int x = area.left(); x <= area.right(); ++x) {
+        int most = 0;
+        for (int y = area.top(); y <= area.bottom(); ++y) {
+            most = std::max(most, std::abs(greyOf(image.constScanLine(y) + 3 * x) - background));
+        }
+        contrast.push_back(most);
+    }
+    for (size_t k = 1; k + 1 < contrast.size(); ++k) {
+        const int left = *std::max_element(contrast.cbegin(), contrast.cbegin() + long(k));
+        const int right = *std::max_element(contrast.cbegin() + long(k) + 1, contrast.cend());
+        if (2 * contrast[k] <= std::min(left, right)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/**
  * The quote marks a band of ink holds when it is a row of them, each a cell apart, or an empty text: marks stand in
  * the upper half of a line and are narrow, double ones spanning more than a third of a cell.
  */
@@ -129,13 +159,13 @@ QString marksIn(const QImage &image, const QRect &band, int lineHeight, double c
         return {};
     }
     const auto marks = marksOf(image, band, cell, background);
-    // A lone mark is as likely a speck of something else.
-    if (marks.size() < 2) {
+    const bool doubled = !marks.isEmpty() && spanOf(marks.first()) > cell / 3;
+    // A lone mark is as likely a speck of something else, unless it is two ticks side by side (a docstring's end).
+    if (marks.isEmpty() || (marks.size() == 1 && (!doubled || !twoTicks(image, band, background)))) {
         return {};
     }
-    const bool doubled = spanOf(marks.first()) > cell / 3;
     const bool marksOnly = std::all_of(marks.cbegin(), marks.cend(), [&](const std::pair<int, int> &mark) {
-        return spanOf(mark) <= 0.7 * cell && (spanOf(mark) > cell / 3) == doubled;
+        return spanOf(mark) <= 0.8 * cell && (spanOf(mark) > cell / 3) == doubled;
     });
     // A run of n marks spans n - 1 cells and a mark's width.
     if (!marksOnly || marks.size() != std::lround((band.width() - spanOf(marks.first())) / cell) + 1) {
@@ -277,6 +307,35 @@ QString braceRowIn(const QImage &image, const QRect &ink, int lineHeight, double
     return QString(brace) + (pieces == 2 ? u';' : u',');
 }
 
+/** Signs only, without a letter, digit or Chinese character: a quote, an operator, brackets, a comment's end. */
+bool signsOnly(const QString &text)
+{
+    return !text.isEmpty() && std::all_of(text.cbegin(), text.cend(),
+                                          [](QChar c) { return c.unicode() < 0x80 && (c.isPunct() || c.isSymbol()); });
+}
+
+/**
+ * The row of signs a band of ink no pass found holds, read by the line model at the row's place, or an empty text.
+ * Tesseract takes a row of a mark or two alone (a docstring's closing quote, "=:", a lone brace) for noise; the line
+ * model, shown the row as a line of its own, reads them. row is where the lines' pitch puts a line over the band.
+ */
+QString signsIn(const QImage &image, const QRect &band, const QRect &row, double cell)
+{
+    const int margin = int(std::ceil(cell / 2));
+    const QRect area = QRect(QPoint(band.left() - margin, row.top()), QPoint(band.right() + margin, row.bottom()))
+                           .intersected(image.rect());
+    const LineReading reading = NeuralLineRecognizer::read(image.copy(area));
+    QString text = reading.text;
+    text.remove(u' ');
+    qCDebug(lcMissed) << "band" << band << "row" << row << "read" << reading.text << reading.meanConfidence;
+    // A row of n signs spans n - 1 cells and a sign's width.
+    const double cells = band.width() / cell;
+    if (!signsOnly(text) || text.size() < cells - 0.5 || text.size() > cells + 1.5) {
+        return {};
+    }
+    return reading.text.trimmed();
+}
+
 } // namespace
 
 void completeQuoteRuns(const QImage &image, RecognitionPass &pass)
@@ -400,19 +459,59 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
         }
     }
     const QList<QRect> bands = uncoveredBands(image, choice.pass.lines, background);
+    // The lines' pitch, and the place of the row it puts over a band: the pitch from the nearest line found.
+    std::vector<int> steps;
+    for (qsizetype i = 1; i < choice.pass.lines.size(); ++i) {
+        if (choice.pass.lines[i].box.top() - choice.pass.lines[i - 1].box.top() >= lineHeight) {
+            steps.push_back(choice.pass.lines[i].box.top() - choice.pass.lines[i - 1].box.top());
+        }
+    }
+    // Rows of code are evenly spaced: a step over a row no pass found is twice the pitch.
+    const int pitch = steps.empty() ? 0 : *std::min_element(steps.cbegin(), steps.cend());
+    // Code, where the positions show no grid (the engine's centres a pixel or two off) but the glyphs' ink does.
+    const bool monospaced =
+        code || (!bands.isEmpty() && MonospaceInk::cellOf(image, choice.pass, cell, background) > 0);
+    const auto rowOver = [&](const QRect &band) {
+        const auto nearest = std::min_element(choice.pass.lines.cbegin(), choice.pass.lines.cend(),
+                                              [&](const PassLine &a, const PassLine &b) {
+                                                  return std::abs(a.box.center().y() - band.center().y()) <
+                                                         std::abs(b.box.center().y() - band.center().y());
+                                              });
+        const int away = int(std::lround(double(band.center().y() - nearest->box.center().y()) / pitch));
+        const QRect row = nearest->box.translated(0, away * pitch);
+        // Ink joined to a line's above or below it is a part of that line's glyphs (a comma's tail).
+        const bool apart =
+            inkWithin(image, QRect(band.left(), band.top() - 1, band.width(), 1), background).isEmpty() &&
+            inkWithin(image, QRect(band.left(), band.bottom() + 1, band.width(), 1), background).isEmpty();
+        return apart && band.top() >= row.top() - 1 && band.bottom() <= row.bottom() + 1 ? row | band : QRect();
+    };
     for (qsizetype b = 0; b < bands.size(); ++b) {
         // A band no pass found spans whole cells: its marks are far enough apart not to be a letter's parts. The dots
-        // and commas of a row of semicolons make two bands a little apart.
+        // and commas of a row of semicolons make two bands a little apart, and the dots alone look like a row of
+        // quote marks: the pair is looked at first.
         QRect band = bands[b];
-        QString marks = marksIn(image, band, lineHeight, cell, background);
-        if (marks.size() != std::lround(band.width() / cell)) {
-            marks.clear();
-        }
-        if (const QRect pair = b + 1 < bands.size() ? band | bands[b + 1] : QRect();
-            marks.isEmpty() && pair.height() <= lineHeight) {
+        QString marks;
+        if (const QRect pair = b + 1 < bands.size() ? band | bands[b + 1] : QRect(); pair.height() <= lineHeight) {
             marks = semicolonsIn(image, pair, lineHeight, cell, background);
             band = marks.isEmpty() ? band : pair;
             b += marks.isEmpty() ? 0 : 1;
+        }
+        if (marks.isEmpty()) {
+            marks = marksIn(image, band, lineHeight, cell, background);
+            marks = marks.size() == std::lround(band.width() / cell) ? marks : QString();
+        }
+        // Else the bands of a row (the bars of a "=", a colon's dots) together, read by the line model.
+        qsizetype last = b;
+        while (marks.isEmpty() && last + 1 < bands.size() && (band | bands[last + 1]).height() <= lineHeight) {
+            band |= bands[++last];
+        }
+        if (const QRect row = marks.isEmpty() && monospaced && pitch > 0 && band.height() <= lineHeight &&
+                                      band.height() > 1 && band.width() > 1
+                                  ? rowOver(band)
+                                  : QRect();
+            !row.isNull()) {
+            marks = signsIn(image, band, row, cell);
+            b = marks.isEmpty() ? b : last;
         }
         if (marks.isEmpty()) {
             continue;

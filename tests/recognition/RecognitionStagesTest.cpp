@@ -549,6 +549,19 @@ TEST(MissedLines, RowsOfQuoteMarksReadAsLettersComeBack)
             }
         }
     }
+    // Rows no pass finds at all: a lone closing quote (its two ticks run together at 16 px), a map's "=:" key.
+    const QStringList opts{u"    --lines"_s, u"    --version"_s, u"\""_s,
+                           u"COMPREPLY=( $(compgen -W \"${OPTS[*]}\") )"_s};
+    const QStringList map{u"type: map"_s,
+                          u"mapping:"_s,
+                          u"  =:"_s,
+                          u"    type: text"_s,
+                          u"build_requires: *requires_common"_s,
+                          u"requires:       *requires_common"_s};
+    for (const QStringList &code : {opts, map}) {
+        const QImage image = Tessary::Test::renderText(code, u"Noto Sans Mono CJK SC"_s, 16, 0xd4d4d4, 0x1e1e1e);
+        EXPECT_EQ(read(image).toStdString(), code.join(u'\n').toStdString());
+    }
 }
 
 } // namespace
