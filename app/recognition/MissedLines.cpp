@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <optional>
 #include <vector>
 
 #include <QLoggingCategory>
@@ -336,6 +338,84 @@ QString signsIn(const QImage &image, const QRect &band, const QRect &row, double
     return reading.text.trimmed();
 }
 
+/**
+ * The sign one cell's ink shows when it is two thin bars across the cell ("="), or a star (as tall as a small
+ * letter at most, its topmost ink in the middle of the glyph); a null character otherwise. A tilde is one stroke, a
+ * hash as tall as a capital, an "x" or a "v" begins at its sides.
+ */
+QChar signOf(const QImage &image, const QRect &ink, int lineHeight, double cell, int background)
+{
+    const auto runs = inkRuns(image, ink, true, background);
+    const double bar = std::max(2.0, 0.12 * lineHeight);
+    if (runs.size() == 2 && ink.width() >= 0.5 * cell &&
+        std::all_of(runs.cbegin(), runs.cend(), [&](const auto &run) { return spanOf(run) <= bar; })) {
+        return u'=';
+    }
+    const auto top = inkRuns(image, QRect(ink.left(), ink.top(), ink.width(), 1), false, background);
+    const double middle = ink.left() + ink.width() / 2.0;
+    if (runs.size() == 1 && ink.height() > 0.2 * lineHeight && ink.height() <= 0.55 * lineHeight && top.size() == 1 &&
+        std::abs((top[0].first + top[0].second) / 2.0 - middle) <= 1) {
+        return u'*';
+    }
+    return {};
+}
+
+/**
+ * The text of a line whose ink is one sign over and over, a cell apart, as the rules of "*" or "=" in comments are,
+ * perhaps ending in a few other signs (a comment's end); or an empty text. The engines read such a rule as letters
+ * ("SEES", "RnRn") and the line model miscounts it: the cells of ink alike from the first on are counted, the sign told
+ * from the shape of its ink and what follows read by the line model.
+ */
+QString ruleIn(const QImage &image, const PassLine &line, int lineHeight, double cell, int background,
+               const std::function<bool()> &monospaced)
+{
+    const QRect ink = inkWithin(image, line.box, background);
+    const int cells = int(std::lround(ink.width() / cell));
+    if (ink.isEmpty() || cells < 8) {
+        return {};
+    }
+    const auto cellInk = [&](int k) {
+        const int left = ink.left() + int(std::lround(k * cell));
+        return inkWithin(image, QRect(left, ink.top(), int(std::lround(cell)), ink.height()), background);
+    };
+    const QRect first = cellInk(0);
+    int run = 1;
+    while (run < cells && std::abs(cellInk(run).top() - first.top()) <= 1 &&
+           std::abs(cellInk(run).bottom() - first.bottom()) <= 1) {
+        ++run;
+    }
+    const QChar sign = signOf(image, first, lineHeight, cell, background);
+    if (run < 8 || cells - run > 3 || sign.isNull() || !monospaced()) {
+        return {};
+    }
+    // The cell the engines' positions give is a few hundredths of a pixel off, too much over eighty cells: the signs
+    // are counted from one piece of ink to the next (a piece may hold several signs run together), up to a space.
+    const auto pieces =
+        inkRuns(image, QRect(QPoint(ink.left(), first.top()), QPoint(ink.right(), first.bottom())), false, background);
+    if (pieces.isEmpty()) {
+        return {};
+    }
+    int count = 1;
+    qsizetype k = 0;
+    for (; k + 1 < pieces.size() && pieces[k + 1].first - pieces[k].second - 1 < 0.8 * cell; ++k) {
+        count += int(std::lround((pieces[k + 1].first - pieces[k].first) / cell));
+    }
+    count += int(std::lround((spanOf(pieces[k]) - first.width()) / cell));
+    QString text(count, sign);
+    const QRect rest =
+        inkWithin(image, QRect(QPoint(pieces[k].second + 1, line.box.top()), line.box.bottomRight()), background);
+    if (rest.isEmpty()) {
+        return text;
+    }
+    const int margin = int(std::ceil(cell / 2));
+    const QString tail = NeuralLineRecognizer::read(image.copy(rest.adjusted(-margin, 0, margin, 0))).text.trimmed();
+    if (!signsOnly(tail)) {
+        return {};
+    }
+    const double gap = (rest.left() - pieces[k].second - 1) / cell;
+    return text + QString(std::max(0, int(std::lround(gap))), u' ') + tail;
+}
+
 } // namespace
 
 void completeQuoteRuns(const QImage &image, RecognitionPass &pass)
@@ -409,6 +489,15 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
     const int background = LineRouting::backgroundGrey(image);
     // Only monospaced text is taken for code.
     const bool code = gridCell > 0;
+    // Code too where the positions show no grid (the engine's centres a pixel or two off) but the glyphs' ink does;
+    // looked at only where a row of signs is in question.
+    std::optional<bool> inkGrid;
+    const auto monospaced = [&] {
+        if (!inkGrid) {
+            inkGrid = code || MonospaceInk::cellOf(image, choice.pass, cell, background) > 0;
+        }
+        return *inkGrid;
+    };
     // A row read from its ink replaces what the passes read of it.
     const auto readFromInk = [&choice](qsizetype i, const QString &text, const QRect &box) {
         PassLine &line = choice.pass.lines[i];
@@ -422,6 +511,12 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
     // not as flat as a row of dashes.
     for (qsizetype i = 0; i < choice.pass.lines.size(); ++i) {
         PassLine &line = choice.pass.lines[i];
+        // A rule of one sign comes back as letters, as many as the engine cared to write.
+        if (const QString rule = ruleIn(image, line, lineHeight, cell, background, monospaced); !rule.isEmpty()) {
+            qCDebug(lcMissed) << "rule" << line.text << "read" << rule;
+            readFromInk(i, rule, line.box);
+            continue;
+        }
         // A row of marks comes back as a few letters at most: longer lines are not looked at pixel by pixel.
         if (line.text.size() > 8) {
             continue;
@@ -468,9 +563,6 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
     }
     // Rows of code are evenly spaced: a step over a row no pass found is twice the pitch.
     const int pitch = steps.empty() ? 0 : *std::min_element(steps.cbegin(), steps.cend());
-    // Code, where the positions show no grid (the engine's centres a pixel or two off) but the glyphs' ink does.
-    const bool monospaced =
-        code || (!bands.isEmpty() && MonospaceInk::cellOf(image, choice.pass, cell, background) > 0);
     const auto rowOver = [&](const QRect &band) {
         const auto nearest = std::min_element(choice.pass.lines.cbegin(), choice.pass.lines.cend(),
                                               [&](const PassLine &a, const PassLine &b) {
@@ -505,8 +597,8 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
         while (marks.isEmpty() && last + 1 < bands.size() && (band | bands[last + 1]).height() <= lineHeight) {
             band |= bands[++last];
         }
-        if (const QRect row = marks.isEmpty() && monospaced && pitch > 0 && band.height() <= lineHeight &&
-                                      band.height() > 1 && band.width() > 1
+        if (const QRect row = marks.isEmpty() && pitch > 0 && band.height() <= lineHeight && band.height() > 1 &&
+                                      band.width() > 1 && monospaced()
                                   ? rowOver(band)
                                   : QRect();
             !row.isNull()) {

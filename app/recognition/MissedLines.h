@@ -15,7 +15,8 @@ namespace Tessary {
  * does a brace alone on its row in code ("}," read "i,", "};" read "is"): one stroke taller than the letters, pointing
  * out to one side in the middle. A lone closing quote, its two ticks run together by anti-aliasing, is such a row too;
  * other rows of a sign or two no pass found ("=:", "];") are shown to the line model at the place the lines' pitch
- * gives them and kept where it reads signs only, as many as the band has cells.
+ * gives them and kept where it reads signs only, as many as the band has cells. A rule of "*" or "=" across a
+ * comment comes back as letters ("RnRn", "SEES"): its cells of ink are all alike, and the sign is told from one.
  */
 namespace MissedLines {
 

@@ -562,6 +562,14 @@ TEST(MissedLines, RowsOfQuoteMarksReadAsLettersComeBack)
         const QImage image = Tessary::Test::renderText(code, u"Noto Sans Mono CJK SC"_s, 16, 0xd4d4d4, 0x1e1e1e);
         EXPECT_EQ(read(image).toStdString(), code.join(u'\n').toStdString());
     }
+    // Rules of a sign over and over across a comment, read as letters ("SEES", "RnRn"), as many as drawn.
+    const QString stars(75, u'*'), bars = QString(74, u'=') + u" */"_s;
+    for (const auto &[rule, size] : {std::pair{stars, 13}, std::pair{stars, 17}, std::pair{bars, 17}}) {
+        const QStringList comment{u"/* Execution Slots:       SLOT23"_s, u"   Instruction Type:      M"_s, rule,
+                                  u"#define Q6_P_vraddub_PP 1"_s};
+        const QString text = read(Tessary::Test::renderText(comment, u"DejaVu Sans Mono"_s, size));
+        EXPECT_TRUE(text.split(u'\n').contains(rule)) << text.toStdString() << size;
+    }
 }
 
 } // namespace
