@@ -2,15 +2,23 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <optional>
 #include <vector>
+
+#include <QLoggingCategory>
 
 #include "app/recognition/GreyLevel.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
+#include "app/recognition/MonospaceInk.h"
+#include "app/recognition/NeuralLineRecognizer.h"
 
 namespace Tessary::MissedLines {
 
 namespace {
+
+Q_LOGGING_CATEGORY(lcMissed, "tessary.recognition.missed", QtInfoMsg)
 
 bool inkAt(const QImage &image, int x, int y, int background)
 {
@@ -120,6 +128,30 @@ QRect inkWithin(const QImage &image, const QRect &area, int background)
 }
 
 /**
+ * Whether the ink of area is two ticks side by side: a column between two others of at most half the contrast of
+ * either. Anti-aliasing fills the gap of a small double quote over the threshold of ink.
+ */
+bool twoTicks(const QImage &image, const QRect &area, int background)
+{
+    std::vector<int> contrast;
+    for (int x = area.left(); x <= area.right(); ++x) {
+        int most = 0;
+        for (int y = area.top(); y <= area.bottom(); ++y) {
+            most = std::max(most, std::abs(greyOf(image.constScanLine(y) + 3 * x) - background));
+        }
+        contrast.push_back(most);
+    }
+    for (size_t k = 1; k + 1 < contrast.size(); ++k) {
+        const int left = *std::max_element(contrast.cbegin(), contrast.cbegin() + long(k));
+        const int right = *std::max_element(contrast.cbegin() + long(k) + 1, contrast.cend());
+        if (2 * contrast[k] <= std::min(left, right)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/**
  * The quote marks a band of ink holds when it is a row of them, each a cell apart, or an empty text: marks stand in
  * the upper half of a line and are narrow, double ones spanning more than a third of a cell.
  */
@@ -129,13 +161,13 @@ QString marksIn(const QImage &image, const QRect &band, int lineHeight, double c
         return {};
     }
     const auto marks = marksOf(image, band, cell, background);
-    // A lone mark is as likely a speck of something else.
-    if (marks.size() < 2) {
+    const bool doubled = !marks.isEmpty() && spanOf(marks.first()) > cell / 3;
+    // A lone mark is as likely a speck of something else, unless it is two ticks side by side (a docstring's end).
+    if (marks.isEmpty() || (marks.size() == 1 && (!doubled || !twoTicks(image, band, background)))) {
         return {};
     }
-    const bool doubled = spanOf(marks.first()) > cell / 3;
     const bool marksOnly = std::all_of(marks.cbegin(), marks.cend(), [&](const std::pair<int, int> &mark) {
-        return spanOf(mark) <= 0.7 * cell && (spanOf(mark) > cell / 3) == doubled;
+        return spanOf(mark) <= 0.8 * cell && (spanOf(mark) > cell / 3) == doubled;
     });
     // A run of n marks spans n - 1 cells and a mark's width.
     if (!marksOnly || marks.size() != std::lround((band.width() - spanOf(marks.first())) / cell) + 1) {
@@ -277,6 +309,113 @@ QString braceRowIn(const QImage &image, const QRect &ink, int lineHeight, double
     return QString(brace) + (pieces == 2 ? u';' : u',');
 }
 
+/** Signs only, without a letter, digit or Chinese character: a quote, an operator, brackets, a comment's end. */
+bool signsOnly(const QString &text)
+{
+    return !text.isEmpty() && std::all_of(text.cbegin(), text.cend(),
+                                          [](QChar c) { return c.unicode() < 0x80 && (c.isPunct() || c.isSymbol()); });
+}
+
+/**
+ * The row of signs a band of ink no pass found holds, read by the line model at the row's place, or an empty text.
+ * Tesseract takes a row of a mark or two alone (a docstring's closing quote, "=:", a lone brace) for noise; the line
+ * model, shown the row as a line of its own, reads them. row is where the lines' pitch puts a line over the band.
+ */
+QString signsIn(const QImage &image, const QRect &band, const QRect &row, double cell)
+{
+    const int margin = int(std::ceil(cell / 2));
+    const QRect area = QRect(QPoint(band.left() - margin, row.top()), QPoint(band.right() + margin, row.bottom()))
+                           .intersected(image.rect());
+    const LineReading reading = NeuralLineRecognizer::read(image.copy(area));
+    QString text = reading.text;
+    text.remove(u' ');
+    qCDebug(lcMissed) << "band" << band << "row" << row << "read" << reading.text << reading.meanConfidence;
+    // A row of n signs spans n - 1 cells and a sign's width.
+    const double cells = band.width() / cell;
+    if (!signsOnly(text) || text.size() < cells - 0.5 || text.size() > cells + 1.5) {
+        return {};
+    }
+    return reading.text.trimmed();
+}
+
+/**
+ * The sign one cell's ink shows when it is two thin bars across the cell ("="), or a star (as tall as a small
+ * letter at most, its topmost ink in the middle of the glyph); a null character otherwise. A tilde is one stroke, a
+ * hash as tall as a capital, an "x" or a "v" begins at its sides.
+ */
+QChar signOf(const QImage &image, const QRect &ink, int lineHeight, double cell, int background)
+{
+    const auto runs = inkRuns(image, ink, true, background);
+    const double bar = std::max(2.0, 0.12 * lineHeight);
+    if (runs.size() == 2 && ink.width() >= 0.5 * cell &&
+        std::all_of(runs.cbegin(), runs.cend(), [&](const auto &run) { return spanOf(run) <= bar; })) {
+        return u'=';
+    }
+    const auto top = inkRuns(image, QRect(ink.left(), ink.top(), ink.width(), 1), false, background);
+    const double middle = ink.left() + ink.width() / 2.0;
+    if (runs.size() == 1 && ink.height() > 0.2 * lineHeight && ink.height() <= 0.55 * lineHeight && top.size() == 1 &&
+        std::abs((top[0].first + top[0].second) / 2.0 - middle) <= 1) {
+        return u'*';
+    }
+    return {};
+}
+
+/**
+ * The text of a line whose ink is one sign over and over, a cell apart, as the rules of "*" or "=" in comments are,
+ * perhaps ending in a few other signs (a comment's end); or an empty text. The engines read such a rule as letters
+ * ("SEES", "RnRn") and the line model miscounts it: the cells of ink alike from the first on are counted, the sign told
+ * from the shape of its ink and what follows read by the line model.
+ */
+QString ruleIn(const QImage &image, const PassLine &line, int lineHeight, double cell, int background,
+               const std::function<bool()> &monospaced)
+{
+    const QRect ink = inkWithin(image, line.box, background);
+    const int cells = int(std::lround(ink.width() / cell));
+    if (ink.isEmpty() || cells < 8) {
+        return {};
+    }
+    const auto cellInk = [&](int k) {
+        const int left = ink.left() + int(std::lround(k * cell));
+        return inkWithin(image, QRect(left, ink.top(), int(std::lround(cell)), ink.height()), background);
+    };
+    const QRect first = cellInk(0);
+    int run = 1;
+    while (run < cells && std::abs(cellInk(run).top() - first.top()) <= 1 &&
+           std::abs(cellInk(run).bottom() - first.bottom()) <= 1) {
+        ++run;
+    }
+    const QChar sign = signOf(image, first, lineHeight, cell, background);
+    if (run < 8 || cells - run > 3 || sign.isNull() || !monospaced()) {
+        return {};
+    }
+    // The cell the engines' positions give is a few hundredths of a pixel off, too much over eighty cells: the signs
+    // are counted from one piece of ink to the next (a piece may hold several signs run together), up to a space.
+    const auto pieces =
+        inkRuns(image, QRect(QPoint(ink.left(), first.top()), QPoint(ink.right(), first.bottom())), false, background);
+    if (pieces.isEmpty()) {
+        return {};
+    }
+    int count = 1;
+    qsizetype k = 0;
+    for (; k + 1 < pieces.size() && pieces[k + 1].first - pieces[k].second - 1 < 0.8 * cell; ++k) {
+        count += int(std::lround((pieces[k + 1].first - pieces[k].first) / cell));
+    }
+    count += int(std::lround((spanOf(pieces[k]) - first.width()) / cell));
+    QString text(count, sign);
+    const QRect rest =
+        inkWithin(image, QRect(QPoint(pieces[k].second + 1, line.box.top()), line.box.bottomRight()), background);
+    if (rest.isEmpty()) {
+        return text;
+    }
+    const int margin = int(std::ceil(cell / 2));
+    const QString tail = NeuralLineRecognizer::read(image.copy(rest.adjusted(-margin, 0, margin, 0))).text.trimmed();
+    if (!signsOnly(tail)) {
+        return {};
+    }
+    const double gap = (rest.left() - pieces[k].second - 1) / cell;
+    return text + QString(std::max(0, int(std::lround(gap))), u' ') + tail;
+}
+
 } // namespace
 
 void completeQuoteRuns(const QImage &image, RecognitionPass &pass)
@@ -350,6 +489,15 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
     const int background = LineRouting::backgroundGrey(image);
     // Only monospaced text is taken for code.
     const bool code = gridCell > 0;
+    // Code too where the positions show no grid (the engine's centres a pixel or two off) but the glyphs' ink does;
+    // looked at only where a row of signs is in question.
+    std::optional<bool> inkGrid;
+    const auto monospaced = [&] {
+        if (!inkGrid) {
+            inkGrid = code || MonospaceInk::cellOf(image, choice.pass, cell, background) > 0;
+        }
+        return *inkGrid;
+    };
     // A row read from its ink replaces what the passes read of it.
     const auto readFromInk = [&choice](qsizetype i, const QString &text, const QRect &box) {
         PassLine &line = choice.pass.lines[i];
@@ -363,6 +511,12 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
     // not as flat as a row of dashes.
     for (qsizetype i = 0; i < choice.pass.lines.size(); ++i) {
         PassLine &line = choice.pass.lines[i];
+        // A rule of one sign comes back as letters, as many as the engine cared to write.
+        if (const QString rule = ruleIn(image, line, lineHeight, cell, background, monospaced); !rule.isEmpty()) {
+            qCDebug(lcMissed) << "rule" << line.text << "read" << rule;
+            readFromInk(i, rule, line.box);
+            continue;
+        }
         // A row of marks comes back as a few letters at most: longer lines are not looked at pixel by pixel.
         if (line.text.size() > 8) {
             continue;
@@ -400,19 +554,56 @@ void add(const QImage &image, ScriptChoice::Choice &choice)
         }
     }
     const QList<QRect> bands = uncoveredBands(image, choice.pass.lines, background);
+    // The lines' pitch, and the place of the row it puts over a band: the pitch from the nearest line found.
+    std::vector<int> steps;
+    for (qsizetype i = 1; i < choice.pass.lines.size(); ++i) {
+        if (choice.pass.lines[i].box.top() - choice.pass.lines[i - 1].box.top() >= lineHeight) {
+            steps.push_back(choice.pass.lines[i].box.top() - choice.pass.lines[i - 1].box.top());
+        }
+    }
+    // Rows of code are evenly spaced: a step over a row no pass found is twice the pitch.
+    const int pitch = steps.empty() ? 0 : *std::min_element(steps.cbegin(), steps.cend());
+    const auto rowOver = [&](const QRect &band) {
+        const auto nearest = std::min_element(choice.pass.lines.cbegin(), choice.pass.lines.cend(),
+                                              [&](const PassLine &a, const PassLine &b) {
+                                                  return std::abs(a.box.center().y() - band.center().y()) <
+                                                         std::abs(b.box.center().y() - band.center().y());
+                                              });
+        const int away = int(std::lround(double(band.center().y() - nearest->box.center().y()) / pitch));
+        const QRect row = nearest->box.translated(0, away * pitch);
+        // Ink joined to a line's above or below it is a part of that line's glyphs (a comma's tail).
+        const bool apart =
+            inkWithin(image, QRect(band.left(), band.top() - 1, band.width(), 1), background).isEmpty() &&
+            inkWithin(image, QRect(band.left(), band.bottom() + 1, band.width(), 1), background).isEmpty();
+        return apart && band.top() >= row.top() - 1 && band.bottom() <= row.bottom() + 1 ? row | band : QRect();
+    };
     for (qsizetype b = 0; b < bands.size(); ++b) {
         // A band no pass found spans whole cells: its marks are far enough apart not to be a letter's parts. The dots
-        // and commas of a row of semicolons make two bands a little apart.
+        // and commas of a row of semicolons make two bands a little apart, and the dots alone look like a row of
+        // quote marks: the pair is looked at first.
         QRect band = bands[b];
-        QString marks = marksIn(image, band, lineHeight, cell, background);
-        if (marks.size() != std::lround(band.width() / cell)) {
-            marks.clear();
-        }
-        if (const QRect pair = b + 1 < bands.size() ? band | bands[b + 1] : QRect();
-            marks.isEmpty() && pair.height() <= lineHeight) {
+        QString marks;
+        if (const QRect pair = b + 1 < bands.size() ? band | bands[b + 1] : QRect(); pair.height() <= lineHeight) {
             marks = semicolonsIn(image, pair, lineHeight, cell, background);
             band = marks.isEmpty() ? band : pair;
             b += marks.isEmpty() ? 0 : 1;
+        }
+        if (marks.isEmpty()) {
+            marks = marksIn(image, band, lineHeight, cell, background);
+            marks = marks.size() == std::lround(band.width() / cell) ? marks : QString();
+        }
+        // Else the bands of a row (the bars of a "=", a colon's dots) together, read by the line model.
+        qsizetype last = b;
+        while (marks.isEmpty() && last + 1 < bands.size() && (band | bands[last + 1]).height() <= lineHeight) {
+            band |= bands[++last];
+        }
+        if (const QRect row = marks.isEmpty() && pitch > 0 && band.height() <= lineHeight && band.height() > 1 &&
+                                      band.width() > 1 && monospaced()
+                                  ? rowOver(band)
+                                  : QRect();
+            !row.isNull()) {
+            marks = signsIn(image, band, row, cell);
+            b = marks.isEmpty() ? b : last;
         }
         if (marks.isEmpty()) {
             continue;

@@ -13,7 +13,10 @@ namespace Tessary {
  * of two marks or more, each a character cell apart: double ones where a mark spans two ticks. The ";;" that closes a
  * shell case fares the same, or comes back as letters ("a9", ">>"): its ink is a dot over a comma in every cell. So
  * does a brace alone on its row in code ("}," read "i,", "};" read "is"): one stroke taller than the letters, pointing
- * out to one side in the middle.
+ * out to one side in the middle. A lone closing quote, its two ticks run together by anti-aliasing, is such a row too;
+ * other rows of a sign or two no pass found ("=:", "];") are shown to the line model at the place the lines' pitch
+ * gives them and kept where it reads signs only, as many as the band has cells. A rule of "*" or "=" across a
+ * comment comes back as letters ("RnRn", "SEES"): its cells of ink are all alike, and the sign is told from one.
  */
 namespace MissedLines {
 

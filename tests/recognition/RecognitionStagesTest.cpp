@@ -562,6 +562,27 @@ TEST(MissedLines, RowsOfQuoteMarksReadAsLettersComeBack)
             }
         }
     }
+    // Rows no pass finds at all: a lone closing quote (its two ticks run together at 16 px), a map's "=:" key.
+    const QStringList opts{u"    --lines"_s, u"    --version"_s, u"\""_s,
+                           u"COMPREPLY=( $(compgen -W \"${OPTS[*]}\") )"_s};
+    const QStringList map{u"type: map"_s,
+                          u"mapping:"_s,
+                          u"  =:"_s,
+                          u"    type: text"_s,
+                          u"build_requires: *requires_common"_s,
+                          u"requires:       *requires_common"_s};
+    for (const QStringList &code : {opts, map}) {
+        const QImage image = Tessary::Test::renderText(code, u"Noto Sans Mono CJK SC"_s, 16, 0xd4d4d4, 0x1e1e1e);
+        EXPECT_EQ(read(image).toStdString(), code.join(u'\n').toStdString());
+    }
+    // Rules of a sign over and over across a comment, read as letters ("SEES", "RnRn"), as many as drawn.
+    const QString stars(75, u'*'), bars = QString(74, u'=') + u" */"_s;
+    for (const auto &[rule, size] : {std::pair{stars, 13}, std::pair{stars, 17}, std::pair{bars, 17}}) {
+        const QStringList comment{u"/* Execution Slots:       SLOT23"_s, u"   Instruction Type:      M"_s, rule,
+                                  u"#define Q6_P_vraddub_PP 1"_s};
+        const QString text = read(Tessary::Test::renderText(comment, u"DejaVu Sans Mono"_s, size));
+        EXPECT_TRUE(text.split(u'\n').contains(rule)) << text.toStdString() << size;
+    }
 }
 
 } // namespace
