@@ -177,11 +177,11 @@ Recognition read(const QImage &image)
     if (image.isNull() || image.format() != QImage::Format_RGB888) {
         return {};
     }
+    // Read as zxing-cpp reads it, in one shade of grey per pixel.
+    const QImage grey = image.convertToFormat(QImage::Format_Grayscale8);
     // zxing-cpp tries every three finder patterns as the corners of a QR code, and a Micro QR code's one finder
     // costs much to follow: an image tiled with them would keep it busy for hours. More than the codes we look for
     // could have are no codes of these kinds.
-    // Read as zxing-cpp reads it, in one shade of grey per pixel.
-    const QImage grey = image.convertToFormat(QImage::Format_Grayscale8);
     using ZXing::BarcodeFormat;
     const ZXing::BarcodeFormats formats = finderPatterns(grey) <= 3 * maximumCodes
                                               ? ZXing::BarcodeFormats(BarcodeFormat::Any)
