@@ -227,6 +227,7 @@ TEST(ReadingVote, TwoReadingsAgreeingAgainstTheThirdWin)
 
 TEST(WordCheck, ACharacterInNoWordTakesTheCandidateThatMakesOne)
 {
+    // First, while no engine is borrowed here: the word check borrows the same engines for their dictionaries.
     {
         // The other pass's reading gives its candidates though it wrote a 和 between two characters.
         const QString shown = u"超過的名稱會被忽略。如果列表"_s, read = u"超過的名稱會被忽咯。如果列表"_s;
@@ -239,7 +240,7 @@ TEST(WordCheck, ACharacterInNoWordTakesTheCandidateThatMakesOne)
         QStringList lines{read};
         WordCheck::mend(drawn.image, choice, {LineReading{}}, lines);
         EXPECT_EQ(lines.first().toStdString(), shown.toStdString());
-    } // the line's dictionaries are borrowed from the engines the rest uses
+    }
     const auto engine = TesseractPool::shared().borrow("chi_tra");
     ASSERT_TRUE(engine);
     const auto knows = [&](const QString &word) { return engine->IsValidWord(word.toUtf8().constData()) != 0; };
