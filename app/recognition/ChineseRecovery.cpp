@@ -29,15 +29,6 @@ QRect singleLine(const QImage &image, int background)
     return height > 0 && ink.height() < 2 * height ? ink : QRect();
 }
 
-/** Signs only, without a letter, digit or Chinese character: a comment's end, an operator, brackets. */
-bool signsOnly(const QString &text)
-{
-    const QString shown = text.trimmed();
-    return !shown.isEmpty() && std::all_of(shown.cbegin(), shown.cend(), [](QChar c) {
-        return c.isSpace() || (c.unicode() < 0x80 && c.isPunct()) || (c.unicode() < 0x80 && c.isSymbol());
-    });
-}
-
 } // namespace
 
 void recover(const QImage &image, ScriptChoice::Choice &choice)
@@ -68,7 +59,8 @@ void recover(const QImage &image, ScriptChoice::Choice &choice)
         const LineReading reading = area.isEmpty() ? LineReading() : NeuralLineRecognizer::read(image.copy(area));
         // A short line of signs ("*/" closing a comment) comes back from Tesseract as unsure letters; the line
         // model reads signs, and where it reads nothing else and is surer, its reading stands.
-        if (!line.text.isEmpty() && signsOnly(reading.text) && 100 * reading.meanConfidence > line.confidence) {
+        if (!line.text.isEmpty() && ChineseTextCleanup::signsOnly(reading.text) &&
+            100 * reading.meanConfidence > line.confidence) {
             line.text = reading.text.trimmed();
             line.centres.clear();
             line.words.clear();

@@ -70,6 +70,14 @@ bool hasDoubleWidth(const QString &text)
     return std::any_of(text.cbegin(), text.cend(), [](QChar c) { return c.isSurrogate() || isHan(c.unicode()); });
 }
 
+bool signsOnly(const QString &text)
+{
+    const QString shown = text.trimmed();
+    return !shown.isEmpty() && std::all_of(shown.cbegin(), shown.cend(), [](QChar c) {
+        return c.isSpace() || (c.unicode() < 0x80 && (c.isPunct() || c.isSymbol()));
+    });
+}
+
 bool allHan(const QString &text)
 {
     return !text.isEmpty() && std::all_of(text.cbegin(), text.cend(), [](QChar c) { return isHan(c.unicode()); });

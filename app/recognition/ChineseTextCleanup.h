@@ -22,6 +22,12 @@ bool hasHan(const QString &text);
  */
 bool hasDoubleWidth(const QString &text);
 
+/**
+ * True when text holds ASCII signs only, spaces aside: no letter, digit or Chinese character (a comment's end, an
+ * operator, a quote, brackets).
+ */
+bool signsOnly(const QString &text);
+
 /** True when text is not empty and holds Han ideographs only. */
 bool allHan(const QString &text);
 

@@ -8,6 +8,7 @@
 
 #include <QLoggingCategory>
 
+#include "app/recognition/ChineseTextCleanup.h"
 #include "app/recognition/GreyLevel.h"
 #include "app/recognition/LineIndentation.h"
 #include "app/recognition/LineRouting.h"
@@ -309,13 +310,6 @@ QString braceRowIn(const QImage &image, const QRect &ink, int lineHeight, double
     return QString(brace) + (pieces == 2 ? u';' : u',');
 }
 
-/** Signs only, without a letter, digit or Chinese character: a quote, an operator, brackets, a comment's end. */
-bool signsOnly(const QString &text)
-{
-    return !text.isEmpty() && std::all_of(text.cbegin(), text.cend(),
-                                          [](QChar c) { return c.unicode() < 0x80 && (c.isPunct() || c.isSymbol()); });
-}
-
 /**
  * The row of signs a band of ink no pass found holds, read by the line model at the row's place, or an empty text.
  * Tesseract takes a row of a mark or two alone (a docstring's closing quote, "=:", a lone brace) for noise; the line
@@ -332,7 +326,7 @@ QString signsIn(const QImage &image, const QRect &band, const QRect &row, double
     qCDebug(lcMissed) << "band" << band << "row" << row << "read" << reading.text << reading.meanConfidence;
     // A row of n signs spans n - 1 cells and a sign's width.
     const double cells = band.width() / cell;
-    if (!signsOnly(text) || text.size() < cells - 0.5 || text.size() > cells + 1.5) {
+    if (!ChineseTextCleanup::signsOnly(text) || text.size() < cells - 0.5 || text.size() > cells + 1.5) {
         return {};
     }
     return reading.text.trimmed();
@@ -409,7 +403,7 @@ QString ruleIn(const QImage &image, const PassLine &line, int lineHeight, double
     }
     const int margin = int(std::ceil(cell / 2));
     const QString tail = NeuralLineRecognizer::read(image.copy(rest.adjusted(-margin, 0, margin, 0))).text.trimmed();
-    if (!signsOnly(tail)) {
+    if (!ChineseTextCleanup::signsOnly(tail)) {
         return {};
     }
     const double gap = (rest.left() - pieces[k].second - 1) / cell;
